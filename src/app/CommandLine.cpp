@@ -1,0 +1,109 @@
+#include "CommandLine.h"
+
+std::optional<SearchMode> CommandLine::modeFromKind(const QString& kind)
+{
+    if (kind.compare(QLatin1String("common"), Qt::CaseInsensitive) == 0)
+        return SearchMode::Common;
+    if (kind.size() != 1)
+        return std::nullopt;
+    const std::optional<SearchKind> k = SearchService::kindFromLetter(kind.at(0));
+    if (!k)
+        return std::nullopt;
+    switch (*k) {
+    case SearchKind::Knowledge:
+        return SearchMode::Knowledge;
+    case SearchKind::Affair:
+        return SearchMode::Affairs;
+    case SearchKind::Courier:
+        return SearchMode::Couriers;
+    case SearchKind::Simple:
+        return SearchMode::Simple;
+    case SearchKind::File:
+        return SearchMode::Files;
+    case SearchKind::Tool:
+        return SearchMode::Tools;
+    case SearchKind::Personal:
+        return SearchMode::Personal;
+    }
+    return std::nullopt;
+}
+
+QString CommandLine::usage()
+{
+    return QStringLiteral(
+        "用法: quillmate [--data-dir 文件夹] [命令]\n"
+        "  (无命令)                 启动客服Tavro\n"
+        "  init                     准备程序文件夹 (config.ini, assistant.dll, personal.dll, "
+        "pylib.dll) 后退出\n"
+        "  search 文本 [--kind K]   查询, K 为 W C E S F L P 或 common; 每行: 类型\\t编号\\t名称\n"
+        "  --version                显示版本\n"
+        "程序文件夹: --data-dir, 否则环境变量 QUILLMATE_HOME, 否则程序旁有 portable 文件时为程序"
+        "文件夹, 否则为用户数据文件夹。\n");
+}
+
+CommandLine CommandLine::parse(const QStringList& arguments)
+{
+    CommandLine cl;
+    QStringList positional;
+    QString kind;
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString& a = arguments.at(i);
+        auto valueOf = [&](const QString& option) -> std::optional<QString> {
+            if (a == option) {
+                if (i + 1 >= arguments.size()) {
+                    cl.error = option + QStringLiteral(" 需要一个值");
+                    return std::nullopt;
+                }
+                return arguments.at(++i);
+            }
+            if (a.startsWith(option + QLatin1Char('=')))
+                return a.mid(option.size() + 1);
+            return std::nullopt;
+        };
+        if (a == QLatin1String("--version") || a == QLatin1String("-v")) {
+            cl.command = Command::Version;
+            return cl;
+        }
+        if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
+            cl.command = Command::Help;
+            return cl;
+        }
+        if (auto v = valueOf(QStringLiteral("--data-dir"))) {
+            cl.dataDir = *v;
+        } else if (auto k = valueOf(QStringLiteral("--kind"))) {
+            kind = *k;
+        } else if (!cl.error.isEmpty()) {
+            return cl;
+        } else if (a.startsWith(QLatin1String("--")) && a.size() > 2) {
+            cl.error = QStringLiteral("未知的选项 ") + a;
+            return cl;
+        } else {
+            positional << a;
+        }
+    }
+    if (!cl.error.isEmpty())
+        return cl;
+
+    if (positional.isEmpty()) {
+        cl.command = Command::Panel;
+    } else if (positional.first() == QLatin1String("init") && positional.size() == 1) {
+        cl.command = Command::Init;
+    } else if (positional.first() == QLatin1String("search") && positional.size() == 2) {
+        cl.command = Command::Search;
+        cl.searchText = positional.at(1);
+    } else if (positional.first() == QLatin1String("search")) {
+        cl.error = QStringLiteral("search 需要一个查询文本");
+    } else {
+        cl.error = QStringLiteral("未知的命令 ") + positional.join(QLatin1Char(' '));
+    }
+    if (!kind.isEmpty()) {
+        if (cl.command != Command::Search) {
+            cl.error = QStringLiteral("--kind 只用于 search");
+        } else if (auto mode = modeFromKind(kind)) {
+            cl.searchMode = *mode;
+        } else {
+            cl.error = QStringLiteral("未知的类型 ") + kind;
+        }
+    }
+    return cl;
+}

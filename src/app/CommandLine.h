@@ -1,0 +1,24 @@
+#pragma once
+
+#include "SearchService.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+// What the user asked for on the command line.
+struct CommandLine {
+    enum class Command { Panel, Version, Init, Search, Help };
+
+    Command command = Command::Panel;
+    QString dataDir;
+    QString searchText;
+    SearchMode searchMode = SearchMode::All;
+    QString error; // set when the arguments make no sense; shown with the usage text
+
+    static CommandLine parse(const QStringList& arguments);
+    static QString usage();
+    // "W", "C", "E", "S", "F", "L", "P" or "common".
+    static std::optional<SearchMode> modeFromKind(const QString& kind);
+};

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "DataRoot.h"
+#include "PinyinTable.h"
+#include "Result.h"
+#include "Settings.h"
+#include "Store.h"
+
+#include <QStringList>
+
+#include <memory>
+
+// The steps before any window: the config file (written with its defaults when missing), the
+// settings, the two stores (created with their schema when missing) and the pinyin table.
+class Startup {
+public:
+    explicit Startup(DataRoot root);
+    ~Startup();
+
+    Result<void> run();
+
+    const DataRoot& root() const { return m_root; }
+    Settings& settings() { return *m_settings; }
+    Store& store() { return *m_store; }
+    const PinyinTable& pinyin() const { return m_pinyin; }
+    // Problems that do not stop the program (the pinyin table could not be read, say).
+    QStringList warnings() const { return m_warnings; }
+
+private:
+    DataRoot m_root;
+    std::unique_ptr<Settings> m_settings;
+    std::unique_ptr<Store> m_store;
+    PinyinTable m_pinyin;
+    QStringList m_warnings;
+};

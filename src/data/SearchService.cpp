@@ -1,0 +1,402 @@
+#include "SearchService.h"
+
+#include "DbError.h"
+#include "Settings.h"
+#include "SortOrder.h"
+
+#include <QSqlQuery>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int ChunkSize = 500;
+
+QString placeholders(qsizetype n)
+{
+    QString s;
+    s.reserve(n * 2);
+    for (qsizetype i = 0; i < n; ++i)
+        s += i ? QLatin1String(",?") : QLatin1String("?");
+    return s;
+}
+
+StoreId storeOf(SearchKind kind)
+{
+    return kind == SearchKind::Tool || kind == SearchKind::Personal ? StoreId::Personal
+                                                                    : StoreId::Assistant;
+}
+
+// The columns of the index's source rows, per kind.
+QString indexColumns(SearchKind kind)
+{
+    switch (kind) {
+    case SearchKind::Knowledge:
+        return QStringLiteral("id, name, pycode, typeid, usetime, serialnum, commonserialnum, "
+                              "commonflag");
+    case SearchKind::Affair:
+    case SearchKind::Courier:
+        return QStringLiteral("id, name, pycode, itemid, usetime, serialnum, 0, 0");
+    default:
+        return QStringLiteral("id, name, pycode, typeid, usetime, serialnum, 0, 0");
+    }
+}
+
+QString itemFilter(SearchKind kind)
+{
+    if (kind == SearchKind::Affair)
+        return QStringLiteral(" AND itemid = 3");
+    if (kind == SearchKind::Courier)
+        return QStringLiteral(" AND itemid = 4");
+    return {};
+}
+
+} // namespace
+
+SearchService::SearchService(Store& store, const Settings& settings, QObject* parent)
+    : QObject(parent), m_store(store), m_settings(settings)
+{
+    connect(&m_store, &Store::changed, this, &SearchService::onChanged);
+}
+
+QChar SearchService::letter(SearchKind kind)
+{
+    static constexpr char16_t letters[] = u"WCESFLP";
+    return QChar(letters[static_cast<int>(kind)]);
+}
+
+std::optional<SearchKind> SearchService::kindFromLetter(QChar c)
+{
+    for (int k = 0; k < SearchKindCount; ++k) {
+        if (letter(static_cast<SearchKind>(k)) == c.toUpper())
+            return static_cast<SearchKind>(k);
+    }
+    return std::nullopt;
+}
+
+Table SearchService::table(SearchKind kind)
+{
+    switch (kind) {
+    case SearchKind::Knowledge:
+        return Table::Knowledge;
+    case SearchKind::Affair:
+    case SearchKind::Courier:
+        return Table::Type;
+    case SearchKind::Simple:
+        return Table::Simple;
+    case SearchKind::File:
+        return Table::File;
+    case SearchKind::Tool:
+        return Table::Tools;
+    case SearchKind::Personal:
+        return Table::Personal;
+    }
+    return Table::Knowledge;
+}
+
+void SearchService::onChanged(Table changedTable, qint64 id, Change change)
+{
+    for (int k = 0; k < SearchKindCount; ++k) {
+        const auto kind = static_cast<SearchKind>(k);
+        if (table(kind) != changedTable)
+            continue;
+        KindState& s = state(kind);
+        if (!s.built)
+            continue;
+        if (change == Change::Reset) {
+            s.built = false;
+            s.pending.clear();
+        } else if (change == Change::Removed) {
+            s.index.remove(id);
+            s.pending.remove(id);
+        } else {
+            s.pending.insert(id);
+        }
+    }
+}
+
+Result<void> SearchService::refreshExternalChanges()
+{
+    for (StoreId store : {StoreId::Assistant, StoreId::Personal}) {
+        Result<qint64> version = m_store.dataVersion(store);
+        if (!version)
+            return version.error();
+        std::optional<qint64>& known = m_dataVersion[static_cast<size_t>(store)];
+        if (known && *known != version.value()) {
+            for (int k = 0; k < SearchKindCount; ++k) {
+                if (storeOf(static_cast<SearchKind>(k)) == store)
+                    m_kinds[static_cast<size_t>(k)].built = false;
+            }
+        }
+        known = version.value();
+    }
+    return {};
+}
+
+Result<void> SearchService::load(SearchKind kind, const QList<qint64>& ids)
+{
+    KindState& s = state(kind);
+    const QSqlDatabase db = m_store.database(storeOf(kind));
+    const QString base = QStringLiteral("SELECT %1 FROM \"%2\" WHERE 1=1%3")
+                             .arg(indexColumns(kind), Tables::name(table(kind)), itemFilter(kind));
+
+    auto read = [&](const QString& sql, const QVariantList& bound) -> Result<void> {
+        QSqlQuery q(db);
+        q.setForwardOnly(true);
+        if (!q.prepare(sql))
+            return DbError::fromQuery(q.lastError());
+        for (const QVariant& v : bound)
+            q.addBindValue(v);
+        if (!q.exec())
+            return DbError::fromQuery(q.lastError());
+        SearchIndex::Source src;
+        while (q.next()) {
+            src.id = q.value(0).toLongLong();
+            src.name = q.value(1).toString();
+            src.pycode = q.value(2).toString();
+            src.typeId = q.value(3).toLongLong();
+            src.usetime = q.value(4).toInt();
+            src.serial = q.value(5).toInt();
+            src.commonSerial = q.value(6).toInt();
+            src.common = q.value(7).toInt() == 1;
+            s.index.upsert(src);
+        }
+        return {};
+    };
+
+    if (ids.isEmpty()) {
+        s.index.clear();
+        return read(base + QLatin1String(" ORDER BY id"), {});
+    }
+    for (qsizetype from = 0; from < ids.size(); from += ChunkSize) {
+        const QList<qint64> chunk = ids.mid(from, ChunkSize);
+        QVariantList bound;
+        for (qint64 id : chunk) {
+            bound << id;
+            // A row that no longer qualifies (deleted, or moved to another section) drops out.
+            s.index.remove(id);
+        }
+        if (Result<void> r = read(base + QStringLiteral(" AND id IN (%1)").arg(placeholders(chunk.size())),
+                                  bound);
+            !r)
+            return r;
+    }
+    return {};
+}
+
+Result<void> SearchService::ensureCurrent(SearchKind kind)
+{
+    KindState& s = state(kind);
+    if (!s.built) {
+        s.pending.clear();
+        if (Result<void> r = load(kind, {}); !r)
+            return r;
+        s.built = true;
+        return {};
+    }
+    if (s.pending.isEmpty())
+        return {};
+    const QList<qint64> ids(s.pending.begin(), s.pending.end());
+    s.pending.clear();
+    return load(kind, ids);
+}
+
+Result<QList<SearchHit>> SearchService::searchKind(SearchKind kind, QStringView needle,
+                                                   bool commonOnly, qint64 typeId)
+{
+    if (Result<void> r = ensureCurrent(kind); !r)
+        return r.error();
+    const SearchIndex& index = state(kind).index;
+
+    std::vector<const SearchIndex::Entry*> found;
+    index.match(needle, [&](const SearchIndex::Entry& e) {
+        if (commonOnly && !e.common)
+            return;
+        if (typeId != 0 && e.typeId != typeId)
+            return;
+        found.push_back(&e);
+    });
+
+    using E = const SearchIndex::Entry*;
+    switch (SortOrder::mode(m_settings.value(Setting::Sort))) {
+    case SortOrder::Mode::IdAscending:
+        std::sort(found.begin(), found.end(), [](E a, E b) { return a->id < b->id; });
+        break;
+    case SortOrder::Mode::IdDescending:
+        std::sort(found.begin(), found.end(), [](E a, E b) { return a->id > b->id; });
+        break;
+    case SortOrder::Mode::MostUsed:
+        std::sort(found.begin(), found.end(), [](E a, E b) {
+            return a->usetime != b->usetime ? a->usetime > b->usetime : a->id < b->id;
+        });
+        break;
+    case SortOrder::Mode::Custom:
+        std::sort(found.begin(), found.end(), [commonOnly](E a, E b) {
+            const int ka = commonOnly ? a->commonSerial : a->serial;
+            const int kb = commonOnly ? b->commonSerial : b->serial;
+            return ka != kb ? ka < kb : a->id < b->id;
+        });
+        break;
+    }
+
+    QList<SearchHit> hits;
+    hits.reserve(static_cast<qsizetype>(found.size()));
+    for (E e : found)
+        hits.append({kind, e->id});
+    return hits;
+}
+
+Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode mode,
+                                               qint64 typeId)
+{
+    if (Result<void> r = refreshExternalChanges(); !r)
+        return r.error();
+    const QString needle = SearchIndex::fold(text.trimmed());
+
+    QList<SearchKind> kinds;
+    bool commonOnly = false;
+    switch (mode) {
+    case SearchMode::All:
+        kinds << SearchKind::Knowledge;
+        if (m_settings.flag(Setting::QueryShowSimpleFlag))
+            kinds << SearchKind::Simple;
+        kinds << SearchKind::Affair << SearchKind::Courier;
+        if (m_settings.flag(Setting::QueryShowFileFlag))
+            kinds << SearchKind::File;
+        if (m_settings.flag(Setting::QueryShowToolsFlag))
+            kinds << SearchKind::Tool;
+        if (m_settings.flag(Setting::QueryShowPersonalFlag))
+            kinds << SearchKind::Personal;
+        typeId = 0;
+        break;
+    case SearchMode::Common:
+        kinds << SearchKind::Knowledge;
+        commonOnly = true;
+        break;
+    case SearchMode::Knowledge:
+        kinds << SearchKind::Knowledge;
+        break;
+    case SearchMode::Affairs:
+        kinds << SearchKind::Affair;
+        break;
+    case SearchMode::Couriers:
+        kinds << SearchKind::Courier;
+        break;
+    case SearchMode::Simple:
+        kinds << SearchKind::Simple;
+        break;
+    case SearchMode::Files:
+        kinds << SearchKind::File;
+        break;
+    case SearchMode::Tools:
+        kinds << SearchKind::Tool;
+        break;
+    case SearchMode::Personal:
+        kinds << SearchKind::Personal;
+        break;
+    }
+
+    QList<SearchHit> all;
+    for (SearchKind kind : kinds) {
+        Result<QList<SearchHit>> hits = searchKind(kind, needle, commonOnly, typeId);
+        if (!hits)
+            return hits.error();
+        all += hits.value();
+    }
+    return all;
+}
+
+QString SearchService::name(const SearchHit& hit)
+{
+    const SearchIndex& index = state(hit.kind).index;
+    const SearchIndex::Entry* e = index.find(hit.id);
+    return e ? index.name(*e) : QString();
+}
+
+Result<QList<SearchRow>> SearchService::rows(const QList<SearchHit>& hits)
+{
+    QHash<quint64, SearchRow> byKey; // kind in the high bits, id below
+    auto key = [](SearchKind kind, qint64 id) {
+        return (static_cast<quint64>(kind) << 56) | static_cast<quint64>(id);
+    };
+
+    for (int k = 0; k < SearchKindCount; ++k) {
+        const auto kind = static_cast<SearchKind>(k);
+        QList<qint64> ids;
+        for (const SearchHit& h : hits) {
+            if (h.kind == kind)
+                ids << h.id;
+        }
+        QString columns;
+        switch (kind) {
+        case SearchKind::Knowledge:
+        case SearchKind::Personal:
+            columns = QStringLiteral("id, name, description, pic IS NOT NULL AND length(pic) > 0");
+            break;
+        case SearchKind::Affair:
+        case SearchKind::Courier:
+            columns = QStringLiteral("id, name, description, flag, url");
+            break;
+        case SearchKind::Simple:
+            columns = QStringLiteral("id, name");
+            break;
+        case SearchKind::File:
+            columns = QStringLiteral("id, name, extname");
+            break;
+        case SearchKind::Tool:
+            columns = QStringLiteral("id, name, type, path");
+            break;
+        }
+        for (qsizetype from = 0; from < ids.size(); from += ChunkSize) {
+            const QList<qint64> chunk = ids.mid(from, ChunkSize);
+            QSqlQuery q(m_store.database(storeOf(kind)));
+            q.setForwardOnly(true);
+            if (!q.prepare(QStringLiteral("SELECT %1 FROM \"%2\" WHERE id IN (%3)")
+                               .arg(columns, Tables::name(table(kind)),
+                                    placeholders(chunk.size()))))
+                return DbError::fromQuery(q.lastError());
+            for (qint64 id : chunk)
+                q.addBindValue(id);
+            if (!q.exec())
+                return DbError::fromQuery(q.lastError());
+            while (q.next()) {
+                SearchRow row;
+                row.kind = kind;
+                row.id = q.value(0).toLongLong();
+                row.name = q.value(1).toString();
+                switch (kind) {
+                case SearchKind::Knowledge:
+                case SearchKind::Personal:
+                    row.description = q.value(2).toString();
+                    row.hasPicture = q.value(3).toBool();
+                    break;
+                case SearchKind::Affair:
+                case SearchKind::Courier:
+                    row.description = q.value(2).toString();
+                    row.flag = q.value(3).toInt();
+                    row.url = q.value(4).toString();
+                    break;
+                case SearchKind::Simple:
+                    break;
+                case SearchKind::File:
+                    row.extname = q.value(2).toString();
+                    break;
+                case SearchKind::Tool:
+                    row.toolType = q.value(2).toInt();
+                    row.path = q.value(3).toString();
+                    break;
+                }
+                byKey.insert(key(kind, row.id), row);
+            }
+        }
+    }
+
+    QList<SearchRow> out;
+    out.reserve(hits.size());
+    for (const SearchHit& h : hits) {
+        const auto it = byKey.constFind(key(h.kind, h.id));
+        if (it != byKey.constEnd())
+            out.append(*it);
+    }
+    return out;
+}

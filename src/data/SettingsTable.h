@@ -1,0 +1,94 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// Every key of config.ini is named here and spelled only in SettingsTable.cpp.
+
+// The [Set] keys, in the order of the default file.
+enum class Setting {
+    StartCommon,
+    StartProductKnowledge,
+    StartGoodsType,
+    StartProduct,
+    StartCompanyAffairs,
+    StartExpress,
+    StartTop,
+    StartInterface,
+    DbClickChat,
+    EndNewLineOne,
+    EndNewLineTwo,
+    SendCaptionDesc,
+    AutoPressSendKey,
+    StartHotKey,
+    DefaultShowHotKeyContent,
+    AddHotKeyEndNewLine,
+    QueryShowSimpleFlag,
+    QueryShowFileFlag,
+    QueryShowToolsFlag,
+    QueryShowPersonalFlag,
+    StartLoadSimple,
+    StartLoadFile,
+    StartLoadTools,
+    StartLoadPersonal,
+    TypeDelMode,
+    MainNewAfterFlag,
+    StartLoadQuery,
+    MessageSound,
+    CloseMainNewEditPrompt,
+    QueryBarShowFlag,
+    KeepInputFocus,
+    DatabasePath,
+    BackupInitPath,
+    BackupInitPathPer,
+    Sort,
+    MainFontSize,
+    XiFuQQ,
+    XiFuWeiXin,
+    XiFuQiYeWeiXin,
+    XiFuQianNiu,
+    XiFuWangWang,
+    XiFuDingDing,
+    XiFuBaiduShangQiao,
+    XiFuMainShowPos,
+    LeftAndRightHideMini,
+    WinToolTip,
+    TreeToolTip,
+    MainStartTopSize,
+    StartMainWidth,
+    StartMainHeight,
+    CustomSortInitialize,
+    FileTitleExtName,
+    ToolsTitleExtName,
+};
+inline constexpr int SettingCount = static_cast<int>(Setting::ToolsTitleExtName) + 1;
+
+// The five keys that each of the twelve hot keys has in [HotKey], in the default file's order.
+enum class HotKeyField { Key, KeyCode, ModKeyCode, SendContent, CaptionDescFlag };
+inline constexpr int HotKeyCount = 12;
+inline constexpr int HotKeyFieldCount = 5;
+
+struct SettingDef {
+    Setting id;
+    const char* key;         // as it is written in the default file
+    const char* written;     // value in the default file
+    const char* readDefault; // value when the key is absent
+};
+
+namespace SettingsTable {
+
+QString setSection();    // "Set"
+QString hotKeySection(); // "HotKey"
+
+const SettingDef& def(Setting setting);
+QString key(Setting setting); // trimmed, as readers look it up
+
+// n is 1..12. The modifier key is spelled with a lowercase "k", as the default file has it.
+QString hotKeyKey(int n, HotKeyField field);
+QString hotKeyWrittenDefault(int n, HotKeyField field);
+QString hotKeyReadDefault(int n, HotKeyField field);
+
+// The default config.ini, line by line, in its fixed order.
+QStringList defaultFileLines();
+
+} // namespace SettingsTable

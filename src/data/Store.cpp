@@ -1,0 +1,680 @@
+#include "Store.h"
+
+#include "DbError.h"
+#include "PinyinTable.h"
+#include "Schema.h"
+#include "Settings.h"
+#include "SortOrder.h"
+#include "SqliteFile.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <QUrl>
+
+#include <atomic>
+
+namespace {
+
+const char* fileName(StoreId store)
+{
+    return store == StoreId::Assistant ? "assistant.dll" : "personal.dll";
+}
+
+QString uniqueConnectionName(StoreId store)
+{
+    static std::atomic<int> counter{0};
+    return QStringLiteral("quillmate-%1-%2")
+        .arg(store == StoreId::Assistant ? QLatin1String("assistant") : QLatin1String("personal"))
+        .arg(counter++);
+}
+
+bool isIdentifier(const QString& s)
+{
+    static const QRegularExpression re(QStringLiteral("^[A-Za-z_][A-Za-z0-9_]*$"));
+    return re.match(s).hasMatch();
+}
+
+// Columns a view adds to its base table.
+bool isViewColumn(const QString& column)
+{
+    return column.compare(QLatin1String("typename"), Qt::CaseInsensitive) == 0 ||
+           column.compare(QLatin1String("goodsname"), Qt::CaseInsensitive) == 0;
+}
+
+Row toRow(const QSqlRecord& record)
+{
+    Row row;
+    for (int i = 0; i < record.count(); ++i)
+        row.insert(record.fieldName(i), record.value(i));
+    return row;
+}
+
+// `column = ?` terms joined by AND; values are appended to `bound`.
+Result<QString> whereSql(Table table, const Where& where, QVariantList& bound, bool view = false)
+{
+    QStringList terms;
+    for (const Condition& c : where) {
+        if (!isIdentifier(c.column) ||
+            !(Tables::hasColumn(table, c.column) || (view && isViewColumn(c.column))))
+            return Error{QStringLiteral("未知的列：") + c.column};
+        if (c.value.isNull()) {
+            terms << c.column + QLatin1String(" IS NULL");
+        } else {
+            terms << c.column + QLatin1String(" = ?");
+            bound << c.value;
+        }
+    }
+    return terms.join(QLatin1String(" AND "));
+}
+
+Result<void> checkColumns(Table table, const QStringList& columns, bool view)
+{
+    for (const QString& c : columns) {
+        if (!isIdentifier(c) || !(Tables::hasColumn(table, c) || (view && isViewColumn(c))))
+            return Error{QStringLiteral("未知的列：") + c};
+    }
+    return {};
+}
+
+Result<QSqlQuery> run(const QSqlDatabase& db, const QString& sql, const QVariantList& values)
+{
+    QSqlQuery query(db);
+    query.setForwardOnly(true);
+    if (!query.prepare(sql))
+        return DbError::fromQuery(query.lastError());
+    for (const QVariant& v : values)
+        query.addBindValue(v);
+    if (!query.exec())
+        return DbError::fromQuery(query.lastError());
+    return query;
+}
+
+} // namespace
+
+Store::Store(QString rootFolder, const Settings& settings, QObject* parent)
+    : QObject(parent), m_rootFolder(std::move(rootFolder)), m_settings(settings)
+{
+    for (StoreId s : {StoreId::Assistant, StoreId::Personal})
+        connection(s).name = uniqueConnectionName(s);
+}
+
+Store::~Store()
+{
+    for (Connection& c : m_connections) {
+        if (QSqlDatabase::contains(c.name)) {
+            QSqlDatabase::database(c.name, false).close();
+            QSqlDatabase::removeDatabase(c.name);
+        }
+    }
+}
+
+QString Store::assistantFolder(const QString& rootFolder, const QString& databasePath)
+{
+    QString folder = databasePath.isEmpty() ? rootFolder : databasePath;
+    if (folder.endsWith(QLatin1Char('\\')) || folder.endsWith(QLatin1Char('/')))
+        folder.chop(1);
+    return folder;
+}
+
+QString Store::filePath(StoreId store) const
+{
+    const QString folder =
+        store == StoreId::Assistant
+            ? assistantFolder(m_rootFolder, m_settings.value(Setting::DatabasePath))
+            : assistantFolder(m_rootFolder, QString());
+    return QDir::cleanPath(folder + QLatin1Char('/') + QLatin1String(fileName(store)));
+}
+
+QString Store::sortSetting() const { return m_settings.value(Setting::Sort); }
+
+Result<void> Store::open()
+{
+    for (StoreId s : {StoreId::Assistant, StoreId::Personal}) {
+        if (Result<void> r = openFile(s); !r)
+            return r;
+    }
+    return {};
+}
+
+bool Store::isOpen() const
+{
+    for (const Connection& c : m_connections) {
+        if (!QSqlDatabase::contains(c.name) || !QSqlDatabase::database(c.name, false).isOpen())
+            return false;
+    }
+    return true;
+}
+
+Result<void> Store::openFile(StoreId store)
+{
+    Connection& conn = connection(store);
+    conn.path = filePath(store);
+    const QString shown = QDir::toNativeSeparators(conn.path);
+
+    const SqliteFile::State state = SqliteFile::inspect(conn.path);
+    switch (state) {
+    case SqliteFile::State::Empty:
+    case SqliteFile::State::NotDatabase:
+        return DbError::fromOpen(26, QStringLiteral("文件 %1 不是客服Tavro的数据库（空文件或其他格式），"
+                                                    "程序没有改动它。")
+                                         .arg(shown));
+    case SqliteFile::State::Truncated:
+        return DbError::fromOpen(11, QStringLiteral("数据库文件 %1 不完整或已损坏，程序没有改动它。"
+                                                    "请从备份中恢复。")
+                                         .arg(shown));
+    case SqliteFile::State::Missing:
+        if (!QFileInfo(QFileInfo(conn.path).absolutePath()).isDir())
+            return DbError::fromOpen(
+                14, QStringLiteral("数据库文件夹 %1 不存在。")
+                        .arg(QDir::toNativeSeparators(QFileInfo(conn.path).absolutePath())));
+        break;
+    case SqliteFile::State::Database:
+        break;
+    }
+
+    QSqlDatabase db = QSqlDatabase::contains(conn.name)
+                          ? QSqlDatabase::database(conn.name, false)
+                          : QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), conn.name);
+    db.close();
+    // mode=rw never creates a file; only a missing store may be created.
+    const QString mode = state == SqliteFile::State::Missing ? QStringLiteral("rwc")
+                                                              : QStringLiteral("rw");
+    db.setDatabaseName(QUrl::fromLocalFile(conn.path).toString(QUrl::FullyEncoded) +
+                       QLatin1String("?mode=") + mode);
+    db.setConnectOptions(
+        QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(BusyTimeoutMs));
+    if (!db.open()) {
+        const QSqlError e = db.lastError();
+        return DbError::fromOpen(e.nativeErrorCode().toInt(),
+                                 QStringLiteral("无法打开数据库文件 %1：%2").arg(shown, e.databaseText()));
+    }
+
+    auto refuse = [&](const QString& why) {
+        db.close();
+        return DbError::fromOpen(26, QStringLiteral("文件 %1 %2，程序没有改动它。").arg(shown, why));
+    };
+
+    Result<QSqlQuery> app = run(db, QStringLiteral("PRAGMA application_id"), {});
+    if (!app)
+        return refuse(QStringLiteral("不是可读的数据库（") + app.error().message + QLatin1Char(')'));
+    const int appId = app.value().next() ? app.value().value(0).toInt() : 0;
+    Result<QSqlQuery> version = run(db, QStringLiteral("PRAGMA user_version"), {});
+    const int userVersion = version && version.value().next() ? version.value().value(0).toInt() : 0;
+    if (appId == Schema::ApplicationId && userVersion >= Schema::Version)
+        return {};
+    if (appId != 0 && appId != Schema::ApplicationId)
+        return refuse(QStringLiteral("属于其他程序"));
+
+    Result<QSqlQuery> tables = run(
+        db, QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%'"),
+        {});
+    if (!tables)
+        return refuse(QStringLiteral("不是可读的数据库（") + tables.error().message + QLatin1Char(')'));
+    QStringList present;
+    while (tables.value().next())
+        present << tables.value().value(0).toString().toLower();
+    if (!present.isEmpty()) {
+        for (const QString& marker : Schema::markerTables(store)) {
+            if (!present.contains(marker))
+                return refuse(QStringLiteral("不是客服Tavro的数据库"));
+        }
+    }
+
+    return transaction(store, [&]() -> Result<void> {
+        QStringList statements = Schema::createStatements(store) + Schema::seedStatements(store);
+        statements << QStringLiteral("PRAGMA application_id = %1").arg(Schema::ApplicationId)
+                   << QStringLiteral("PRAGMA user_version = %1").arg(Schema::Version);
+        for (const QString& sql : statements) {
+            if (Result<QSqlQuery> r = run(db, sql, {}); !r)
+                return r.error();
+        }
+        return {};
+    });
+}
+
+QSqlDatabase Store::database(StoreId store) const
+{
+    return QSqlDatabase::database(m_connections[static_cast<size_t>(store)].name, false);
+}
+
+QSqlDatabase Store::db(Table table) const { return database(Tables::store(table)); }
+
+void Store::announce(Table table, qint64 id, Change change)
+{
+    Connection& conn = connection(Tables::store(table));
+    if (conn.depth > 0)
+        conn.pending.append({table, id, change});
+    else
+        emit changed(table, id, change);
+}
+
+Result<void> Store::transaction(StoreId store, const std::function<Result<void>()>& work)
+{
+    Connection& conn = connection(store);
+    QSqlDatabase database = this->database(store);
+    if (conn.depth == 0) {
+        // IMMEDIATE takes the write lock up front, so two writers wait for each other through
+        // the busy timeout instead of failing on a lock upgrade.
+        if (Result<QSqlQuery> r = run(database, QStringLiteral("BEGIN IMMEDIATE"), {}); !r)
+            return r.error();
+    }
+    ++conn.depth;
+    Result<void> result = work();
+    --conn.depth;
+    if (conn.depth > 0)
+        return result;
+
+    if (result) {
+        if (Result<QSqlQuery> r = run(database, QStringLiteral("COMMIT"), {}); !r)
+            result = r.error();
+    }
+    if (!result) {
+        (void)run(database, QStringLiteral("ROLLBACK"), {});
+        conn.pending.clear();
+        return result;
+    }
+    const QList<Pending> pending = std::exchange(conn.pending, {});
+    for (const Pending& p : pending)
+        emit changed(p.table, p.id, p.change);
+    return {};
+}
+
+Result<void> Store::execute(Table table, const QString& sql, const QVariantList& values)
+{
+    Result<QSqlQuery> r = run(db(table), sql, values);
+    if (!r)
+        return r.error();
+    return {};
+}
+
+Row Store::prepared(Table table, const Row& values, bool inserting) const
+{
+    Row row = values;
+    row.remove(QStringLiteral("id"));
+    const TableDef& def = Tables::def(table);
+    if (def.hasPycode && row.contains(QStringLiteral("name"))) {
+        const QString name = row.value(QStringLiteral("name")).toString();
+        row.insert(QStringLiteral("pycode"), m_pinyin ? m_pinyin->getPYEx(name) : QString());
+    }
+    if (inserting && table != Table::Users && Tables::hasColumn(table, QStringLiteral("username")) &&
+        !row.contains(QStringLiteral("username")))
+        row.insert(QStringLiteral("username"), m_currentUser);
+    return row;
+}
+
+Result<qint64> Store::insert(Table table, const Row& values)
+{
+    const Row row = prepared(table, values, true);
+    if (Result<void> r = checkColumns(table, row.keys(), false); !r)
+        return r.error();
+    QString sql;
+    if (row.isEmpty()) {
+        sql = QStringLiteral("INSERT INTO \"%1\" DEFAULT VALUES").arg(Tables::name(table));
+    } else {
+        QStringList marks;
+        marks.fill(QStringLiteral("?"), row.size());
+        sql = QStringLiteral("INSERT INTO \"%1\" (%2) VALUES (%3)")
+                  .arg(Tables::name(table), row.keys().join(QLatin1String(", ")),
+                       marks.join(QLatin1String(", ")));
+    }
+    Result<QSqlQuery> r = run(db(table), sql, row.values());
+    if (!r)
+        return r.error();
+    const qint64 id = r.value().lastInsertId().toLongLong();
+    announce(table, id, Change::Inserted);
+    return id;
+}
+
+Result<void> Store::update(Table table, qint64 id, const Row& values)
+{
+    const Row row = prepared(table, values, false);
+    if (row.isEmpty())
+        return {};
+    if (Result<void> r = checkColumns(table, row.keys(), false); !r)
+        return r;
+    QStringList sets;
+    for (const QString& column : row.keys())
+        sets << column + QLatin1String(" = ?");
+    QVariantList bound = row.values();
+    bound << id;
+    Result<QSqlQuery> r =
+        run(db(table),
+            QStringLiteral("UPDATE \"%1\" SET %2 WHERE id = ?")
+                .arg(Tables::name(table), sets.join(QLatin1String(", "))),
+            bound);
+    if (!r)
+        return r.error();
+    if (r.value().numRowsAffected() > 0)
+        announce(table, id, Change::Updated);
+    return {};
+}
+
+Result<void> Store::remove(Table table, qint64 id)
+{
+    Result<QSqlQuery> r =
+        run(db(table), QStringLiteral("DELETE FROM \"%1\" WHERE id = ?").arg(Tables::name(table)),
+            {id});
+    if (!r)
+        return r.error();
+    if (r.value().numRowsAffected() > 0)
+        announce(table, id, Change::Removed);
+    return {};
+}
+
+Result<QList<Row>> Store::rows(const Query& query)
+{
+    const bool view = query.withNames && Tables::def(query.table).view;
+    if (Result<void> r = checkColumns(query.table, query.columns, view); !r)
+        return r.error();
+    QVariantList bound;
+    Result<QString> where = whereSql(query.table, query.where, bound, view);
+    if (!where)
+        return where.error();
+    QString sql = QStringLiteral("SELECT %1 FROM \"%2\"")
+                      .arg(query.columns.isEmpty() ? QStringLiteral("*")
+                                                   : query.columns.join(QLatin1String(", ")),
+                           view ? QString::fromLatin1(Tables::def(query.table).view)
+                                : Tables::name(query.table));
+    if (!where.value().isEmpty())
+        sql += QLatin1String(" WHERE ") + where.value();
+    if (query.ordered) {
+        const QString column = Tables::hasColumn(query.table, query.sortColumn)
+                                   ? query.sortColumn
+                                   : QStringLiteral("serialnum");
+        sql += QLatin1String(" ORDER BY ") +
+               SortOrder::terms(SortOrder::mode(sortSetting()), column);
+    }
+    if (query.limit >= 0 || query.offset > 0) {
+        sql += QLatin1String(" LIMIT ? OFFSET ?");
+        bound << query.limit << query.offset;
+    }
+    Result<QSqlQuery> r = run(db(query.table), sql, bound);
+    if (!r)
+        return r.error();
+    QList<Row> out;
+    while (r.value().next())
+        out << toRow(r.value().record());
+    return out;
+}
+
+Result<std::optional<Row>> Store::row(Table table, qint64 id, const QStringList& columns)
+{
+    Query q;
+    q.table = table;
+    q.columns = columns;
+    q.where = {{QStringLiteral("id"), id}};
+    q.ordered = false;
+    Result<QList<Row>> r = rows(q);
+    if (!r)
+        return r.error();
+    if (r.value().isEmpty())
+        return std::optional<Row>();
+    return std::optional<Row>(r.value().first());
+}
+
+Result<int> Store::count(Table table, const Where& where)
+{
+    QVariantList bound;
+    Result<QString> w = whereSql(table, where, bound);
+    if (!w)
+        return w.error();
+    QString sql = QStringLiteral("SELECT count(*) FROM \"%1\"").arg(Tables::name(table));
+    if (!w.value().isEmpty())
+        sql += QLatin1String(" WHERE ") + w.value();
+    Result<QSqlQuery> r = run(db(table), sql, bound);
+    if (!r)
+        return r.error();
+    return r.value().next() ? r.value().value(0).toInt() : 0;
+}
+
+Result<bool> Store::nameExists(Table table, const QString& name, const Where& scope,
+                               qint64 exceptId)
+{
+    const QString column =
+        table == Table::Users ? QStringLiteral("username") : QStringLiteral("name");
+    QVariantList bound{name};
+    Result<QString> w = whereSql(table, scope, bound);
+    if (!w)
+        return w.error();
+    // The column's NOCASE collation makes the comparison ignore letter case.
+    QString sql = QStringLiteral("SELECT count(*) FROM \"%1\" WHERE %2 = ?")
+                      .arg(Tables::name(table), column);
+    if (!w.value().isEmpty())
+        sql += QLatin1String(" AND ") + w.value();
+    if (exceptId != 0) {
+        sql += QLatin1String(" AND id <> ?");
+        bound << exceptId;
+    }
+    Result<QSqlQuery> r = run(db(table), sql, bound);
+    if (!r)
+        return r.error();
+    return r.value().next() && r.value().value(0).toInt() > 0;
+}
+
+Result<std::optional<qint64>> Store::maxId(Table table)
+{
+    Result<QSqlQuery> r =
+        run(db(table), QStringLiteral("SELECT max(id) FROM \"%1\"").arg(Tables::name(table)), {});
+    if (!r)
+        return r.error();
+    if (!r.value().next() || r.value().value(0).isNull())
+        return std::optional<qint64>();
+    return std::optional<qint64>(r.value().value(0).toLongLong());
+}
+
+Result<QList<NamedId>> Store::categoryList(Table table, const QString& prompt, const Where& where)
+{
+    Query q;
+    q.table = table;
+    q.columns = {QStringLiteral("id"), QStringLiteral("name")};
+    q.where = where;
+    Result<QList<Row>> r = rows(q);
+    if (!r)
+        return r.error();
+    QList<NamedId> out{{0, prompt}};
+    for (const Row& row : r.value())
+        out.append({row.value(QStringLiteral("id")).toLongLong(),
+                    row.value(QStringLiteral("name")).toString()});
+    return out;
+}
+
+Result<std::optional<qint64>> Store::idByName(Table table, const QString& column,
+                                              const QString& value, const Where& where)
+{
+    Where all = where;
+    all.prepend({column, value});
+    Query q;
+    q.table = table;
+    q.columns = {QStringLiteral("id")};
+    q.where = all;
+    q.ordered = false;
+    q.limit = 1;
+    Result<QList<Row>> r = rows(q);
+    if (!r)
+        return r.error();
+    if (r.value().isEmpty())
+        return std::optional<qint64>();
+    return std::optional<qint64>(r.value().first().value(QStringLiteral("id")).toLongLong());
+}
+
+Result<QString> Store::typeName(Table table, const QString& column, qint64 id)
+{
+    if (!isIdentifier(column) || !Tables::hasColumn(table, column))
+        return Error{QStringLiteral("未知的列：") + column};
+    Result<std::optional<Row>> r = row(table, id, {column});
+    if (!r)
+        return r.error();
+    if (!r.value())
+        return QString();
+    return r.value()->value(column).toString();
+}
+
+Result<std::optional<QByteArray>> Store::blob(Table table, qint64 id)
+{
+    const char* column = Tables::def(table).blobColumn;
+    if (!column)
+        return Error{Tables::name(table) + QStringLiteral(" 没有图片或文件")};
+    Result<QSqlQuery> r = run(db(table),
+                              QStringLiteral("SELECT %1 FROM \"%2\" WHERE id = ?")
+                                  .arg(QLatin1String(column), Tables::name(table)),
+                              {id});
+    if (!r)
+        return r.error();
+    if (!r.value().next() || r.value().value(0).isNull())
+        return std::optional<QByteArray>();
+    return std::optional<QByteArray>(r.value().value(0).toByteArray());
+}
+
+Result<void> Store::setBlob(Table table, qint64 id, const std::optional<QByteArray>& bytes)
+{
+    const char* column = Tables::def(table).blobColumn;
+    if (!column)
+        return Error{Tables::name(table) + QStringLiteral(" 没有图片或文件")};
+    const QVariant value = bytes ? QVariant(*bytes) : QVariant(QMetaType(QMetaType::QByteArray));
+    return update(table, id, {{QString::fromLatin1(column), value}});
+}
+
+Result<void> Store::addUse(Table table, qint64 id)
+{
+    if (!Tables::def(table).hasUsetime)
+        return Error{Tables::name(table) + QStringLiteral(" 没有使用次数")};
+    Result<QSqlQuery> r = run(
+        db(table),
+        QStringLiteral("UPDATE \"%1\" SET usetime = usetime + 1 WHERE id = ?").arg(Tables::name(table)),
+        {id});
+    if (!r)
+        return r.error();
+    if (r.value().numRowsAffected() > 0)
+        announce(table, id, Change::Updated);
+    return {};
+}
+
+Result<void> Store::setCommon(qint64 knowledgeId, bool common)
+{
+    return update(Table::Knowledge, knowledgeId, {{QStringLiteral("commonflag"), common ? 1 : 0}});
+}
+
+Result<int> Store::childCount(Table parent, qint64 id)
+{
+    switch (parent) {
+    case Table::Type:
+        return count(Table::Goods, {{QStringLiteral("typeid"), id}});
+    case Table::Goods:
+        return count(Table::Knowledge, {{QStringLiteral("goodsid"), id}});
+    case Table::SimpleType:
+        return count(Table::Simple, {{QStringLiteral("typeid"), id}});
+    case Table::FileType:
+        return count(Table::File, {{QStringLiteral("typeid"), id}});
+    case Table::ToolsType:
+        return count(Table::Tools, {{QStringLiteral("typeid"), id}});
+    case Table::PersonalType:
+        return count(Table::Personal, {{QStringLiteral("typeid"), id}});
+    default:
+        return 0;
+    }
+}
+
+Result<Cascade> Store::deleteSmallCategory(qint64 id)
+{
+    Cascade cascade;
+    Result<void> r = transaction(StoreId::Assistant, [&]() -> Result<void> {
+        Query q;
+        q.table = Table::Knowledge;
+        q.columns = {QStringLiteral("id"), QStringLiteral("commonflag")};
+        q.where = {{QStringLiteral("goodsid"), id}};
+        q.ordered = false;
+        Result<QList<Row>> entries = rows(q);
+        if (!entries)
+            return entries.error();
+        for (const Row& e : entries.value()) {
+            const qint64 entryId = e.value(QStringLiteral("id")).toLongLong();
+            if (Result<void> d = remove(Table::Knowledge, entryId); !d)
+                return d;
+            cascade.entries.append({entryId, e.value(QStringLiteral("commonflag")).toInt() == 1});
+        }
+        cascade.categories.append(id);
+        return remove(Table::Goods, id);
+    });
+    if (!r)
+        return r.error();
+    return cascade;
+}
+
+Result<Cascade> Store::deleteBigCategory(qint64 id)
+{
+    Cascade cascade;
+    Result<void> r = transaction(StoreId::Assistant, [&]() -> Result<void> {
+        Query q;
+        q.table = Table::Goods;
+        q.columns = {QStringLiteral("id")};
+        q.where = {{QStringLiteral("typeid"), id}};
+        q.ordered = false;
+        Result<QList<Row>> smalls = rows(q);
+        if (!smalls)
+            return smalls.error();
+        for (const Row& s : smalls.value()) {
+            Result<Cascade> sub = deleteSmallCategory(s.value(QStringLiteral("id")).toLongLong());
+            if (!sub)
+                return sub.error();
+            cascade.categories += sub.value().categories;
+            cascade.entries += sub.value().entries;
+        }
+        return remove(Table::Type, id);
+    });
+    if (!r)
+        return r.error();
+    return cascade;
+}
+
+Result<Cascade> Store::deleteCategory(Table categoryTable, qint64 id)
+{
+    Table child;
+    switch (categoryTable) {
+    case Table::SimpleType:
+        child = Table::Simple;
+        break;
+    case Table::FileType:
+        child = Table::File;
+        break;
+    case Table::ToolsType:
+        child = Table::Tools;
+        break;
+    case Table::PersonalType:
+        child = Table::Personal;
+        break;
+    default:
+        return Error{Tables::name(categoryTable) + QStringLiteral(" 不是分类表")};
+    }
+    Cascade cascade;
+    Result<void> r = transaction(Tables::store(categoryTable), [&]() -> Result<void> {
+        Query q;
+        q.table = child;
+        q.columns = {QStringLiteral("id")};
+        q.where = {{QStringLiteral("typeid"), id}};
+        q.ordered = false;
+        Result<QList<Row>> children = rows(q);
+        if (!children)
+            return children.error();
+        for (const Row& c : children.value()) {
+            const qint64 childId = c.value(QStringLiteral("id")).toLongLong();
+            if (Result<void> d = remove(child, childId); !d)
+                return d;
+            cascade.entries.append({childId, false});
+        }
+        return remove(categoryTable, id);
+    });
+    if (!r)
+        return r.error();
+    return cascade;
+}
+
+Result<qint64> Store::dataVersion(StoreId store)
+{
+    Result<QSqlQuery> r = run(database(store), QStringLiteral("PRAGMA data_version"), {});
+    if (!r)
+        return r.error();
+    return r.value().next() ? r.value().value(0).toLongLong() : 0;
+}

@@ -1,0 +1,159 @@
+#pragma once
+
+#include "Result.h"
+#include "Tables.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QSqlDatabase>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <array>
+#include <functional>
+#include <optional>
+
+class PinyinTable;
+class Settings;
+
+using Row = QVariantMap;
+
+struct Condition {
+    QString column;
+    QVariant value; // a null value matches NULL
+};
+using Where = QList<Condition>;
+
+// A read of one table (or of its view, which adds the category names).
+struct Query {
+    Table table = Table::Item;
+    bool withNames = false;
+    QStringList columns; // empty: every column
+    Where where;
+    bool ordered = true;
+    QString sortColumn = QStringLiteral("serialnum"); // used by the custom sort mode
+    int limit = -1;
+    int offset = 0;
+};
+
+struct NamedId {
+    qint64 id = 0;
+    QString name;
+    friend bool operator==(const NamedId&, const NamedId&) = default;
+};
+
+// What a cascading delete removed, so that lists on screen can follow.
+struct Cascade {
+    QList<qint64> categories; // small categories (under a big category)
+    struct Entry {
+        qint64 id = 0;
+        bool common = false;
+    };
+    QList<Entry> entries;
+};
+
+enum class Change { Inserted, Updated, Removed, Reset };
+
+// The two store files: the shared assistant store (in DatabasePath, or the data root) and the
+// personal store (always in the data root). Every statement binds its values; every write
+// announces itself through changed() once it is committed.
+class Store : public QObject {
+    Q_OBJECT
+public:
+    static constexpr int UniqueViolation = 2067; // SQLITE_CONSTRAINT_UNIQUE
+    static constexpr int BusyTimeoutMs = 30000;
+
+    Store(QString rootFolder, const Settings& settings, QObject* parent = nullptr);
+    ~Store() override;
+
+    // The folder of the assistant store: DatabasePath with one trailing separator removed, or the
+    // data root when DatabasePath is empty.
+    static QString assistantFolder(const QString& rootFolder, const QString& databasePath);
+    QString filePath(StoreId store) const;
+
+    // Opens both files, creating a missing one with its schema. A file that is not one of our
+    // databases is refused and left exactly as it is.
+    Result<void> open();
+    bool isOpen() const;
+
+    // Rows written from now on carry this name in `username`; pycode is computed with `pinyin`.
+    void setCurrentUser(const QString& name) { m_currentUser = name; }
+    QString currentUser() const { return m_currentUser; }
+    void setPinyin(const PinyinTable* pinyin) { m_pinyin = pinyin; }
+
+    Result<qint64> insert(Table table, const Row& values);
+    Result<void> update(Table table, qint64 id, const Row& values);
+    Result<void> remove(Table table, qint64 id);
+
+    Result<QList<Row>> rows(const Query& query);
+    Result<std::optional<Row>> row(Table table, qint64 id, const QStringList& columns = {});
+    Result<int> count(Table table, const Where& where = {});
+    // Whether another row has this name (letter case ignored), within `scope`.
+    Result<bool> nameExists(Table table, const QString& name, const Where& scope = {},
+                            qint64 exceptId = 0);
+    // The highest id, or nothing for an empty table.
+    Result<std::optional<qint64>> maxId(Table table);
+    // A picker's entries: the prompt (id 0) first, then the rows' names in list order.
+    Result<QList<NamedId>> categoryList(Table table, const QString& prompt,
+                                        const Where& where = {});
+    Result<std::optional<qint64>> idByName(Table table, const QString& column,
+                                           const QString& value, const Where& where = {});
+    Result<QString> typeName(Table table, const QString& column, qint64 id);
+
+    // The picture or file bytes of a row; nothing when none is stored.
+    Result<std::optional<QByteArray>> blob(Table table, qint64 id);
+    Result<void> setBlob(Table table, qint64 id, const std::optional<QByteArray>& bytes);
+
+    Result<void> addUse(Table table, qint64 id);
+    Result<void> setCommon(qint64 knowledgeId, bool common);
+
+    // Children counts that decide the delete questions.
+    Result<int> childCount(Table parent, qint64 id);
+    // Cascading deletes, each in one transaction: a big category with its small categories and
+    // their entries; a small category with its entries; a phrase/file/tool/private category
+    // with its rows.
+    Result<Cascade> deleteBigCategory(qint64 id);
+    Result<Cascade> deleteSmallCategory(qint64 id);
+    Result<Cascade> deleteCategory(Table categoryTable, qint64 id);
+
+    // Runs `work` in one write transaction on that store; an error rolls everything back and
+    // no change is announced. Transactions nest.
+    Result<void> transaction(StoreId store, const std::function<Result<void>()>& work);
+
+    // Counts commits by other connections (other windows' stores, other programs, other seats).
+    Result<qint64> dataVersion(StoreId store);
+
+    QSqlDatabase database(StoreId store) const;
+    QString sortSetting() const;
+
+signals:
+    void changed(Table table, qint64 id, Change change);
+
+private:
+    struct Pending {
+        Table table;
+        qint64 id;
+        Change change;
+    };
+    struct Connection {
+        QString name;
+        QString path;
+        int depth = 0;
+        QList<Pending> pending;
+    };
+
+    Result<void> openFile(StoreId store);
+    Connection& connection(StoreId store) { return m_connections[static_cast<size_t>(store)]; }
+    QSqlDatabase db(Table table) const;
+    void announce(Table table, qint64 id, Change change);
+    Row prepared(Table table, const Row& values, bool inserting) const;
+    Result<void> execute(Table table, const QString& sql, const QVariantList& values);
+
+    QString m_rootFolder;
+    const Settings& m_settings;
+    const PinyinTable* m_pinyin = nullptr;
+    QString m_currentUser;
+    std::array<Connection, 2> m_connections;
+};

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// The tables of the two store files, described once. Column names used in SQL come only from
+// here, never from user input.
+
+enum class StoreId { Assistant, Personal };
+
+enum class Table {
+    Item,
+    Type,
+    Goods,
+    Knowledge,
+    SimpleType,
+    Simple,
+    FileType,
+    File,
+    Users,
+    ToolsType,
+    Tools,
+    PersonalType,
+    Personal,
+};
+inline constexpr int TableCount = static_cast<int>(Table::Personal) + 1;
+
+enum class ColumnType { Key, Integer, Text, Blob };
+
+struct ColumnDef {
+    const char* name;
+    ColumnType type;
+    bool unique = false; // case-insensitive, within `uniqueScope` when the table has one
+};
+
+struct TableDef {
+    Table id;
+    const char* name;
+    StoreId store;
+    const char* view = nullptr; // the view that adds the category names, if any
+    const char* blobColumn = nullptr;
+    const char* uniqueScope = nullptr; // `name` is unique within this column's value
+    bool hasUsetime = false;
+    bool hasPycode = false;
+};
+
+namespace Tables {
+
+const TableDef& def(Table table);
+QString name(Table table);
+StoreId store(Table table);
+bool hasColumn(Table table, const QString& column);
+QStringList columns(Table table);
+const QList<ColumnDef>& columnDefs(Table table);
+
+// All tables of one store file, in creation order.
+QList<Table> ofStore(StoreId store);
+
+} // namespace Tables
