@@ -5,7 +5,6 @@
 
 #include <QObject>
 #include <QString>
-
 #include <array>
 
 // The settings of config.ini, read whole at start-up and written key by key. Values are kept
