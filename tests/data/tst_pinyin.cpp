@@ -1,0 +1,289 @@
+#include "GbkCodec.h"
+#include "PinyinTable.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kLines = 126;
+constexpr int kLineLength = 191;
+
+QByteArray gbkBytes(int lead, int trail)
+{
+    QByteArray bytes;
+    bytes.append(static_cast<char>(lead)).append(static_cast<char>(trail));
+    return bytes;
+}
+
+// The character with the given GBK code.
+QString gbkChar(int lead, int trail)
+{
+    return GbkCodec::decode(gbkBytes(lead, trail));
+}
+
+// A table of '?' with the given letters at 1-based positions, in lines of 191.
+QByteArray tableWith(const QList<QPair<int, char>>& letters, qsizetype length,
+                     const QByteArray& lineBreak = QByteArrayLiteral("\n"))
+{
+    QByteArray flat(length, '?');
+    for (const auto& [position, letter] : letters)
+        flat[position - 1] = letter;
+    QByteArray file;
+    for (qsizetype i = 0; i < flat.size(); i += kLineLength)
+        file += flat.mid(i, kLineLength) + lineBreak;
+    return file;
+}
+
+} // namespace
+
+class TestPinyin : public QObject {
+    Q_OBJECT
+
+private:
+    QString writeFile(const QString& name, const QByteArray& content)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            qFatal("cannot write %s", qPrintable(path));
+        return path;
+    }
+
+    QTemporaryDir m_dir;
+    PinyinTable m_generated;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        const Result<void> loaded = m_generated.loadLibFile(QStringLiteral(QUILLMATE_PYLIB));
+        QVERIFY2(loaded.ok(), qPrintable(loaded.message()));
+        QVERIFY(m_generated.loadLibSuccess());
+    }
+
+    void generatedTableShape()
+    {
+        QFile file(QStringLiteral(QUILLMATE_PYLIB));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray content = file.readAll();
+        QVERIFY(content.endsWith('\n'));
+        const QList<QByteArray> lines = content.chopped(1).split('\n');
+        QCOMPARE(lines.size(), kLines);
+        int letters = 0;
+        for (const QByteArray& line : lines) {
+            QCOMPARE(line.size(), kLineLength);
+            for (const char c : line) {
+                QVERIFY2(c == '?' || (c >= 'A' && c <= 'Z'), line.constData());
+                letters += c != '?';
+            }
+        }
+        // GBK holds about 21,000 Han characters, nearly all with a Mandarin reading.
+        QVERIFY2(letters > 20000, QByteArray::number(letters).constData());
+    }
+
+    void generatedTable_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("initials");
+
+        // 行's first Mandarin reading is xíng.
+        QTest::newRow("bank") << u"中国人民银行"_s << u"ZGRMYX"_s;
+        QTest::newRow("customer service") << u"客服"_s << u"KF"_s;
+        QTest::newRow("first reading of polyphones") << u"重庆长城乐"_s << u"ZQZCL"_s;
+        QTest::newRow("tone mark on the initial vowel") << u"爱鹅欧欸"_s << u"AEOA"_s;
+        QTest::newRow("syllabic n and m") << u"嗯呣"_s << u"NM"_s;
+        QTest::newRow("traditional") << u"們"_s << u"M"_s;
+        QTest::newRow("first double-byte code") << u"丂"_s << u"K"_s;
+        QTest::newRow("rare, late in the table") << u"龘"_s << u"D"_s;
+        QTest::newRow("Han without a reading") << u"〇"_s << u"?"_s;
+        QTest::newRow("full-width letters") << u"ＡｚＶ"_s << u"AZV"_s;
+        QTest::newRow("full-width digit") << u"１"_s << u"?"_s;
+        QTest::newRow("ideographic space") << u"　"_s << u"?"_s;
+        QTest::newRow("mixed") << u"ab 中国"_s << u"ABZG"_s;
+        QTest::newRow("mixed with digits") << u"Q客服2号"_s << u"QKF2H"_s;
+    }
+
+    void generatedTable()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, initials);
+        QCOMPARE(m_generated.getPYEx(text), initials);
+    }
+
+    void singleByteCharacters_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("initial");
+
+        QTest::newRow("empty") << QString() << QString();
+        QTest::newRow("blank") << u" "_s << QString();
+        QTest::newRow("upper") << u"A"_s << u"A"_s;
+        QTest::newRow("lower") << u"a"_s << u"A"_s;
+        QTest::newRow("last lower") << u"z"_s << u"Z"_s;
+        QTest::newRow("digit") << u"7"_s << u"7"_s;
+        QTest::newRow("hyphen") << u"-"_s << u"-"_s;
+        QTest::newRow("at") << u"@"_s << u"@"_s;
+        QTest::newRow("bracket") << u"["_s << u"["_s;
+        QTest::newRow("tilde") << u"~"_s << u"~"_s;
+        QTest::newRow("tab") << u"\t"_s << u"\t"_s;
+        // Code page 936 gives the euro sign the single byte 0x80.
+        QTest::newRow("euro") << u"€"_s << u"€"_s;
+    }
+
+    void singleByteCharacters()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, initial);
+        QCOMPARE(m_generated.getPY(text), initial);
+        QCOMPARE(m_generated.getPYEx(text), initial);
+    }
+
+    void onlyTheFirstCharacterCounts()
+    {
+        QCOMPARE(m_generated.getPY(u"中国"), u"Z"_s);
+        QCOMPARE(m_generated.getPY(u"b中"), u"B"_s);
+        QCOMPARE(m_generated.getPY(u" 中"), QString());
+        QCOMPARE(m_generated.getPY(u"😀中"), u"?"_s);
+    }
+
+    void blanksAreDropped()
+    {
+        QCOMPARE(m_generated.getPYEx(u"   "), QString());
+        QCOMPARE(m_generated.getPYEx(u" a  b "), u"AB"_s);
+        QCOMPARE(m_generated.getPYEx(u"客 服"), u"KF"_s);
+    }
+
+    void charactersOutsideGbk()
+    {
+        QCOMPARE(m_generated.getPY(u"😀"), u"?"_s);
+        QCOMPARE(m_generated.getPY(u"한"), u"?"_s);
+        // A character outside the BMP is two UTF-16 units but one character.
+        QCOMPARE(m_generated.getPYEx(u"a😀b"), u"A?B"_s);
+        QCOMPARE(m_generated.getPYEx(u"😀😀"), u"??"_s);
+        const QString loneSurrogate(QChar(0xD83D));
+        QCOMPARE(m_generated.getPY(loneSurrogate), u"?"_s);
+        QCOMPARE(m_generated.getPYEx(loneSurrogate + u"a"_s), u"?A"_s);
+    }
+
+    void gbkCodesOfTheTestCharacters()
+    {
+        QCOMPARE(gbkChar(0x81, 0x40), u"丂"_s);
+        QCOMPARE(gbkChar(0xD6, 0xD0), u"中"_s);
+        // The hand-made tables below rely on these codes naming one character each way.
+        const QList<QPair<int, int>> codes{{0x81, 0x40}, {0x81, 0x41}, {0x81, 0xFE}, {0x82, 0x40},
+                                           {0x82, 0x48}, {0x82, 0x49}, {0xFE, 0xFE}};
+        for (const auto& [lead, trail] : codes) {
+            const QString c = gbkChar(lead, trail);
+            QCOMPARE(c.size(), 1);
+            const std::optional<QByteArray> bytes = GbkCodec::encodeCodePoint(c.at(0).unicode());
+            QVERIFY(bytes);
+            QCOMPARE(*bytes, gbkBytes(lead, trail));
+        }
+    }
+
+    void positionsOfHandMadeTable_data()
+    {
+        QTest::addColumn<QByteArray>("lineBreak");
+        QTest::newRow("LF") << QByteArrayLiteral("\n");
+        QTest::newRow("CRLF") << QByteArrayLiteral("\r\n");
+    }
+
+    void positionsOfHandMadeTable()
+    {
+        QFETCH(QByteArray, lineBreak);
+        // 中 is D6 D0: (0xD6 - 129) * 191 + (0xD0 - 63) = 16380.
+        const QByteArray content = tableWith({{1, 'k'},
+                                              {191, 'Z'},
+                                              {192, 'm'},
+                                              {16379, 'A'},
+                                              {16380, 'q'},
+                                              {16381, 'B'},
+                                              {24066, 'x'}},
+                                             kLines * kLineLength, lineBreak);
+        PinyinTable table;
+        QVERIFY(table.loadLibFile(writeFile(QStringLiteral("layout.txt"), content)).ok());
+        QCOMPARE(table.getPY(gbkChar(0x81, 0x40)), u"K"_s);
+        QCOMPARE(table.getPY(gbkChar(0x81, 0x41)), u"?"_s);
+        QCOMPARE(table.getPY(gbkChar(0x81, 0xFE)), u"Z"_s);
+        QCOMPARE(table.getPY(gbkChar(0x82, 0x40)), u"M"_s);
+        QCOMPARE(table.getPY(u"中"), u"Q"_s);
+        QCOMPARE(table.getPY(gbkChar(0xFE, 0xFE)), u"X"_s);
+        QCOMPARE(table.getPYEx(u"x中国"), u"XQ?"_s);
+    }
+
+    void lastLineWithoutBreak()
+    {
+        PinyinTable table;
+        const QByteArray content = tableWith({{192, 'w'}}, 2 * kLineLength).chopped(1);
+        QVERIFY(table.loadLibFile(writeFile(QStringLiteral("nobreak.txt"), content)).ok());
+        QCOMPARE(table.getPY(gbkChar(0x82, 0x40)), u"W"_s);
+    }
+
+    void tableCodesOutside65To144_data()
+    {
+        QTest::addColumn<char>("stored");
+        QTest::addColumn<QString>("initial");
+
+        QTest::newRow("64 '@'") << '@' << u"?"_s;
+        QTest::newRow("65 'A'") << 'A' << u"A"_s;
+        QTest::newRow("lower case") << 'g' << u"G"_s;
+        QTest::newRow("91 '['") << '[' << u"["_s;
+        QTest::newRow("126 '~'") << '~' << u"~"_s;
+        QTest::newRow("144") << static_cast<char>(144) << QString(QChar(144));
+        QTest::newRow("145") << static_cast<char>(145) << u"?"_s;
+        QTest::newRow("digit") << '5' << u"?"_s;
+        QTest::newRow("blank") << ' ' << u"?"_s;
+    }
+
+    void tableCodesOutside65To144()
+    {
+        QFETCH(char, stored);
+        QFETCH(QString, initial);
+        PinyinTable table;
+        const QByteArray content = tableWith({{2, stored}}, kLineLength);
+        QVERIFY(table.loadLibFile(writeFile(QStringLiteral("codes.txt"), content)).ok());
+        QCOMPARE(table.getPY(gbkChar(0x81, 0x41)), initial);
+    }
+
+    void tableCutShort()
+    {
+        PinyinTable table;
+        const QByteArray content = tableWith({{191, 'r'}, {192, 's'}, {200, 't'}}, 200);
+        QVERIFY(table.loadLibFile(writeFile(QStringLiteral("short.txt"), content)).ok());
+        QVERIFY(table.loadLibSuccess());
+        QCOMPARE(table.getPY(gbkChar(0x81, 0xFE)), u"R"_s);
+        QCOMPARE(table.getPY(gbkChar(0x82, 0x40)), u"S"_s);
+        QCOMPARE(table.getPY(gbkChar(0x82, 0x48)), u"T"_s);
+        QCOMPARE(table.getPY(gbkChar(0x82, 0x49)), u"?"_s);
+        QCOMPARE(table.getPYEx(u"中a"), u"?A"_s);
+    }
+
+    void missingFile()
+    {
+        PinyinTable table;
+        const QString path = m_dir.filePath(QStringLiteral("absent/pylib.dll"));
+        const Result<void> loaded = table.loadLibFile(path);
+        QVERIFY(!loaded.ok());
+        QCOMPARE(loaded.message(), u"加载库文件 "_s + path + u" 失败！"_s);
+        QVERIFY(!table.loadLibSuccess());
+        QCOMPARE(table.getPYEx(u"中国"), u"??"_s);
+        QCOMPARE(table.getPYEx(u"ab 1"), u"AB1"_s);
+    }
+
+    void failedReloadEmptiesTable()
+    {
+        PinyinTable table;
+        QVERIFY(table.loadLibFile(QStringLiteral(QUILLMATE_PYLIB)).ok());
+        QCOMPARE(table.getPY(u"中"), u"Z"_s);
+        QVERIFY(!table.loadLibFile(m_dir.filePath(QStringLiteral("gone.dll"))).ok());
+        QVERIFY(!table.loadLibSuccess());
+        QCOMPARE(table.getPY(u"中"), u"?"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPinyin)
+#include "tst_pinyin.moc"
