@@ -7,7 +7,6 @@
 #include "Store.h"
 
 #include <QStringList>
-
 #include <memory>
 
 // The steps before any window: the config file (written with its defaults when missing), the

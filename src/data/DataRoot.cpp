@@ -6,8 +6,7 @@
 
 DataRoot::DataRoot(QString folder, QStringList shippedFolders)
     : m_folder(QDir::cleanPath(QDir(folder).absolutePath())), m_shipped(std::move(shippedFolders))
-{
-}
+{}
 
 DataRoot DataRoot::resolve(const Candidates& c)
 {

@@ -11,12 +11,12 @@ class DataRoot {
 public:
     // Where the root may come from, strongest first.
     struct Candidates {
-        QString commandLine;       // --data-dir
-        QString environment;       // QUILLMATE_HOME
-        QString executableFolder;  // used when `portable` is true
-        bool portable = false;     // a file "portable" beside the executable (or, on Windows,
-                                   // a writable program folder)
-        QString userFolder;        // the per-user data folder
+        QString commandLine;        // --data-dir
+        QString environment;        // QUILLMATE_HOME
+        QString executableFolder;   // used when `portable` is true
+        bool portable = false;      // a file "portable" beside the executable (or, on Windows,
+                                    // a writable program folder)
+        QString userFolder;         // the per-user data folder
         QStringList shippedFolders; // where read-only shipped files (pylib.dll, sound.wav) are
     };
 

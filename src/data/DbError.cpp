@@ -31,6 +31,9 @@ Error fromOpen(int number, const QString& description)
     return Error{QStringLiteral("错误号：%1\r\n错误号：%2").arg(number).arg(description), number};
 }
 
-bool isUniqueViolation(const Error& error) { return error.code == 2067; }
+bool isUniqueViolation(const Error& error)
+{
+    return error.code == 2067;
+}
 
 } // namespace DbError

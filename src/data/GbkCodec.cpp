@@ -1,8 +1,7 @@
 #include "GbkCodec.h"
 
-#include <unicode/ucnv.h>
-
 #include <memory>
+#include <unicode/ucnv.h>
 
 namespace {
 

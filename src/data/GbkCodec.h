@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QString>
-
 #include <optional>
 
 // The Chinese code page (GBK, as Windows code page 936) through ICU. Older installations wrote

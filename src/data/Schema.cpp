@@ -33,7 +33,8 @@ QString createTable(Table table)
     }
     if (!uniqueColumn.isEmpty()) {
         if (def.uniqueScope)
-            parts << QStringLiteral("UNIQUE(%1, %2)").arg(QLatin1String(def.uniqueScope), uniqueColumn);
+            parts << QStringLiteral("UNIQUE(%1, %2)")
+                         .arg(QLatin1String(def.uniqueScope), uniqueColumn);
         else
             parts << QStringLiteral("UNIQUE(%1)").arg(uniqueColumn);
     }
@@ -84,10 +85,10 @@ QStringList createStatements(StoreId store)
         out << createView("v_tools", "tools",
                           QStringLiteral("toolstype.name AS typename FROM tools "
                                          "LEFT JOIN toolstype ON toolstype.id = tools.typeid"))
-            << createView("v_personal", "personal",
-                          QStringLiteral(
-                              "personaltype.name AS typename FROM personal "
-                              "LEFT JOIN personaltype ON personaltype.id = personal.typeid"))
+            << createView(
+                   "v_personal", "personal",
+                   QStringLiteral("personaltype.name AS typename FROM personal "
+                                  "LEFT JOIN personaltype ON personaltype.id = personal.typeid"))
             << QStringLiteral("CREATE INDEX IF NOT EXISTS tools_typeid ON tools(typeid)")
             << QStringLiteral("CREATE INDEX IF NOT EXISTS personal_typeid ON personal(typeid)");
     }

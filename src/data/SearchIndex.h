@@ -3,7 +3,6 @@
 #include <QHash>
 #include <QString>
 #include <QStringView>
-
 #include <functional>
 #include <vector>
 

@@ -5,7 +5,6 @@
 #include "SortOrder.h"
 
 #include <QSqlQuery>
-
 #include <algorithm>
 
 namespace {
@@ -176,8 +175,8 @@ Result<void> SearchService::load(SearchKind kind, const QList<qint64>& ids)
             // A row that no longer qualifies (deleted, or moved to another section) drops out.
             s.index.remove(id);
         }
-        if (Result<void> r = read(base + QStringLiteral(" AND id IN (%1)").arg(placeholders(chunk.size())),
-                                  bound);
+        if (Result<void> r = read(
+                base + QStringLiteral(" AND id IN (%1)").arg(placeholders(chunk.size())), bound);
             !r)
             return r;
     }
@@ -246,8 +245,7 @@ Result<QList<SearchHit>> SearchService::searchKind(SearchKind kind, QStringView 
     return hits;
 }
 
-Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode mode,
-                                               qint64 typeId)
+Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode mode, qint64 typeId)
 {
     if (Result<void> r = refreshExternalChanges(); !r)
         return r.error();
@@ -351,9 +349,9 @@ Result<QList<SearchRow>> SearchService::rows(const QList<SearchHit>& hits)
             const QList<qint64> chunk = ids.mid(from, ChunkSize);
             QSqlQuery q(m_store.database(storeOf(kind)));
             q.setForwardOnly(true);
-            if (!q.prepare(QStringLiteral("SELECT %1 FROM \"%2\" WHERE id IN (%3)")
-                               .arg(columns, Tables::name(table(kind)),
-                                    placeholders(chunk.size()))))
+            if (!q.prepare(
+                    QStringLiteral("SELECT %1 FROM \"%2\" WHERE id IN (%3)")
+                        .arg(columns, Tables::name(table(kind)), placeholders(chunk.size()))))
                 return DbError::fromQuery(q.lastError());
             for (qint64 id : chunk)
                 q.addBindValue(id);

@@ -6,7 +6,6 @@
 
 #include <QObject>
 #include <QSet>
-
 #include <array>
 #include <optional>
 

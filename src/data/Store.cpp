@@ -13,7 +13,6 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <QUrl>
-
 #include <atomic>
 
 namespace {
@@ -128,7 +127,10 @@ QString Store::filePath(StoreId store) const
     return QDir::cleanPath(folder + QLatin1Char('/') + QLatin1String(fileName(store)));
 }
 
-QString Store::sortSetting() const { return m_settings.value(Setting::Sort); }
+QString Store::sortSetting() const
+{
+    return m_settings.value(Setting::Sort);
+}
 
 Result<void> Store::open()
 {
@@ -158,9 +160,10 @@ Result<void> Store::openFile(StoreId store)
     switch (state) {
     case SqliteFile::State::Empty:
     case SqliteFile::State::NotDatabase:
-        return DbError::fromOpen(26, QStringLiteral("文件 %1 不是客服Tavro的数据库（空文件或其他格式），"
-                                                    "程序没有改动它。")
-                                         .arg(shown));
+        return DbError::fromOpen(
+            26, QStringLiteral("文件 %1 不是客服Tavro的数据库（空文件或其他格式），"
+                               "程序没有改动它。")
+                    .arg(shown));
     case SqliteFile::State::Truncated:
         return DbError::fromOpen(11, QStringLiteral("数据库文件 %1 不完整或已损坏，程序没有改动它。"
                                                     "请从备份中恢复。")
@@ -180,39 +183,46 @@ Result<void> Store::openFile(StoreId store)
                           : QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), conn.name);
     db.close();
     // mode=rw never creates a file; only a missing store may be created.
-    const QString mode = state == SqliteFile::State::Missing ? QStringLiteral("rwc")
-                                                              : QStringLiteral("rw");
+    const QString mode =
+        state == SqliteFile::State::Missing ? QStringLiteral("rwc") : QStringLiteral("rw");
     db.setDatabaseName(QUrl::fromLocalFile(conn.path).toString(QUrl::FullyEncoded) +
                        QLatin1String("?mode=") + mode);
     db.setConnectOptions(
         QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(BusyTimeoutMs));
     if (!db.open()) {
         const QSqlError e = db.lastError();
-        return DbError::fromOpen(e.nativeErrorCode().toInt(),
-                                 QStringLiteral("无法打开数据库文件 %1：%2").arg(shown, e.databaseText()));
+        return DbError::fromOpen(
+            e.nativeErrorCode().toInt(),
+            QStringLiteral("无法打开数据库文件 %1：%2").arg(shown, e.databaseText()));
     }
 
     auto refuse = [&](const QString& why) {
         db.close();
-        return DbError::fromOpen(26, QStringLiteral("文件 %1 %2，程序没有改动它。").arg(shown, why));
+        return DbError::fromOpen(26,
+                                 QStringLiteral("文件 %1 %2，程序没有改动它。").arg(shown, why));
     };
 
     Result<QSqlQuery> app = run(db, QStringLiteral("PRAGMA application_id"), {});
     if (!app)
-        return refuse(QStringLiteral("不是可读的数据库（") + app.error().message + QLatin1Char(')'));
+        return refuse(QStringLiteral("不是可读的数据库（") + app.error().message +
+                      QLatin1Char(')'));
     const int appId = app.value().next() ? app.value().value(0).toInt() : 0;
     Result<QSqlQuery> version = run(db, QStringLiteral("PRAGMA user_version"), {});
-    const int userVersion = version && version.value().next() ? version.value().value(0).toInt() : 0;
+    const int userVersion =
+        version && version.value().next() ? version.value().value(0).toInt() : 0;
     if (appId == Schema::ApplicationId && userVersion >= Schema::Version)
         return {};
     if (appId != 0 && appId != Schema::ApplicationId)
         return refuse(QStringLiteral("属于其他程序"));
 
-    Result<QSqlQuery> tables = run(
-        db, QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%'"),
-        {});
+    Result<QSqlQuery> tables =
+        run(db,
+            QStringLiteral(
+                "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%'"),
+            {});
     if (!tables)
-        return refuse(QStringLiteral("不是可读的数据库（") + tables.error().message + QLatin1Char(')'));
+        return refuse(QStringLiteral("不是可读的数据库（") + tables.error().message +
+                      QLatin1Char(')'));
     QStringList present;
     while (tables.value().next())
         present << tables.value().value(0).toString().toLower();
@@ -240,7 +250,10 @@ QSqlDatabase Store::database(StoreId store) const
     return QSqlDatabase::database(m_connections[static_cast<size_t>(store)].name, false);
 }
 
-QSqlDatabase Store::db(Table table) const { return database(Tables::store(table)); }
+QSqlDatabase Store::db(Table table) const
+{
+    return database(Tables::store(table));
+}
 
 void Store::announce(Table table, qint64 id, Change change)
 {
@@ -295,11 +308,12 @@ Row Store::prepared(Table table, const Row& values, bool inserting) const
     Row row = values;
     row.remove(QStringLiteral("id"));
     const TableDef& def = Tables::def(table);
-    if (def.hasPycode && row.contains(QStringLiteral("name"))) {
-        const QString name = row.value(QStringLiteral("name")).toString();
-        row.insert(QStringLiteral("pycode"), m_pinyin ? m_pinyin->getPYEx(name) : QString());
-    }
-    if (inserting && table != Table::Users && Tables::hasColumn(table, QStringLiteral("username")) &&
+    // Without a pinyin table (tools and tests) the caller's initials stand.
+    if (def.hasPycode && m_pinyin && row.contains(QStringLiteral("name")))
+        row.insert(QStringLiteral("pycode"),
+                   m_pinyin->getPYEx(row.value(QStringLiteral("name")).toString()));
+    if (inserting && table != Table::Users &&
+        Tables::hasColumn(table, QStringLiteral("username")) &&
         !row.contains(QStringLiteral("username")))
         row.insert(QStringLiteral("username"), m_currentUser);
     return row;
@@ -340,11 +354,10 @@ Result<void> Store::update(Table table, qint64 id, const Row& values)
         sets << column + QLatin1String(" = ?");
     QVariantList bound = row.values();
     bound << id;
-    Result<QSqlQuery> r =
-        run(db(table),
-            QStringLiteral("UPDATE \"%1\" SET %2 WHERE id = ?")
-                .arg(Tables::name(table), sets.join(QLatin1String(", "))),
-            bound);
+    Result<QSqlQuery> r = run(db(table),
+                              QStringLiteral("UPDATE \"%1\" SET %2 WHERE id = ?")
+                                  .arg(Tables::name(table), sets.join(QLatin1String(", "))),
+                              bound);
     if (!r)
         return r.error();
     if (r.value().numRowsAffected() > 0)
@@ -384,8 +397,8 @@ Result<QList<Row>> Store::rows(const Query& query)
         const QString column = Tables::hasColumn(query.table, query.sortColumn)
                                    ? query.sortColumn
                                    : QStringLiteral("serialnum");
-        sql += QLatin1String(" ORDER BY ") +
-               SortOrder::terms(SortOrder::mode(sortSetting()), column);
+        sql +=
+            QLatin1String(" ORDER BY ") + SortOrder::terms(SortOrder::mode(sortSetting()), column);
     }
     if (query.limit >= 0 || query.offset > 0) {
         sql += QLatin1String(" LIMIT ? OFFSET ?");
@@ -440,8 +453,8 @@ Result<bool> Store::nameExists(Table table, const QString& name, const Where& sc
     if (!w)
         return w.error();
     // The column's NOCASE collation makes the comparison ignore letter case.
-    QString sql = QStringLiteral("SELECT count(*) FROM \"%1\" WHERE %2 = ?")
-                      .arg(Tables::name(table), column);
+    QString sql =
+        QStringLiteral("SELECT count(*) FROM \"%1\" WHERE %2 = ?").arg(Tables::name(table), column);
     if (!w.value().isEmpty())
         sql += QLatin1String(" AND ") + w.value();
     if (exceptId != 0) {
@@ -541,10 +554,10 @@ Result<void> Store::addUse(Table table, qint64 id)
 {
     if (!Tables::def(table).hasUsetime)
         return Error{Tables::name(table) + QStringLiteral(" 没有使用次数")};
-    Result<QSqlQuery> r = run(
-        db(table),
-        QStringLiteral("UPDATE \"%1\" SET usetime = usetime + 1 WHERE id = ?").arg(Tables::name(table)),
-        {id});
+    Result<QSqlQuery> r = run(db(table),
+                              QStringLiteral("UPDATE \"%1\" SET usetime = usetime + 1 WHERE id = ?")
+                                  .arg(Tables::name(table)),
+                              {id});
     if (!r)
         return r.error();
     if (r.value().numRowsAffected() > 0)

@@ -10,7 +10,6 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
-
 #include <array>
 #include <functional>
 #include <optional>
@@ -98,8 +97,8 @@ public:
     // A picker's entries: the prompt (id 0) first, then the rows' names in list order.
     Result<QList<NamedId>> categoryList(Table table, const QString& prompt,
                                         const Where& where = {});
-    Result<std::optional<qint64>> idByName(Table table, const QString& column,
-                                           const QString& value, const Where& where = {});
+    Result<std::optional<qint64>> idByName(Table table, const QString& column, const QString& value,
+                                           const Where& where = {});
     Result<QString> typeName(Table table, const QString& column, qint64 id);
 
     // The picture or file bytes of a row; nothing when none is stored.

@@ -133,19 +133,34 @@ const std::array<Entry, TableCount>& entries()
     return all;
 }
 
-const Entry& entry(Table table) { return entries()[static_cast<size_t>(table)]; }
+const Entry& entry(Table table)
+{
+    return entries()[static_cast<size_t>(table)];
+}
 
 } // namespace
 
 namespace Tables {
 
-const TableDef& def(Table table) { return entry(table).def; }
+const TableDef& def(Table table)
+{
+    return entry(table).def;
+}
 
-QString name(Table table) { return QString::fromLatin1(def(table).name); }
+QString name(Table table)
+{
+    return QString::fromLatin1(def(table).name);
+}
 
-StoreId store(Table table) { return def(table).store; }
+StoreId store(Table table)
+{
+    return def(table).store;
+}
 
-const QList<ColumnDef>& columnDefs(Table table) { return entry(table).columns; }
+const QList<ColumnDef>& columnDefs(Table table)
+{
+    return entry(table).columns;
+}
 
 bool hasColumn(Table table, const QString& column)
 {

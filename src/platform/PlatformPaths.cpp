@@ -35,7 +35,8 @@ bool runsPortable(const QString& executableFolder)
 QStringList shippedDataFolders(const QString& executableFolder)
 {
     const QDir exe(executableFolder);
-    return {exe.absolutePath(), QDir::cleanPath(exe.absoluteFilePath(QStringLiteral("../share/quillmate")))};
+    return {exe.absolutePath(),
+            QDir::cleanPath(exe.absoluteFilePath(QStringLiteral("../share/quillmate")))};
 }
 
 } // namespace PlatformPaths

@@ -1,0 +1,248 @@
+#include "SearchService.h"
+#include "TestRoot.h"
+
+#include <QSignalSpy>
+
+namespace {
+
+// "W12 S3 ..." : kind letters and ids of the hits, in order.
+QString shape(const Result<QList<SearchHit>>& hits)
+{
+    if (!hits.ok())
+        return QStringLiteral("error: ") + hits.message();
+    QStringList parts;
+    for (const SearchHit& h : hits.value())
+        parts << SearchService::letter(h.kind) + QString::number(h.id);
+    return parts.join(QLatin1Char(' '));
+}
+
+struct Library {
+    TestRoot root;
+    qint64 k1, k2, k3, affair, courier, simple, file, tool, personal;
+
+    Library()
+    {
+        const qint64 big = root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+        const qint64 small = root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+        k1 = root.add(Table::Knowledge,
+                      {{"name", "退货流程"}, {"goodsid", small}, {"commonflag", 1}});
+        k2 = root.add(Table::Knowledge, {{"name", "发货时间"}, {"goodsid", small}});
+        k3 = root.add(Table::Knowledge, {{"name", "Return policy 退换"}, {"goodsid", small}});
+        affair = root.add(Table::Type,
+                          {{"name", "退货地址"}, {"itemid", 3}, {"flag", 1}, {"url", "https://a"}});
+        courier =
+            root.add(Table::Type, {{"name", "退货快递"}, {"itemid", 4}, {"url", "https://e"}});
+        const qint64 st = root.add(Table::SimpleType, {{"name", "问候"}});
+        simple = root.add(Table::Simple, {{"name", "亲，退货请联系我们"}, {"typeid", st}});
+        const qint64 ft = root.add(Table::FileType, {{"name", "文档"}});
+        file = root.add(Table::File, {{"name", "退货单"}, {"typeid", ft}, {"extname", "docx"}});
+        const qint64 tt = root.add(Table::ToolsType, {{"name", "工具"}});
+        tool =
+            root.add(Table::Tools,
+                     {{"name", "退货计算器"}, {"typeid", tt}, {"path", "/bin/true"}, {"type", 1}});
+        const qint64 pt = root.add(Table::PersonalType, {{"name", "私人"}});
+        personal = root.add(Table::Personal, {{"name", "我的退货笔记"}, {"typeid", pt}});
+    }
+};
+
+} // namespace
+
+class TestSearch : public QObject {
+    Q_OBJECT
+private slots:
+    void allKindsInPageOrderWithFlags();
+    void modes();
+    void nameOrInitialsCaseInsensitiveLiteral();
+    void followsListOrder();
+    void followsOwnWrites();
+    void followsOtherConnections();
+    void typeFilterAndRows();
+};
+
+void TestSearch::allKindsInPageOrderWithFlags()
+{
+    Library lib;
+    SearchService search(*lib.root.store, *lib.root.settings);
+    const auto all = search.search(QStringLiteral(" 退货 "), SearchMode::All);
+    QCOMPARE(shape(all), QStringLiteral("W%1 S%2 C%3 E%4 F%5 L%6 P%7")
+                             .arg(lib.k1)
+                             .arg(lib.simple)
+                             .arg(lib.affair)
+                             .arg(lib.courier)
+                             .arg(lib.file)
+                             .arg(lib.tool)
+                             .arg(lib.personal));
+
+    for (Setting flag : {Setting::QueryShowSimpleFlag, Setting::QueryShowFileFlag,
+                         Setting::QueryShowToolsFlag, Setting::QueryShowPersonalFlag})
+        QVERIFY(lib.root.settings->setValue(flag, "0").ok());
+    QCOMPARE(shape(search.search("退货", SearchMode::All)),
+             QStringLiteral("W%1 C%2 E%3").arg(lib.k1).arg(lib.affair).arg(lib.courier));
+    // Anything but "1" is off, as every flag.
+    QVERIFY(lib.root.settings->setValue(Setting::QueryShowToolsFlag, "yes").ok());
+    QCOMPARE(search.search("退货", SearchMode::All).value().size(), 3);
+}
+
+void TestSearch::modes()
+{
+    Library lib;
+    SearchService search(*lib.root.store, *lib.root.settings);
+    QCOMPARE(shape(search.search("货", SearchMode::Common)), QStringLiteral("W%1").arg(lib.k1));
+    QCOMPARE(shape(search.search("货", SearchMode::Knowledge)),
+             QStringLiteral("W%1 W%2").arg(lib.k1).arg(lib.k2));
+    QCOMPARE(shape(search.search("货", SearchMode::Affairs)),
+             QStringLiteral("C%1").arg(lib.affair));
+    QCOMPARE(shape(search.search("货", SearchMode::Couriers)),
+             QStringLiteral("E%1").arg(lib.courier));
+    QCOMPARE(shape(search.search("货", SearchMode::Simple)), QStringLiteral("S%1").arg(lib.simple));
+    QCOMPARE(shape(search.search("货", SearchMode::Files)), QStringLiteral("F%1").arg(lib.file));
+    QCOMPARE(shape(search.search("货", SearchMode::Tools)), QStringLiteral("L%1").arg(lib.tool));
+    QCOMPARE(shape(search.search("货", SearchMode::Personal)),
+             QStringLiteral("P%1").arg(lib.personal));
+    // An empty text lists everything of the mode.
+    QCOMPARE(search.search("", SearchMode::Knowledge).value().size(), 3);
+}
+
+void TestSearch::nameOrInitialsCaseInsensitiveLiteral()
+{
+    Library lib;
+    SearchService search(*lib.root.store, *lib.root.settings);
+    // 退货流程 -> THLC, 发货时间 -> FHSJ
+    QCOMPARE(shape(search.search("thl", SearchMode::Knowledge)), QStringLiteral("W%1").arg(lib.k1));
+    QCOMPARE(shape(search.search("HS", SearchMode::Knowledge)), QStringLiteral("W%1").arg(lib.k2));
+    QCOMPARE(shape(search.search("RETURN", SearchMode::Knowledge)),
+             QStringLiteral("W%1").arg(lib.k3));
+    // A match never spans the name and its initials.
+    QCOMPARE(shape(search.search("程T", SearchMode::Knowledge)), QString());
+
+    const qint64 pct = lib.root.add(Table::Simple, {{"name", "满100%减_20"}});
+    lib.root.add(Table::Simple, {{"name", "满100元减20"}});
+    QCOMPARE(shape(search.search("100%", SearchMode::Simple)), QStringLiteral("S%1").arg(pct));
+    QCOMPARE(shape(search.search("减_", SearchMode::Simple)), QStringLiteral("S%1").arg(pct));
+    const qint64 quote = lib.root.add(Table::Simple, {{"name", "it's fine"}});
+    QCOMPARE(shape(search.search("'s", SearchMode::Simple)), QStringLiteral("S%1").arg(quote));
+}
+
+void TestSearch::followsListOrder()
+{
+    Library lib;
+    SearchService search(*lib.root.store, *lib.root.settings);
+    const qint64 k4 = lib.root.add(
+        Table::Knowledge,
+        {{"name", "货到付款"}, {"serialnum", 1}, {"commonflag", 1}, {"commonserialnum", 9}});
+    QVERIFY(
+        lib.root.store->update(Table::Knowledge, lib.k1, {{"serialnum", 3}, {"commonserialnum", 1}})
+            .ok());
+    QVERIFY(lib.root.store->update(Table::Knowledge, lib.k2, {{"serialnum", 2}}).ok());
+    QVERIFY(lib.root.store->addUse(Table::Knowledge, lib.k2).ok());
+
+    auto order = [&](const QString& sort, SearchMode mode) {
+        [&] { QVERIFY(lib.root.settings->setValue(Setting::Sort, sort).ok()); }();
+        return shape(search.search("货", mode));
+    };
+    const QString k1 = QStringLiteral("W%1").arg(lib.k1), k2 = QStringLiteral("W%1").arg(lib.k2),
+                  w4 = QStringLiteral("W%1").arg(k4);
+    QCOMPARE(order("1", SearchMode::Knowledge), QStringList({k1, k2, w4}).join(' '));
+    QCOMPARE(order("2", SearchMode::Knowledge), QStringList({w4, k2, k1}).join(' '));
+    QCOMPARE(order("3", SearchMode::Knowledge), QStringList({k2, k1, w4}).join(' '));
+    QCOMPARE(order("4", SearchMode::Knowledge), QStringList({w4, k2, k1}).join(' '));
+    QCOMPARE(order("4", SearchMode::Common), QStringList({k1, w4}).join(' '));
+    QCOMPARE(order("9", SearchMode::Knowledge), QStringList({k1, k2, w4}).join(' '));
+}
+
+void TestSearch::followsOwnWrites()
+{
+    Library lib;
+    SearchService search(*lib.root.store, *lib.root.settings);
+    QCOMPARE(search.search("快递", SearchMode::Knowledge).value().size(), 0);
+
+    const qint64 k = lib.root.add(Table::Knowledge, {{"name", "快递时效"}});
+    QCOMPARE(shape(search.search("快递", SearchMode::Knowledge)), QStringLiteral("W%1").arg(k));
+    QCOMPARE(shape(search.search("KDSX", SearchMode::Knowledge)), QStringLiteral("W%1").arg(k));
+
+    QVERIFY(lib.root.store->update(Table::Knowledge, k, {{"name", "物流时效"}}).ok());
+    QCOMPARE(shape(search.search("快递", SearchMode::Knowledge)), QString());
+    QCOMPARE(search.name(search.search("物流", SearchMode::Knowledge).value().first()),
+             QStringLiteral("物流时效"));
+
+    QVERIFY(lib.root.store->setCommon(k, true).ok());
+    QCOMPARE(search.search("物流", SearchMode::Common).value().size(), 1);
+
+    // An affair turned into a courier moves between the two kinds.
+    QVERIFY(lib.root.store->update(Table::Type, lib.affair, {{"itemid", 4}}).ok());
+    QCOMPARE(shape(search.search("退货", SearchMode::Affairs)), QString());
+    QCOMPARE(search.search("退货", SearchMode::Couriers).value().size(), 2);
+
+    QVERIFY(lib.root.store
+                ->deleteSmallCategory(
+                    lib.root.store->idByName(Table::Goods, "name", "华为").value().value())
+                .ok());
+    QCOMPARE(search.search("", SearchMode::Knowledge).value().size(), 1);
+
+    // Many renames in a row keep exactly one entry per row.
+    for (int i = 0; i < 3000; ++i) {
+        QVERIFY(
+            lib.root.store->update(Table::Knowledge, k, {{"name", QStringLiteral("名%1").arg(i)}})
+                .ok());
+        QVERIFY(search.search("名", SearchMode::Knowledge).ok());
+    }
+    QCOMPARE(shape(search.search("名", SearchMode::Knowledge)), QStringLiteral("W%1").arg(k));
+    QCOMPARE(search.name(search.search("名", SearchMode::Knowledge).value().first()),
+             QStringLiteral("名2999"));
+}
+
+void TestSearch::followsOtherConnections()
+{
+    Library lib;
+    SearchService search(*lib.root.store, *lib.root.settings);
+    QCOMPARE(search.search("清单", SearchMode::Simple).value().size(), 0);
+
+    // Another program (here: a second store on the same files) adds and removes rows.
+    Store other(lib.root.dir.path(), *lib.root.settings);
+    QVERIFY(other.open().ok());
+    const qint64 id =
+        other.insert(Table::Simple, {{"name", "发货清单"}, {"pycode", "FHQD"}}).value();
+    QVERIFY(other.remove(Table::Tools, lib.tool).ok());
+    QCOMPARE(shape(search.search("清单", SearchMode::Simple)), QStringLiteral("S%1").arg(id));
+    QCOMPARE(shape(search.search("退货", SearchMode::Tools)), QString());
+}
+
+void TestSearch::typeFilterAndRows()
+{
+    Library lib;
+    SearchService search(*lib.root.store, *lib.root.settings);
+    const qint64 st2 = lib.root.add(Table::SimpleType, {{"name", "售后"}});
+    const qint64 s2 = lib.root.add(Table::Simple, {{"name", "退货需要七天内"}, {"typeid", st2}});
+    QCOMPARE(shape(search.search("退货", SearchMode::Simple, st2)), QStringLiteral("S%1").arg(s2));
+    QCOMPARE(search.search("退货", SearchMode::Simple).value().size(), 2);
+
+    QVERIFY(lib.root.store->setBlob(Table::Knowledge, lib.k1, QByteArray("png")).ok());
+    QVERIFY(lib.root.store->update(Table::Knowledge, lib.k1, {{"description", "七天无理由"}}).ok());
+    const auto hits = search.search("退货", SearchMode::All);
+    const Result<QList<SearchRow>> rows = search.rows(hits.value());
+    QVERIFY2(rows.ok(), qPrintable(rows.message()));
+    QCOMPARE(rows.value().size(), hits.value().size());
+    for (int i = 0; i < rows.value().size(); ++i) {
+        QCOMPARE(rows.value()[i].kind, hits.value()[i].kind);
+        QCOMPARE(rows.value()[i].id, hits.value()[i].id);
+    }
+    const SearchRow& knowledge = rows.value()[0];
+    QCOMPARE(knowledge.name, QStringLiteral("退货流程"));
+    QCOMPARE(knowledge.description, QStringLiteral("七天无理由"));
+    QVERIFY(knowledge.hasPicture);
+    auto find = [&](SearchKind kind) {
+        for (const SearchRow& r : rows.value())
+            if (r.kind == kind)
+                return r;
+        return SearchRow{};
+    };
+    QCOMPARE(find(SearchKind::Affair).flag, 1);
+    QCOMPARE(find(SearchKind::Affair).url, QStringLiteral("https://a"));
+    QCOMPARE(find(SearchKind::File).extname, QStringLiteral("docx"));
+    QCOMPARE(find(SearchKind::Tool).path, QStringLiteral("/bin/true"));
+    QCOMPARE(find(SearchKind::Tool).toolType, 1);
+    QVERIFY(!find(SearchKind::Personal).hasPicture);
+}
+
+QTEST_GUILESS_MAIN(TestSearch)
+#include "tst_search.moc"
