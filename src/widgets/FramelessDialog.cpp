@@ -1,0 +1,45 @@
+#include "FramelessDialog.h"
+
+#include "TitleBar.h"
+
+#include <QFrame>
+#include <QVBoxLayout>
+
+FramelessDialog::FramelessDialog(QWidget* parent)
+    : QDialog(parent, Qt::Dialog | Qt::FramelessWindowHint), m_titleBar(new TitleBar(this)),
+      m_body(new QVBoxLayout)
+{
+    // A top-level QDialog draws no style-sheet border, so the border belongs to an inner frame.
+    auto* frame = new QFrame(this);
+    frame->setObjectName(QStringLiteral("windowFrame"));
+
+    auto* body = new QWidget(frame);
+    body->setObjectName(QStringLiteral("windowBody"));
+    body->setLayout(m_body);
+    m_body->setContentsMargins(18, 14, 18, 14);
+    m_body->setSpacing(12);
+
+    auto* frameLayout = new QVBoxLayout(frame);
+    frameLayout->setContentsMargins(1, 1, 1, 1);
+    frameLayout->setSpacing(0);
+    frameLayout->addWidget(m_titleBar);
+    frameLayout->addWidget(body, 1);
+
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    outer->addWidget(frame);
+
+    connect(m_titleBar, &TitleBar::closeRequested, this, &QDialog::reject);
+}
+
+void FramelessDialog::setCaption(const QString& caption)
+{
+    m_titleBar->setCaption(caption);
+    // The task bar and assistive tools still read the window title.
+    setWindowTitle(caption);
+}
+
+QString FramelessDialog::caption() const
+{
+    return m_titleBar->caption();
+}

@@ -1,0 +1,324 @@
+#include "ConfirmWindow.h"
+#include "DataRoot.h"
+#include "Dialogs.h"
+#include "MessageWindow.h"
+#include "ModalDriver.h"
+#include "TestRoot.h"
+#include "TitleBar.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QLabel>
+#include <QProcess>
+#include <QPushButton>
+#include <QTest>
+#include <algorithm>
+
+namespace {
+
+const char* UnansweredVariable = "TST_DIALOGS_UNANSWERED";
+
+bool anyWindowVisible()
+{
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    return std::any_of(windows.begin(), windows.end(), [](QWidget* w) { return w->isVisible(); });
+}
+
+QPushButton* button(QWidget* window, const char* name)
+{
+    return window->findChild<QPushButton*>(QLatin1String(name));
+}
+
+QString titleText(QWidget* window)
+{
+    auto* title = window->findChild<QLabel*>(QStringLiteral("lblTitle"));
+    return title ? title->text() : QString();
+}
+
+// Closes a shown window the way the test row says: a button's name, "close" or "escape".
+void finish(QDialog& window, const QString& how)
+{
+    if (how == QLatin1String("close")) {
+        window.close();
+    } else if (how == QLatin1String("escape")) {
+        QTest::keyClick(&window, Qt::Key_Escape);
+    } else if (how == QLatin1String("title close")) {
+        auto* close = window.findChild<QWidget*>(QStringLiteral("btnTitleClose"));
+        QVERIFY(close);
+        QTest::mouseClick(close, Qt::LeftButton);
+    } else {
+        QPushButton* b = button(&window, qPrintable(how));
+        QVERIFY2(b, qPrintable(how));
+        QTest::mouseClick(b, Qt::LeftButton);
+    }
+}
+
+} // namespace
+
+class TestDialogs : public QObject {
+    Q_OBJECT
+private slots:
+    void cleanup();
+
+    // recording
+    void messageIsRecordedNotShown();
+    void questionsTakeQueuedAnswersInOrder();
+    void confirmRecordsItsPromptSound();
+    void switchingRecordingForgetsAnswers();
+    void unansweredQuestionEndsTheProgram();
+
+    // the real windows
+    void confirmWindowAnswers_data();
+    void confirmWindowAnswers();
+    void confirmWindowDefaults();
+    void messageWindowAnswers_data();
+    void messageWindowAnswers();
+    void messageWindowShowsCaptionAndText();
+    void entryPointsShowModalWindows();
+};
+
+void TestDialogs::cleanup()
+{
+    Dialogs::setRecording(false);
+    Dialogs::configure(nullptr, DataRoot(QString()));
+}
+
+void TestDialogs::messageIsRecordedNotShown()
+{
+    Dialogs::setRecording(true);
+    Dialogs::message(nullptr, QStringLiteral("保存成功！"));
+    Dialogs::message(nullptr, QStringLiteral("文件不存在"), QStringLiteral("打开文件"));
+
+    QVERIFY(!anyWindowVisible());
+    const QList<ShownDialog> shown = Dialogs::takeShown();
+    QCOMPARE(shown.size(), 2);
+    QCOMPARE(shown[0].kind, DialogKind::Message);
+    QCOMPARE(shown[0].caption, QStringLiteral("客服Tavro"));
+    QCOMPARE(shown[0].text, QStringLiteral("保存成功！"));
+    QCOMPARE(shown[1].caption, QStringLiteral("打开文件"));
+    QCOMPARE(shown[1].text, QStringLiteral("文件不存在"));
+    QVERIFY(Dialogs::takeShown().isEmpty());
+}
+
+void TestDialogs::questionsTakeQueuedAnswersInOrder()
+{
+    Dialogs::queueAnswer(true);
+    Dialogs::queueAnswer(false);
+    Dialogs::queueAnswer(false);
+    Dialogs::queueAnswer(true);
+    QVERIFY(Dialogs::isRecording());
+
+    QCOMPARE(Dialogs::askYesNo(nullptr, QStringLiteral("您确认要退出吗？")), true);
+    QCOMPARE(Dialogs::askYesNo(nullptr, QStringLiteral("删除吗？"), QStringLiteral("删除")), false);
+    QCOMPARE(Dialogs::confirm(nullptr, QStringLiteral("确定要删除该分类吗？")), false);
+    QCOMPARE(Dialogs::confirm(nullptr), true);
+    QCOMPARE(Dialogs::queuedAnswers(), 0);
+    QVERIFY(!anyWindowVisible());
+
+    const QList<ShownDialog> shown = Dialogs::takeShown();
+    QCOMPARE(shown.size(), 4);
+    QCOMPARE(shown[0].kind, DialogKind::Question);
+    QCOMPARE(shown[0].caption, QStringLiteral("客服Tavro"));
+    QCOMPARE(shown[1].caption, QStringLiteral("删除"));
+    QCOMPARE(shown[1].text, QStringLiteral("删除吗？"));
+    QCOMPARE(shown[2].kind, DialogKind::Confirm);
+    QCOMPARE(shown[2].text, QStringLiteral("确定要删除该分类吗？"));
+    QCOMPARE(shown[3].text, QStringLiteral("您确认要退出吗？"));
+}
+
+void TestDialogs::confirmRecordsItsPromptSound()
+{
+    TestRoot root(false);
+    const DataRoot dataRoot(root.dir.path());
+    QFile sound(dataRoot.filePath(QStringLiteral("sound.wav")));
+    QVERIFY(sound.open(QIODevice::WriteOnly));
+    sound.close();
+    Dialogs::configure(root.settings.get(), dataRoot);
+
+    QVERIFY(root.settings->setValue(Setting::MessageSound, QStringLiteral("1")).ok());
+    Dialogs::queueAnswer(true);
+    Dialogs::confirm(nullptr, QStringLiteral("确定？"));
+    QVERIFY(root.settings->setValue(Setting::MessageSound, QStringLiteral("0")).ok());
+    Dialogs::queueAnswer(true);
+    Dialogs::confirm(nullptr, QStringLiteral("确定？"));
+    // Questions in the message window stay silent.
+    QVERIFY(root.settings->setValue(Setting::MessageSound, QStringLiteral("1")).ok());
+    Dialogs::queueAnswer(true);
+    Dialogs::askYesNo(nullptr, QStringLiteral("确定？"));
+
+    const QList<ShownDialog> shown = Dialogs::takeShown();
+    QCOMPARE(shown.size(), 3);
+    QCOMPARE(shown[0].sound, sound.fileName());
+    QCOMPARE(shown[1].sound, QString());
+    QCOMPARE(shown[2].sound, QString());
+}
+
+void TestDialogs::switchingRecordingForgetsAnswers()
+{
+    Dialogs::queueAnswer(true);
+    Dialogs::message(nullptr, QStringLiteral("x"));
+    Dialogs::setRecording(false);
+    QVERIFY(!Dialogs::isRecording());
+    QCOMPARE(Dialogs::queuedAnswers(), 0);
+    Dialogs::setRecording(true);
+    QVERIFY(Dialogs::takeShown().isEmpty());
+}
+
+void TestDialogs::unansweredQuestionEndsTheProgram()
+{
+    // The question is asked in a child process (see main), where it must end the program.
+    QProcess child;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QLatin1String(UnansweredVariable), QStringLiteral("1"));
+    child.setProcessEnvironment(env);
+    child.start(QCoreApplication::applicationFilePath(), {});
+    QVERIFY(child.waitForStarted());
+    const bool finished = child.waitForFinished(20000);
+    if (!finished)
+        child.kill();
+    QVERIFY2(finished, "a question without an answer blocked");
+    QVERIFY(child.exitStatus() == QProcess::CrashExit || child.exitCode() != 0);
+    QVERIFY(child.readAllStandardError().contains("no answer queued"));
+}
+
+void TestDialogs::confirmWindowAnswers_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<bool>("yes");
+
+    QTest::newRow("确定") << "btnComfirm" << true;
+    QTest::newRow("取消") << "btnCancel" << false;
+    QTest::newRow("window closed") << "close" << false;
+    QTest::newRow("title bar close") << "title close" << false;
+    QTest::newRow("escape") << "escape" << false;
+}
+
+void TestDialogs::confirmWindowAnswers()
+{
+    QFETCH(QString, how);
+    QFETCH(bool, yes);
+
+    ConfirmWindow window(nullptr, QStringLiteral("确定要删除该知识吗？"));
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    window.setResult(-1); // neither answer until the window gives one
+    finish(window, how);
+
+    QVERIFY(!window.isVisible());
+    QCOMPARE(window.result(), yes ? int(QDialog::Accepted) : int(QDialog::Rejected));
+    QCOMPARE(window.yes(), yes);
+}
+
+void TestDialogs::confirmWindowDefaults()
+{
+    ConfirmWindow window(nullptr);
+    QCOMPARE(window.objectName(), QStringLiteral("frmComfirm"));
+    QVERIFY(window.isModal());
+    QCOMPARE(window.question(), QStringLiteral("您确认要退出吗？"));
+    QCOMPARE(window.findChild<QLabel*>(QStringLiteral("lblQuestion"))->text(),
+             QStringLiteral("您确认要退出吗？"));
+    QCOMPARE(titleText(&window), QStringLiteral("客服Tavro"));
+    QCOMPARE(button(&window, "btnComfirm")->text(), QStringLiteral("确定"));
+    QCOMPARE(button(&window, "btnCancel")->text(), QStringLiteral("取消"));
+    QVERIFY(button(&window, "btnComfirm")->isDefault());
+}
+
+void TestDialogs::messageWindowAnswers_data()
+{
+    QTest::addColumn<bool>("yesNo");
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<bool>("yes");
+
+    QTest::newRow("OK") << false << "btnOK" << true;
+    QTest::newRow("是") << true << "btnYes" << true;
+    QTest::newRow("否") << true << "btnNo" << false;
+    QTest::newRow("question closed") << true << "close" << false;
+    QTest::newRow("question escaped") << true << "escape" << false;
+}
+
+void TestDialogs::messageWindowAnswers()
+{
+    QFETCH(bool, yesNo);
+    QFETCH(QString, how);
+    QFETCH(bool, yes);
+
+    MessageWindow window(nullptr, QStringLiteral("您确认要退出吗？"), {},
+                         yesNo ? MessageWindow::Buttons::YesNo : MessageWindow::Buttons::Ok);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QCOMPARE(button(&window, "btnOK") != nullptr, !yesNo);
+    QCOMPARE(button(&window, "btnYes") != nullptr, yesNo);
+    QCOMPARE(button(&window, "btnNo") != nullptr, yesNo);
+    window.setResult(-1);
+    finish(window, how);
+
+    QVERIFY(!window.isVisible());
+    QCOMPARE(window.yes(), yes);
+}
+
+void TestDialogs::messageWindowShowsCaptionAndText()
+{
+    MessageWindow plain(nullptr, QStringLiteral("已复制到剪贴板"));
+    QCOMPARE(plain.objectName(), QStringLiteral("frmMessage"));
+    QVERIFY(plain.isModal());
+    QCOMPARE(titleText(&plain), QStringLiteral("客服Tavro"));
+    QCOMPARE(plain.windowTitle(), QStringLiteral("客服Tavro"));
+    QCOMPARE(plain.findChild<QLabel*>(QStringLiteral("lblMessage"))->text(),
+             QStringLiteral("已复制到剪贴板"));
+
+    MessageWindow captioned(nullptr, QStringLiteral("<b>1</b>"), QStringLiteral("导入"));
+    QCOMPARE(titleText(&captioned), QStringLiteral("导入"));
+    // Texts from the data are shown as they are, never as markup.
+    QCOMPARE(captioned.findChild<QLabel*>(QStringLiteral("lblMessage"))->textFormat(),
+             Qt::PlainText);
+}
+
+void TestDialogs::entryPointsShowModalWindows()
+{
+    QVERIFY(!Dialogs::isRecording());
+    QString seen;
+    {
+        ModalDriver driver(QStringLiteral("frmComfirm"), [&](QWidget* w) {
+            seen = w->findChild<QLabel*>(QStringLiteral("lblQuestion"))->text();
+            QTest::mouseClick(button(w, "btnComfirm"), Qt::LeftButton);
+        });
+        QCOMPARE(Dialogs::confirm(nullptr, QStringLiteral("清空回收站吗？")), true);
+        QVERIFY(driver.acted() && !driver.timedOut());
+        QVERIFY(driver.wasModal());
+        QCOMPARE(seen, QStringLiteral("清空回收站吗？"));
+    }
+    {
+        ModalDriver driver(QStringLiteral("frmMessage"), [&](QWidget* w) {
+            seen = titleText(w);
+            QTest::mouseClick(button(w, "btnNo"), Qt::LeftButton);
+        });
+        QCOMPARE(Dialogs::askYesNo(nullptr, QStringLiteral("退出吗？"), QStringLiteral("退出")),
+                 false);
+        QVERIFY(driver.acted() && !driver.timedOut());
+        QVERIFY(driver.wasModal());
+        QCOMPARE(seen, QStringLiteral("退出"));
+    }
+    {
+        ModalDriver driver(QStringLiteral("frmMessage"), [&](QWidget* w) {
+            seen = w->findChild<QLabel*>(QStringLiteral("lblMessage"))->text();
+            QTest::mouseClick(button(w, "btnOK"), Qt::LeftButton);
+        });
+        Dialogs::message(nullptr, QStringLiteral("保存成功！"));
+        QVERIFY(driver.acted() && !driver.timedOut());
+        QCOMPARE(seen, QStringLiteral("保存成功！"));
+    }
+}
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    if (qEnvironmentVariableIsSet(UnansweredVariable)) {
+        Dialogs::setRecording(true);
+        Dialogs::confirm(nullptr, QStringLiteral("没有准备答案的问题"));
+        return 0; // reached only when the question failed to end the program
+    }
+    TestDialogs test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_dialogs.moc"

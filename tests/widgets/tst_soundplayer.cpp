@@ -1,0 +1,102 @@
+#include "DataRoot.h"
+#include "SoundPlayer.h"
+#include "TestRoot.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+void writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    QCOMPARE(f.write(bytes), bytes.size());
+}
+
+// An executable stand-in for a player: only its name and its executable bit matter.
+void writeExecutable(const QString& path)
+{
+    writeFile(path, "#!/bin/sh\nexit 0\n");
+    QVERIFY(QFile::setPermissions(path, QFile::permissions(path) | QFileDevice::ExeOwner));
+}
+
+} // namespace
+
+class TestSoundPlayer : public QObject {
+    Q_OBJECT
+private slots:
+    void promptSound_data();
+    void promptSound();
+    void folderNamedLikeTheSoundIsNoSound();
+    void playerCommand();
+};
+
+void TestSoundPlayer::promptSound_data()
+{
+    QTest::addColumn<QString>("messageSound");
+    QTest::addColumn<bool>("fileExists");
+    QTest::addColumn<bool>("plays");
+
+    QTest::newRow("on, file present") << "1" << true << true;
+    QTest::newRow("off, file present") << "0" << true << false;
+    QTest::newRow("on, file missing") << "1" << false << false;
+    QTest::newRow("off, file missing") << "0" << false << false;
+    QTest::newRow("not a flag") << "yes" << true << false;
+}
+
+void TestSoundPlayer::promptSound()
+{
+    QFETCH(QString, messageSound);
+    QFETCH(bool, fileExists);
+    QFETCH(bool, plays);
+
+    TestRoot root(false);
+    const DataRoot dataRoot(root.dir.path());
+    const QString soundPath = root.path(QStringLiteral("sound.wav"));
+    if (fileExists)
+        writeFile(soundPath, "RIFF");
+    QVERIFY(root.settings->setValue(Setting::MessageSound, messageSound).ok());
+
+    QCOMPARE(SoundPlayer::promptSound(*root.settings, dataRoot),
+             plays ? dataRoot.filePath(QStringLiteral("sound.wav")) : QString());
+}
+
+void TestSoundPlayer::folderNamedLikeTheSoundIsNoSound()
+{
+    QTemporaryDir dir;
+    QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("sound.wav")));
+    QCOMPARE(
+        SoundPlayer::promptSound(QStringLiteral("1"), dir.filePath(QStringLiteral("sound.wav"))),
+        QString());
+}
+
+void TestSoundPlayer::playerCommand()
+{
+#ifdef Q_OS_WIN
+    QSKIP("Windows plays through the system's own call, without a player program");
+#endif
+    QTemporaryDir both;
+    QTemporaryDir aplayOnly;
+    QTemporaryDir none;
+    writeExecutable(both.filePath(QStringLiteral("paplay")));
+    writeExecutable(both.filePath(QStringLiteral("aplay")));
+    writeExecutable(aplayOnly.filePath(QStringLiteral("aplay")));
+    // A player that may not be run does not count.
+    writeFile(none.filePath(QStringLiteral("paplay")), "not executable");
+
+    const QString sound = QStringLiteral("/data/sound.wav");
+    QCOMPARE(SoundPlayer::playerCommand(sound, {both.path()}),
+             (QStringList{both.filePath(QStringLiteral("paplay")), sound}));
+    QCOMPARE(
+        SoundPlayer::playerCommand(sound, {aplayOnly.path()}),
+        (QStringList{aplayOnly.filePath(QStringLiteral("aplay")), QStringLiteral("-q"), sound}));
+    QCOMPARE(SoundPlayer::playerCommand(sound, {none.path()}), QStringList());
+    QCOMPARE(SoundPlayer::playerCommand(sound, {aplayOnly.path(), both.path()}).first(),
+             both.filePath(QStringLiteral("paplay")));
+}
+
+QTEST_GUILESS_MAIN(TestSoundPlayer)
+#include "tst_soundplayer.moc"
