@@ -8,6 +8,7 @@ packages=(
   cmake ninja-build g++ pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite
   libicu-dev unicode-data bzip2
+  libsodium-dev
 )
 if [[ "${1:-}" == "--test" ]]; then
   packages+=(xvfb xauth openbox x11-utils)

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "CurrentUser.h"
+#include "Result.h"
+
+#include <QList>
+#include <QString>
+#include <optional>
+
+class Store;
+
+// A row of the Users table, without its password.
+struct UserAccount {
+    qint64 id = 0;
+    QString name;
+    bool isDefault = false;
+    int grade = 0;
+    bool hasPassword = false;
+
+    bool isAdministrator() const { return grade == AdministratorGrade; }
+    QString gradeName() const;
+    CurrentUser asCurrentUser() const { return {name, isAdministrator()}; }
+
+    static constexpr int AdministratorGrade = 1;
+};
+
+// The local user accounts of the assistant store. Passwords are kept as salted Argon2 hashes;
+// an empty password stays empty text, and a plain-text password written by older versions
+// still verifies.
+class UserAccounts {
+public:
+    explicit UserAccounts(Store& store) : m_store(store) {}
+
+    // Every account, in id order.
+    Result<QList<UserAccount>> users() const;
+    // The account marked as default (the lowest id if several are); nothing when none is.
+    Result<std::optional<UserAccount>> defaultUser() const;
+    // False only when the single account is the default one and has no password: the program
+    // then starts as that user without asking.
+    Result<bool> needsLogin() const;
+    // The user when the name exists and the password matches; nothing otherwise.
+    Result<std::optional<CurrentUser>> verify(const QString& name, const QString& password) const;
+    Result<void> setPassword(qint64 id, const QString& password);
+
+    // The text stored for a password: empty for an empty password, otherwise a hash in the
+    // libsodium string format (algorithm, parameters and salt included).
+    static Result<QString> hashPassword(const QString& password);
+    static bool passwordMatches(const QString& stored, const QString& password);
+
+private:
+    Store& m_store;
+};

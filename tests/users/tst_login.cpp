@@ -1,0 +1,230 @@
+#include "Dialogs.h"
+#include "LoginWindow.h"
+#include "ModalDriver.h"
+#include "TestRoot.h"
+#include "UserAccounts.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+namespace {
+
+struct Fixture {
+    TestRoot root;
+    UserAccounts accounts{*root.store};
+    qint64 admin = 0;
+    qint64 bob = 0;
+
+    // admin (password "s3cret"), bob (normal user, password "bob-pw", the default user),
+    // carol (normal user, no password).
+    Fixture()
+    {
+        admin = accounts.users().value().first().id;
+        check(accounts.setPassword(admin, QStringLiteral("s3cret")));
+        check(root.store->update(Table::Users, admin, {{QStringLiteral("defaultuser"), 0}}));
+        bob = addUser(QStringLiteral("bob"), 2, true);
+        check(accounts.setPassword(bob, QStringLiteral("bob-pw")));
+        addUser(QStringLiteral("carol"), 2, false);
+    }
+
+    qint64 addUser(const QString& name, int grade, bool isDefault)
+    {
+        return root.add(Table::Users, {{QStringLiteral("username"), name},
+                                       {QStringLiteral("userpw"), QString()},
+                                       {QStringLiteral("defaultuser"), isDefault ? 1 : 0},
+                                       {QStringLiteral("grade"), grade}});
+    }
+
+    static void check(const Result<void>& r)
+    {
+        if (!r)
+            qFatal("fixture: %s", qPrintable(r.message()));
+    }
+};
+
+template <class T> T* child(QWidget* window, const char* name)
+{
+    return window->findChild<T*>(QLatin1String(name));
+}
+
+// Picks the user, types the password and presses OK.
+void logIn(QWidget* window, const QString& name, const QString& password)
+{
+    auto* users = child<QComboBox>(window, "cboUser");
+    users->setCurrentIndex(users->findText(name));
+    QTest::keyClicks(child<QLineEdit>(window, "txtPassword"), password);
+    QTest::mouseClick(child<QPushButton>(window, "btnOK"), Qt::LeftButton);
+}
+
+} // namespace
+
+class TestLogin : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void defaultUserPreselected();
+    void wrongPasswordKeepsTheWindowOpen();
+    void rightPasswordAccepts_data();
+    void rightPasswordAccepts();
+    void cancelRejects();
+    void establishWithoutLogin();
+    void establishAsksWhenNeeded_data();
+    void establishAsksWhenNeeded();
+};
+
+void TestLogin::init()
+{
+    // Any message the window shows is recorded; an unexpected question ends the test program.
+    Dialogs::setRecording(true);
+}
+
+void TestLogin::cleanup()
+{
+    Dialogs::setRecording(false);
+}
+
+void TestLogin::defaultUserPreselected()
+{
+    Fixture f;
+    LoginWindow window(f.accounts);
+    QCOMPARE(window.objectName(), QStringLiteral("frmLogin"));
+    QVERIFY(window.isModal());
+
+    auto* users = child<QComboBox>(&window, "cboUser");
+    QStringList names;
+    for (int i = 0; i < users->count(); ++i)
+        names << users->itemText(i);
+    QCOMPARE(names, (QStringList{QStringLiteral("admin"), QStringLiteral("bob"),
+                                 QStringLiteral("carol")}));
+    QCOMPARE(users->currentText(), QStringLiteral("bob"));
+    QCOMPARE(child<QLineEdit>(&window, "txtPassword")->echoMode(), QLineEdit::Password);
+    QVERIFY(!window.user().has_value());
+}
+
+void TestLogin::wrongPasswordKeepsTheWindowOpen()
+{
+    Fixture f;
+    LoginWindow window(f.accounts);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    window.setResult(-1);
+
+    logIn(&window, QStringLiteral("admin"), QStringLiteral("bob-pw"));
+
+    const QList<ShownDialog> shown = Dialogs::takeShown();
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(shown[0].kind, DialogKind::Message);
+    QCOMPARE(shown[0].text, QStringLiteral("用户名或密码错误！"));
+    QVERIFY(window.isVisible());
+    QCOMPARE(window.result(), -1);
+    QVERIFY(!window.user().has_value());
+    auto* password = child<QLineEdit>(&window, "txtPassword");
+    QCOMPARE(password->text(), QString());
+    QCOMPARE(window.focusWidget(), password);
+
+    // The next attempt starts from an empty box, not from the wrong text.
+    logIn(&window, QStringLiteral("admin"), QStringLiteral("s3cret"));
+    QVERIFY(!window.isVisible());
+    QCOMPARE(window.user(), (CurrentUser{QStringLiteral("admin"), true}));
+}
+
+void TestLogin::rightPasswordAccepts_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<bool>("administrator");
+
+    QTest::newRow("administrator") << "admin"
+                                   << "s3cret" << true;
+    QTest::newRow("normal user") << "bob"
+                                 << "bob-pw" << false;
+    QTest::newRow("user without password") << "carol"
+                                           << "" << false;
+}
+
+void TestLogin::rightPasswordAccepts()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, password);
+    QFETCH(bool, administrator);
+
+    Fixture f;
+    LoginWindow window(f.accounts);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    logIn(&window, name, password);
+
+    QVERIFY(!window.isVisible());
+    QCOMPARE(window.result(), int(QDialog::Accepted));
+    QCOMPARE(window.user(), (CurrentUser{name, administrator}));
+    QVERIFY(Dialogs::takeShown().isEmpty());
+}
+
+void TestLogin::cancelRejects()
+{
+    Fixture f;
+    LoginWindow window(f.accounts);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    window.setResult(-1);
+    QTest::keyClicks(child<QLineEdit>(&window, "txtPassword"), QStringLiteral("bob-pw"));
+    QTest::mouseClick(child<QPushButton>(&window, "btnCancel"), Qt::LeftButton);
+
+    QVERIFY(!window.isVisible());
+    QCOMPARE(window.result(), int(QDialog::Rejected));
+    QVERIFY(!window.user().has_value());
+}
+
+void TestLogin::establishWithoutLogin()
+{
+    TestRoot root;
+    bool windowSeen = false;
+    ModalDriver driver(QStringLiteral("frmLogin"), [&](QWidget* w) {
+        windowSeen = true;
+        qobject_cast<QDialog*>(w)->reject();
+    });
+
+    const std::optional<CurrentUser> user = LoginWindow::establish(*root.store);
+    QCOMPARE(user, (CurrentUser{QStringLiteral("admin"), true}));
+    QVERIFY(!windowSeen);
+    QCOMPARE(root.store->currentUser(), QStringLiteral("admin"));
+    QVERIFY(Dialogs::takeShown().isEmpty());
+}
+
+void TestLogin::establishAsksWhenNeeded_data()
+{
+    QTest::addColumn<bool>("cancel");
+    QTest::newRow("logs in") << false;
+    QTest::newRow("cancels") << true;
+}
+
+void TestLogin::establishAsksWhenNeeded()
+{
+    QFETCH(bool, cancel);
+    Fixture f;
+    ModalDriver driver(QStringLiteral("frmLogin"), [&](QWidget* w) {
+        if (cancel)
+            QTest::mouseClick(child<QPushButton>(w, "btnCancel"), Qt::LeftButton);
+        else
+            logIn(w, QStringLiteral("admin"), QStringLiteral("s3cret"));
+    });
+
+    const std::optional<CurrentUser> user = LoginWindow::establish(*f.root.store);
+    QVERIFY(driver.acted() && !driver.timedOut());
+    QVERIFY(driver.wasModal());
+    if (cancel) {
+        QVERIFY(!user.has_value());
+        QCOMPARE(f.root.store->currentUser(), QStringLiteral("tester"));
+    } else {
+        QCOMPARE(user, (CurrentUser{QStringLiteral("admin"), true}));
+        QCOMPARE(f.root.store->currentUser(), QStringLiteral("admin"));
+    }
+}
+
+QTEST_MAIN(TestLogin)
+#include "tst_login.moc"
