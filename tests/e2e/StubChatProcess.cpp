@@ -1,0 +1,84 @@
+#include "StubChatProcess.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QTest>
+
+StubChatProcess::StubChatProcess(QString className, QString title, QRect geometry)
+    : m_className(std::move(className)), m_title(std::move(title)), m_geometry(geometry),
+      m_logPath(m_dir.filePath("events.jsonl"))
+{
+    m_process.setProcessChannelMode(QProcess::ForwardedChannels);
+}
+
+StubChatProcess::~StubChatProcess()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.terminate();
+    if (!m_process.waitForFinished(5000))
+        m_process.kill();
+    m_process.waitForFinished(5000);
+}
+
+bool StubChatProcess::start(int timeoutMs)
+{
+    QStringList arguments{"--class", m_className, "--title", m_title, "--log", m_logPath};
+    if (m_geometry.isValid()) {
+        arguments << "--geometry"
+                  << QString("%1x%2+%3+%4")
+                         .arg(m_geometry.width())
+                         .arg(m_geometry.height())
+                         .arg(m_geometry.x())
+                         .arg(m_geometry.y());
+    }
+    m_process.start(QUILLMATE_STUB_CHAT, arguments);
+    if (!m_process.waitForStarted(timeoutMs))
+        return false;
+    const bool ready = QTest::qWaitFor(
+        [this] { return !events("ready").isEmpty() || m_process.state() == QProcess::NotRunning; },
+        timeoutMs);
+    const QList<QJsonObject> readyEvents = events("ready");
+    if (!ready || readyEvents.isEmpty())
+        return false;
+    m_window = static_cast<quint64>(readyEvents.first().value("window").toInteger());
+    return m_window != 0;
+}
+
+bool StubChatProcess::stop(int timeoutMs)
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return true;
+    m_process.terminate();
+    return QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; }, timeoutMs);
+}
+
+QList<QJsonObject> StubChatProcess::events(const QString& name) const
+{
+    QFile file(m_logPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QList<QJsonObject> result;
+    while (!file.atEnd()) {
+        const QByteArray line = file.readLine();
+        // A line still being written has no newline yet; it is read next time.
+        if (!line.endsWith('\n'))
+            break;
+        const QJsonObject event = QJsonDocument::fromJson(line).object();
+        if (name.isEmpty() || event.value("event").toString() == name)
+            result << event;
+    }
+    return result;
+}
+
+QString StubChatProcess::text() const
+{
+    const QList<QJsonObject> texts = events("text");
+    return texts.isEmpty() ? QString() : texts.last().value("text").toString();
+}
+
+void StubChatProcess::command(const QString& line)
+{
+    m_process.write(line.toUtf8() + '\n');
+    m_process.waitForBytesWritten(5000);
+}

@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# run-under-x.sh COMMAND [ARGS...]
+# Runs COMMAND against a private X server (Xvfb, 1600x1000, 24 bit) managed by openbox, so that
+# end-to-end tests see real windows, focus, key grabs and a window manager that speaks EWMH.
+# Both servers are stopped when the command ends; its exit code is returned.
+set -uo pipefail
+
+if [[ $# -lt 1 ]]; then
+  echo "usage: $0 COMMAND [ARGS...]" >&2
+  exit 2
+fi
+for tool in Xvfb openbox xprop; do
+  if ! command -v "$tool" >/dev/null; then
+    echo "run-under-x: $tool is missing (scripts/install-deps.sh --test installs it)" >&2
+    exit 1
+  fi
+done
+
+workdir=$(mktemp -d "${TMPDIR:-/tmp}/quillmate-x.XXXXXX")
+xvfb_pid=""
+wm_pid=""
+
+stop() {
+  local pid=$1
+  [[ -n "$pid" ]] || return 0
+  kill "$pid" 2>/dev/null || return 0
+  for _ in $(seq 50); do
+    kill -0 "$pid" 2>/dev/null || break
+    sleep 0.1
+  done
+  kill -9 "$pid" 2>/dev/null
+  wait "$pid" 2>/dev/null
+}
+cleanup() {
+  stop "$wm_pid"
+  stop "$xvfb_pid"
+  rm -rf "$workdir"
+}
+trap cleanup EXIT
+trap 'exit 143' TERM
+trap 'exit 130' INT
+
+# -displayfd lets the server pick a free display number itself and write it once it accepts
+# connections, which avoids racing other servers for /tmp/.X11-unix.
+Xvfb -displayfd 3 -screen 0 1600x1000x24 -nolisten tcp 3>"$workdir/display" \
+  >"$workdir/xvfb.log" 2>&1 &
+xvfb_pid=$!
+display=""
+for _ in $(seq 100); do
+  display=$(head -n 1 "$workdir/display" 2>/dev/null)
+  [[ -n "$display" ]] && break
+  if ! kill -0 "$xvfb_pid" 2>/dev/null; then
+    break
+  fi
+  sleep 0.1
+done
+if [[ -z "$display" ]]; then
+  echo "run-under-x: Xvfb did not start" >&2
+  cat "$workdir/xvfb.log" >&2
+  exit 1
+fi
+export DISPLAY=":$display"
+
+# openbox gets its own configuration and cache folders so that nothing of the user's is read or
+# written; without a user rc.xml it uses the system default.
+XDG_CONFIG_HOME="$workdir/config" XDG_CACHE_HOME="$workdir/cache" \
+  openbox --sm-disable >"$workdir/openbox.log" 2>&1 &
+wm_pid=$!
+ready=""
+for _ in $(seq 100); do
+  if xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; then
+    ready=1
+    break
+  fi
+  kill -0 "$wm_pid" 2>/dev/null || break
+  sleep 0.1
+done
+if [[ -z "$ready" ]]; then
+  echo "run-under-x: openbox did not take over the display $DISPLAY" >&2
+  cat "$workdir/openbox.log" >&2
+  exit 1
+fi
+
+export QT_QPA_PLATFORM=xcb
+# Qt wants a private runtime folder; the test's own keeps the output free of warnings about it.
+if [[ -z "${XDG_RUNTIME_DIR:-}" ]]; then
+  mkdir -m 0700 "$workdir/runtime"
+  export XDG_RUNTIME_DIR="$workdir/runtime"
+fi
+"$@"
