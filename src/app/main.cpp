@@ -1,11 +1,18 @@
 #include "CommandLine.h"
+#include "DesktopFactory.h"
+#include "Dialogs.h"
+#include "FontPreset.h"
+#include "LoginWindow.h"
+#include "PanelWindow.h"
 #include "PlatformPaths.h"
 #include "SearchService.h"
+#include "Skin.h"
 #include "Startup.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDir>
 #include <QTextStream>
+#include <memory>
 
 namespace {
 
@@ -45,17 +52,59 @@ int runSearch(Startup& startup, const CommandLine& cl, QTextStream& out)
     return 0;
 }
 
+// The panel: the windows need a QApplication, which the command-line commands do without.
+int runPanel(int argc, char* argv[], const CommandLine& cl)
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Quillmate"));
+    QApplication::setApplicationVersion(QStringLiteral(QUILLMATE_VERSION));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    Startup startup(resolveRoot(cl));
+    const Result<void> started = startup.run();
+    Dialogs::configure(started ? &startup.settings() : nullptr, startup.root());
+    if (!started) {
+        Dialogs::message(nullptr, started.message());
+        return 1;
+    }
+    Skin::apply(app, FontPreset::fromSetting(startup.settings().value(Setting::MainFontSize)));
+    for (const QString& warning : startup.warnings())
+        Dialogs::message(nullptr, warning);
+
+    const std::optional<CurrentUser> user = LoginWindow::establish(startup.store());
+    if (!user)
+        return 0;
+
+    std::unique_ptr<Desktop> desktop = createDesktop();
+    if (!desktop->isAvailable())
+        Dialogs::message(nullptr, desktop->unavailableReason());
+    SearchService search(startup.store(), startup.settings());
+    PanelWindow panel(
+        {startup.root(), startup.settings(), startup.store(), search, *desktop, *user});
+    QObject::connect(&panel, &PanelWindow::exitConfirmed, &app, &QApplication::quit,
+                     Qt::QueuedConnection);
+    panel.show();
+    return app.exec();
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
+    // The command decides which kind of application object is made.
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    const CommandLine cl = CommandLine::parse(arguments);
+    if (cl.command == CommandLine::Command::Panel && cl.error.isEmpty())
+        return runPanel(argc, argv, cl);
+
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Quillmate"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUILLMATE_VERSION));
 
     QTextStream out(stdout);
     QTextStream err(stderr);
-    const CommandLine cl = CommandLine::parse(QCoreApplication::arguments());
     if (!cl.error.isEmpty()) {
         err << cl.error << "\n\n" << CommandLine::usage();
         return 2;
@@ -82,13 +131,7 @@ int main(int argc, char* argv[])
     switch (cl.command) {
     case CommandLine::Command::Search:
         return runSearch(startup, cl, out);
-    case CommandLine::Command::Init:
-        return 0;
     default:
-        out << QStringLiteral("客服Tavro %1：程序文件夹 %2 已就绪。")
-                   .arg(QLatin1String(QUILLMATE_VERSION),
-                        QDir::toNativeSeparators(startup.root().folder()))
-            << Qt::endl;
         return 0;
     }
 }

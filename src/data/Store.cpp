@@ -377,20 +377,22 @@ Result<void> Store::remove(Table table, qint64 id)
     return {};
 }
 
-Result<QList<Row>> Store::rows(const Query& query)
+Result<QString> Store::selectSql(const Query& query, QVariantList& bound) const
 {
     const bool view = query.withNames && Tables::def(query.table).view;
     if (Result<void> r = checkColumns(query.table, query.columns, view); !r)
         return r.error();
-    QVariantList bound;
     Result<QString> where = whereSql(query.table, query.where, bound, view);
     if (!where)
         return where.error();
+    QString columns =
+        query.columns.isEmpty() ? QStringLiteral("*") : query.columns.join(QLatin1String(", "));
+    if (query.blobPresence && Tables::def(query.table).blobColumn)
+        columns += QStringLiteral(", (%1 IS NOT NULL AND length(%1) > 0) AS hasblob")
+                       .arg(QLatin1String(Tables::def(query.table).blobColumn));
     QString sql = QStringLiteral("SELECT %1 FROM \"%2\"")
-                      .arg(query.columns.isEmpty() ? QStringLiteral("*")
-                                                   : query.columns.join(QLatin1String(", ")),
-                           view ? QString::fromLatin1(Tables::def(query.table).view)
-                                : Tables::name(query.table));
+                      .arg(columns, view ? QString::fromLatin1(Tables::def(query.table).view)
+                                         : Tables::name(query.table));
     if (!where.value().isEmpty())
         sql += QLatin1String(" WHERE ") + where.value();
     if (query.ordered) {
@@ -404,12 +406,38 @@ Result<QList<Row>> Store::rows(const Query& query)
         sql += QLatin1String(" LIMIT ? OFFSET ?");
         bound << query.limit << query.offset;
     }
-    Result<QSqlQuery> r = run(db(query.table), sql, bound);
+    return sql;
+}
+
+Result<QList<Row>> Store::rows(const Query& query)
+{
+    QVariantList bound;
+    Result<QString> sql = selectSql(query, bound);
+    if (!sql)
+        return sql.error();
+    Result<QSqlQuery> r = run(db(query.table), sql.value(), bound);
     if (!r)
         return r.error();
     QList<Row> out;
     while (r.value().next())
         out << toRow(r.value().record());
+    return out;
+}
+
+Result<QList<qint64>> Store::ids(const Query& query)
+{
+    Query q = query;
+    q.columns = {QStringLiteral("id")};
+    QVariantList bound;
+    Result<QString> sql = selectSql(q, bound);
+    if (!sql)
+        return sql.error();
+    Result<QSqlQuery> r = run(db(q.table), sql.value(), bound);
+    if (!r)
+        return r.error();
+    QList<qint64> out;
+    while (r.value().next())
+        out << r.value().value(0).toLongLong();
     return out;
 }
 

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "EntryListModel.h"
+#include "SettingsTable.h"
+
+#include <QWidget>
+
+class EntryView;
+class QComboBox;
+class QLineEdit;
+
+// One of the four list pages (phrases, files, tools, private knowledge): a category picker, a
+// filter box and the list. The pages differ only in the description they are built from.
+class ListPage : public QWidget {
+    Q_OBJECT
+public:
+    struct Spec {
+        EntryListModel::ListKind kind;
+        const char* page;   // picSimple …
+        const char* list;   // lvSimple …
+        const char* picker; // cmdSimpleType …
+        const char* filter; // txtSimple …
+        Table categoryTable;
+        SearchMode mode;
+        Setting startLoad;
+    };
+    static const QList<Spec>& specs();
+
+    ListPage(const Spec& spec, Store& store, SearchService& search, const Settings& settings,
+             QWidget* parent = nullptr);
+
+    const Spec& spec() const { return m_spec; }
+    EntryView* view() const { return m_view; }
+    EntryListModel* model() const { return m_model; }
+    QComboBox* picker() const { return m_picker; }
+    QLineEdit* filter() const { return m_filter; }
+
+    // Fills the category picker; with `withList` also the list.
+    void load(bool withList);
+
+signals:
+    void activated(const EntryRef& entry, bool onIcon);
+    void problem(const QString& message);
+
+private:
+    void update();
+    qint64 chosenType() const;
+
+    Spec m_spec;
+    Store& m_store;
+    EntryListModel* m_model;
+    EntryView* m_view;
+    QComboBox* m_picker;
+    QLineEdit* m_filter;
+};

@@ -1,0 +1,427 @@
+#include "PanelWindow.h"
+
+#include "Desktop.h"
+#include "Dialogs.h"
+#include "EdgeGrip.h"
+#include "EntryView.h"
+#include "FontPreset.h"
+#include "InputWindowTracker.h"
+#include "ListPage.h"
+#include "QueryPage.h"
+#include "SearchService.h"
+#include "Sender.h"
+#include "Settings.h"
+#include "Skin.h"
+#include "Store.h"
+#include "TreePage.h"
+#include "Twips.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QPushButton>
+#include <QScreen>
+#include <QStackedWidget>
+#include <QSystemTrayIcon>
+#include <QTabBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr int GripSize = 5;
+
+QToolButton* chromeButton(const char* name, const QString& text, const QString& tip,
+                          QWidget* parent)
+{
+    auto* b = new QToolButton(parent);
+    b->setObjectName(QLatin1String(name));
+    b->setText(text);
+    b->setToolTip(tip);
+    b->setAutoRaise(true);
+    return b;
+}
+
+QIcon nodeIcon(const KnowledgeTreeModel::Node& n)
+{
+    using K = KnowledgeTreeModel::NodeKind;
+    switch (n.kind) {
+    case K::Item:
+        return Skin::icon(SkinIcon::SectionRoot);
+    case K::Type:
+        if (n.itemId == 3)
+            return Skin::icon(n.flag != 0 ? SkinIcon::AffairWithWeb : SkinIcon::Affair);
+        if (n.itemId == 4)
+            return Skin::icon(n.flag != 0 ? SkinIcon::CourierWithWeb : SkinIcon::Courier);
+        return Skin::icon(SkinIcon::BigCategory);
+    case K::Goods:
+        return Skin::icon(SkinIcon::SmallCategory);
+    case K::Knowledge:
+        return Skin::icon(n.hasPicture ? SkinIcon::KnowledgeWithPicture : SkinIcon::Knowledge);
+    case K::Common:
+        return Skin::icon(n.hasPicture ? SkinIcon::KnowledgeWithPicture : SkinIcon::Common);
+    }
+    return {};
+}
+
+QVariant rowIcon(const SearchRow& r)
+{
+    switch (r.kind) {
+    case SearchKind::Knowledge:
+    case SearchKind::Personal:
+        return Skin::icon(r.hasPicture ? SkinIcon::KnowledgeWithPicture : SkinIcon::Knowledge);
+    case SearchKind::Affair:
+        return Skin::icon(r.flag != 0 ? SkinIcon::AffairWithWeb : SkinIcon::Affair);
+    case SearchKind::Courier:
+        return Skin::icon(r.flag != 0 ? SkinIcon::CourierWithWeb : SkinIcon::Courier);
+    default:
+        return {};
+    }
+}
+
+} // namespace
+
+QString PanelWindow::windowCaption()
+{
+    return QStringLiteral("客服Tavro(Quillmate)");
+}
+
+QString PanelWindow::titleText()
+{
+    return QStringLiteral("客服Tavro V") + QLatin1String(QUILLMATE_VERSION);
+}
+
+PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
+    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint), m_ctx(context)
+{
+    setObjectName(QStringLiteral("frmMain"));
+    setWindowTitle(windowCaption());
+    setWindowIcon(Skin::appIcon());
+    setAttribute(Qt::WA_StyledBackground);
+    // The panel's own chrome on top of the program's skin: a framed body, light caption
+    // buttons, and tabs narrow enough for six on a narrow panel.
+    setStyleSheet(QStringLiteral(
+        "QWidget#frmMain { background: #f6f8f9; border: 1px solid #9fb3ba; }"
+        "QWidget#titleBar QToolButton { color: #ffffff; border: none; padding: 0 5px; }"
+        "QWidget#titleBar QToolButton:hover { background: rgba(255,255,255,0.25); }"
+        "QWidget#titleBar QToolButton#imgClose:hover { background: #d9534f; }"
+        "QTabBar::tab { padding: 4px 2px; min-width: 20px; }"
+        "QWidget#picQuery QPushButton { padding: 3px 1px; min-width: 0; }"));
+
+    m_input = new InputWindowTracker(
+        m_ctx.desktop, {windowCaption(), QStringLiteral("QuillmateBottomQuery")}, this);
+    m_sender =
+        new Sender(m_ctx.store, m_ctx.settings, m_ctx.desktop, *m_input, m_ctx.root.folder(), this);
+    m_sender->setPastingEnabled(m_ctx.desktop.isAvailable());
+    connect(m_sender, &Sender::viewRequested, this, &PanelWindow::viewRequested);
+    connect(m_sender, &Sender::message, this, &PanelWindow::showProblem);
+
+    m_tabs = new QTabBar(this);
+    m_tabs->setObjectName(QStringLiteral("TabStrip1"));
+    m_tabs->setExpanding(true);
+    m_tabs->setDrawBase(false);
+    m_tabs->setUsesScrollButtons(false);
+    m_pages = new QStackedWidget(this);
+
+    m_tree = new TreePage(m_ctx.store, m_ctx.settings, m_pages);
+    m_query = new QueryPage(m_ctx.store, m_ctx.search, m_ctx.settings, m_pages);
+    m_tree->model()->setIconProvider(
+        [](const KnowledgeTreeModel::Node& n) { return QVariant(nodeIcon(n)); });
+    m_query->model()->setIconProvider(rowIcon);
+    m_pages->addWidget(m_tree);
+    m_pages->addWidget(m_query);
+    connect(m_tree, &TreePage::activated, this, [this](const EntryRef& e, bool onIcon) {
+        activateEntry(e, onIcon, ClickSource::Tree);
+    });
+    connect(m_query, &QueryPage::activated, this, [this](const EntryRef& e, bool onIcon) {
+        activateEntry(e, onIcon, ClickSource::QueryList);
+    });
+    connect(m_tree, &TreePage::problem, this, &PanelWindow::showProblem);
+    connect(m_query, &QueryPage::problem, this, &PanelWindow::showProblem);
+    for (const ListPage::Spec& spec : ListPage::specs()) {
+        auto* page = new ListPage(spec, m_ctx.store, m_ctx.search, m_ctx.settings, m_pages);
+        page->model()->setIconProvider(rowIcon);
+        connect(page, &ListPage::activated, this, [this](const EntryRef& e, bool onIcon) {
+            activateEntry(e, onIcon, ClickSource::PageList);
+        });
+        connect(page, &ListPage::problem, this, &PanelWindow::showProblem);
+        m_pages->addWidget(page);
+        m_lists << page;
+    }
+    for (const QString& caption :
+         {QStringLiteral("树结构"), QStringLiteral("查询"), QStringLiteral("简洁"),
+          QStringLiteral("文件"), QStringLiteral("工具"), QStringLiteral("私人")})
+        m_tabs->addTab(caption);
+    connect(m_tabs, &QTabBar::currentChanged, this, [this](int index) {
+        m_pages->setCurrentIndex(index);
+        m_tree->refreshButton()->setVisible(index == 0);
+    });
+
+    // A click into the tree or a list keeps the chat window as the paste target when the agent
+    // asked for it (KeepInputFocus "0").
+    QList<EntryView*> views{m_tree->view(), m_query->view()};
+    for (ListPage* page : std::as_const(m_lists))
+        views << page->view();
+    for (EntryView* v : views)
+        connect(v, &EntryView::pressed, this, &PanelWindow::rememberOnClick);
+
+    auto* content = new QVBoxLayout;
+    content->setContentsMargins(GripSize, 0, GripSize, GripSize);
+    content->setSpacing(2);
+    content->addWidget(buildTitleBar());
+    content->addWidget(m_tabs);
+    content->addWidget(m_pages, 1);
+    setLayout(content);
+
+    m_grips = {new EdgeGrip(QStringLiteral("imgLeft"), EdgeGrip::Left, this),
+               new EdgeGrip(QStringLiteral("imgRight"), EdgeGrip::Right, this),
+               new EdgeGrip(QStringLiteral("imgBottom"), EdgeGrip::Bottom, this),
+               new EdgeGrip(QStringLiteral("imgJiao"), EdgeGrip::Right | EdgeGrip::Bottom, this)};
+
+    buildTray();
+
+    // The start-up order: place, top-most, first tab, fonts, tree, lists, query list.
+    placeOnScreen();
+    m_top->setChecked(m_ctx.settings.flag(Setting::StartTop));
+    setWindowFlag(Qt::WindowStaysOnTopHint, m_top->isChecked());
+    bool ok = false;
+    const int first = m_ctx.settings.value(Setting::StartInterface).toInt(&ok);
+    selectTab(ok && first >= 1 && first <= 6 ? first : 1);
+    m_tree->refreshButton()->setVisible(currentTab() == 1);
+    applyFontPreset();
+    m_tree->load();
+    for (ListPage* page : std::as_const(m_lists))
+        page->load(m_ctx.settings.flag(page->spec().startLoad));
+    if (m_ctx.settings.flag(Setting::StartLoadQuery))
+        m_query->setMode(SearchMode::All);
+}
+
+PanelWindow::~PanelWindow() = default;
+
+QWidget* PanelWindow::buildTitleBar()
+{
+    auto* box = new QWidget(this);
+    m_titleBar = new QWidget(box);
+    m_titleBar->setObjectName(QStringLiteral("titleBar"));
+    m_titleBar->setAttribute(Qt::WA_StyledBackground);
+    m_titleBar->installEventFilter(this);
+
+    auto* logo = new QLabel(m_titleBar);
+    logo->setObjectName(QStringLiteral("imgLogo"));
+    logo->setPixmap(Skin::appIcon().pixmap(20, 20));
+    m_title = new QLabel(titleText(), m_titleBar);
+    m_title->setObjectName(QStringLiteral("lblTitle"));
+    auto* min = chromeButton("imgMin", QStringLiteral("–"), QStringLiteral("最小化"), m_titleBar);
+    auto* up =
+        chromeButton("imgGoUp", QStringLiteral("▴"), QStringLiteral("收起/展开"), m_titleBar);
+    auto* close = chromeButton("imgClose", QStringLiteral("×"), QStringLiteral("退出"), m_titleBar);
+
+    m_top = new QCheckBox(QStringLiteral("置顶"), box);
+    m_top->setObjectName(QStringLiteral("chkTop"));
+    m_manage = new QPushButton(QStringLiteral("管理"), box);
+    m_manage->setObjectName(QStringLiteral("btnManage"));
+    m_users = new QPushButton(QStringLiteral("用户"), box);
+    m_users->setObjectName(QStringLiteral("btnUsers"));
+    // Management windows and user administration are for administrators only.
+    m_manage->setEnabled(m_ctx.user.isAdministrator);
+    m_users->setEnabled(m_ctx.user.isAdministrator);
+
+    auto* strip = new QHBoxLayout(m_titleBar);
+    strip->setContentsMargins(4, 2, 2, 2);
+    strip->addWidget(logo);
+    strip->addWidget(m_title, 1);
+    strip->addWidget(min);
+    strip->addWidget(up);
+    strip->addWidget(close);
+    auto* tools = new QHBoxLayout;
+    tools->setContentsMargins(2, 0, 2, 0);
+    tools->addWidget(m_top);
+    tools->addStretch(1);
+    tools->addWidget(m_manage);
+    tools->addWidget(m_users);
+    auto* layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(2);
+    layout->addWidget(m_titleBar);
+    layout->addLayout(tools);
+
+    connect(m_top, &QCheckBox::toggled, this, [this](bool on) {
+        const bool shown = isVisible();
+        setWindowFlag(Qt::WindowStaysOnTopHint, on);
+        if (shown)
+            show();
+    });
+    connect(min, &QToolButton::clicked, this, &QWidget::showMinimized);
+    connect(close, &QToolButton::clicked, this, &QWidget::close);
+    connect(up, &QToolButton::clicked, this, [this] {
+        // Rolled up, only the caption strip stays on screen.
+        m_rolledUp = !m_rolledUp;
+        m_tabs->setVisible(!m_rolledUp);
+        m_pages->setVisible(!m_rolledUp);
+        if (m_rolledUp) {
+            m_unrolledHeight = height();
+            resize(width(), m_titleBar->parentWidget()->sizeHint().height() + GripSize);
+        } else {
+            resize(width(), m_unrolledHeight);
+        }
+    });
+    return box;
+}
+
+void PanelWindow::buildTray()
+{
+    m_tray = new QSystemTrayIcon(Skin::appIcon(), this);
+    m_tray->setObjectName(QStringLiteral("trayNotify1"));
+    m_tray->setToolTip(titleText());
+    auto* menu = new QMenu(this);
+    QAction* show = menu->addAction(QStringLiteral("显示主界面"));
+    show->setObjectName(QStringLiteral("mnuTrayShow"));
+    QAction* exit = menu->addAction(QStringLiteral("退出"));
+    exit->setObjectName(QStringLiteral("mnuTrayExit"));
+    connect(show, &QAction::triggered, this, &PanelWindow::showPanel);
+    connect(exit, &QAction::triggered, this, &PanelWindow::requestExit);
+    connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason r) {
+        if (r == QSystemTrayIcon::Trigger || r == QSystemTrayIcon::DoubleClick)
+            showPanel();
+    });
+    m_tray->setContextMenu(menu);
+    m_tray->show();
+}
+
+void PanelWindow::applyFontPreset()
+{
+    // The three numbers of a preset: icon size in pixels, then the widths (twips) of the icon
+    // column and the id column of the lists.
+    const FontPreset preset = FontPreset::fromSetting(m_ctx.settings.value(Setting::MainFontSize));
+    const double dpi = screen() ? screen()->logicalDotsPerInch() : 96.0;
+    QFont f = font();
+    f.setPointSizeF(preset.pointSize);
+    const QSize icon(preset.metrics[0], preset.metrics[0]);
+    QList<EntryView*> lists{m_query->view()};
+    for (ListPage* page : std::as_const(m_lists))
+        lists << page->view();
+    m_tree->view()->setFont(f);
+    m_tree->view()->setIconSize(icon);
+    for (EntryView* v : lists) {
+        v->setFont(f);
+        v->setIconSize(icon);
+        v->header()->resizeSection(0, Twips::toPixels(preset.metrics[1], dpi));
+        v->header()->resizeSection(1, Twips::toPixels(preset.metrics[2], dpi));
+    }
+}
+
+void PanelWindow::placeOnScreen()
+{
+    QScreen* s = screen() ? screen() : QGuiApplication::primaryScreen();
+    const double dpi = s ? s->logicalDotsPerInch() : 96.0;
+    const QRect area = s ? s->availableGeometry() : QRect(0, 0, 1280, 800);
+    const int w = Twips::toPixels(m_ctx.settings.integer(Setting::StartMainWidth), dpi);
+    const int h = Twips::toPixels(m_ctx.settings.integer(Setting::StartMainHeight), dpi);
+    const int left = area.right() + 1 - w - Twips::toPixels(80, dpi);
+    const int top = Twips::toPixels(m_ctx.settings.integer(Setting::MainStartTopSize), dpi);
+    setGeometry(left, area.top() + top, w, h);
+}
+
+int PanelWindow::currentTab() const
+{
+    return m_tabs->currentIndex() + 1;
+}
+
+void PanelWindow::selectTab(int oneBased)
+{
+    m_tabs->setCurrentIndex(oneBased - 1);
+    m_pages->setCurrentIndex(oneBased - 1);
+}
+
+void PanelWindow::showProblem(const QString& message)
+{
+    Dialogs::message(this, message);
+}
+
+void PanelWindow::rememberOnClick()
+{
+    if (m_ctx.settings.value(Setting::KeepInputFocus) == QLatin1String("0"))
+        m_input->remember();
+}
+
+void PanelWindow::activateEntry(const EntryRef& entry, bool onIcon, ClickSource source)
+{
+    m_sender->perform(SendAction::forDoubleClick(entry, onIcon, source, m_ctx.settings));
+}
+
+void PanelWindow::showPanel()
+{
+    showNormal();
+    raise();
+    activateWindow();
+}
+
+bool PanelWindow::requestExit()
+{
+    if (!Dialogs::askYesNo(this, Dialogs::exitQuestion(), Dialogs::defaultCaption()))
+        return false;
+    m_exiting = true;
+    m_tray->hide();
+    const double dpi = screen() ? screen()->logicalDotsPerInch() : 96.0;
+    const int h = m_rolledUp ? m_unrolledHeight : height();
+    Result<void> w = m_ctx.settings.setValue(Setting::StartMainWidth,
+                                             QString::number(Twips::fromPixels(width(), dpi)));
+    Result<void> hh = m_ctx.settings.setValue(Setting::StartMainHeight,
+                                              QString::number(Twips::fromPixels(h, dpi)));
+    if (!w || !hh)
+        showProblem(!w ? w.message() : hh.message());
+    emit exitConfirmed();
+    close();
+    return true;
+}
+
+void PanelWindow::closeEvent(QCloseEvent* event)
+{
+    if (m_exiting || requestExit()) {
+        event->accept();
+        return;
+    }
+    event->ignore();
+}
+
+void PanelWindow::changeEvent(QEvent* event)
+{
+    // Brought to the front by the agent: the window in front before it is where pastes go.
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        m_input->remember();
+    QWidget::changeEvent(event);
+}
+
+bool PanelWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_titleBar) {
+        auto* e = static_cast<QMouseEvent*>(event);
+        if (event->type() == QEvent::MouseButtonPress && e->button() == Qt::LeftButton) {
+            m_dragging = true;
+            m_dragOffset = e->globalPosition().toPoint() - frameGeometry().topLeft();
+        } else if (event->type() == QEvent::MouseMove && m_dragging) {
+            move(e->globalPosition().toPoint() - m_dragOffset);
+        } else if (event->type() == QEvent::MouseButtonRelease) {
+            m_dragging = false;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void PanelWindow::resizeEvent(QResizeEvent* event)
+{
+    const int w = width();
+    const int h = height();
+    m_grips[0]->setGeometry(0, 0, GripSize, h - GripSize);
+    m_grips[1]->setGeometry(w - GripSize, 0, GripSize, h - 3 * GripSize);
+    m_grips[2]->setGeometry(0, h - GripSize, w - 3 * GripSize, GripSize);
+    m_grips[3]->setGeometry(w - 3 * GripSize, h - 3 * GripSize, 3 * GripSize, 3 * GripSize);
+    for (EdgeGrip* g : m_grips)
+        g->raise();
+    QWidget::resizeEvent(event);
+}

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "CurrentUser.h"
+#include "DataRoot.h"
+#include "SendAction.h"
+
+#include <QPoint>
+#include <QWidget>
+#include <array>
+
+class Desktop;
+class EdgeGrip;
+class InputWindowTracker;
+class ListPage;
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class QStackedWidget;
+class QSystemTrayIcon;
+class QTabBar;
+class QToolButton;
+class QueryPage;
+class SearchService;
+class Sender;
+class Settings;
+class Store;
+class TreePage;
+
+// What the panel works with; all of it outlives the panel.
+struct PanelContext {
+    DataRoot root;
+    Settings& settings;
+    Store& store;
+    SearchService& search;
+    Desktop& desktop;
+    CurrentUser user;
+};
+
+// The main panel `frmMain`: a narrow frameless window with the knowledge tree and five lists
+// on six tabs, the tray icon, and the double-click that sends the chosen entry.
+class PanelWindow : public QWidget {
+    Q_OBJECT
+public:
+    static QString windowCaption(); // 客服Tavro(Quillmate), by which the panel knows itself
+    static QString titleText();     // 客服Tavro V2.1.8
+
+    explicit PanelWindow(const PanelContext& context, QWidget* parent = nullptr);
+    ~PanelWindow() override;
+
+    TreePage* treePage() const { return m_tree; }
+    QueryPage* queryPage() const { return m_query; }
+    ListPage* listPage(int index) const { return m_lists.value(index); }
+    Sender& sender() const { return *m_sender; }
+    InputWindowTracker& inputWindow() const { return *m_input; }
+    QSystemTrayIcon* tray() const { return m_tray; }
+    int currentTab() const; // 1..6
+
+    void selectTab(int oneBased);
+    // What a double-click on an entry does, wherever it came from.
+    void activateEntry(const EntryRef& entry, bool onIcon, ClickSource source);
+    // Shows the panel again (tray, docking).
+    void showPanel();
+    // Asks the exit question; on yes the panel's size is kept and the program ends.
+    bool requestExit();
+
+signals:
+    void viewRequested(SearchKind kind, qint64 id);
+    void exitConfirmed();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    QWidget* buildTitleBar();
+    void buildTray();
+    void applyFontPreset();
+    void placeOnScreen();
+    void showProblem(const QString& message);
+    void rememberOnClick();
+
+    PanelContext m_ctx;
+    InputWindowTracker* m_input;
+    Sender* m_sender;
+    QWidget* m_titleBar = nullptr;
+    QLabel* m_title = nullptr;
+    QCheckBox* m_top = nullptr;
+    QPushButton* m_manage = nullptr;
+    QPushButton* m_users = nullptr;
+    QTabBar* m_tabs = nullptr;
+    QStackedWidget* m_pages = nullptr;
+    TreePage* m_tree = nullptr;
+    QueryPage* m_query = nullptr;
+    QList<ListPage*> m_lists;
+    QSystemTrayIcon* m_tray = nullptr;
+    std::array<EdgeGrip*, 4> m_grips{};
+    bool m_exiting = false;
+    bool m_rolledUp = false;
+    int m_unrolledHeight = 0;
+    QPoint m_dragOffset;
+    bool m_dragging = false;
+};

@@ -1,0 +1,244 @@
+#include "EntryListModel.h"
+#include "IdSequenceSync.h"
+#include "KnowledgeTreeModel.h"
+#include "TestRoot.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+#include <QSqlQuery>
+
+namespace {
+
+QStringList childKeys(const KnowledgeTreeModel& m, const QModelIndex& parent)
+{
+    QStringList out;
+    for (int r = 0; r < m.rowCount(parent); ++r)
+        out << m.index(r, 0, parent).data(KnowledgeTreeModel::KeyRole).toString();
+    return out;
+}
+
+QList<qint64> listIds(const EntryListModel& m)
+{
+    QList<qint64> out;
+    for (int r = 0; r < m.rowCount(); ++r)
+        out << m.hit(r).id;
+    return out;
+}
+
+struct Library {
+    TestRoot root;
+    qint64 big = 0, small1 = 0, small2 = 0, k1 = 0, k2 = 0, k3 = 0, affair = 0;
+    Library()
+    {
+        big = root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+        small1 = root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+        small2 = root.add(Table::Goods, {{"name", "小米"}, {"typeid", big}});
+        k1 = root.add(Table::Knowledge,
+                      {{"name", "退货"}, {"goodsid", small1}, {"typeid", big}, {"commonflag", 1}});
+        k2 = root.add(
+            Table::Knowledge,
+            {{"name", "发货"}, {"goodsid", small1}, {"typeid", big}, {"pic", QByteArray("p")}});
+        k3 = root.add(Table::Knowledge, {{"name", "保修"}, {"goodsid", small2}, {"typeid", big}});
+        affair = root.add(Table::Type,
+                          {{"name", "地址"}, {"itemid", 3}, {"flag", 1}, {"url", "https://a"}});
+    }
+};
+
+} // namespace
+
+class TestModels : public QObject {
+    Q_OBJECT
+private slots:
+    void sequenceSyncReachesTheWantedOrder_data();
+    void sequenceSyncReachesTheWantedOrder();
+    void treeReadsChildrenOnlyWhenExpanded();
+    void treeFollowsTheStore();
+    void treeEntriesCarryWhatSendingNeeds();
+    void listShowsPagesAndFollowsTheStore();
+};
+
+void TestModels::sequenceSyncReachesTheWantedOrder_data()
+{
+    QTest::addColumn<QList<qint64>>("from");
+    QTest::addColumn<QList<qint64>>("to");
+    QTest::addColumn<bool>("reordered");
+    QTest::newRow("same") << QList<qint64>{1, 2, 3} << QList<qint64>{1, 2, 3} << false;
+    QTest::newRow("removals") << QList<qint64>{1, 2, 3, 4, 5} << QList<qint64>{1, 4} << false;
+    QTest::newRow("insertions") << QList<qint64>{2, 4} << QList<qint64>{1, 2, 3, 4, 5} << false;
+    QTest::newRow("both") << QList<qint64>{1, 2, 3} << QList<qint64>{0, 2, 9} << false;
+    QTest::newRow("moved") << QList<qint64>{1, 2, 3} << QList<qint64>{3, 1, 2} << true;
+    QTest::newRow("empty") << QList<qint64>{1, 2} << QList<qint64>{} << false;
+}
+
+void TestModels::sequenceSyncReachesTheWantedOrder()
+{
+    QFETCH(QList<qint64>, from);
+    QFETCH(QList<qint64>, to);
+    QFETCH(bool, reordered);
+    QList<qint64> shown = from;
+    bool didReorder = false;
+    IdSequenceSync sync;
+    sync.remove = [&](int first, int last) { shown.remove(first, last - first + 1); };
+    sync.insert = [&](int row, qint64 id) { shown.insert(row, id); };
+    sync.reorder = [&](const QList<qint64>& order) {
+        didReorder = true;
+        shown = order;
+    };
+    sync.apply(from, to);
+    QCOMPARE(shown, to);
+    QCOMPARE(didReorder, reordered);
+}
+
+void TestModels::treeReadsChildrenOnlyWhenExpanded()
+{
+    // No model tester here: it reads every node, which is what this test rules out.
+    Library lib;
+    KnowledgeTreeModel model(*lib.root.store);
+    model.reload();
+    QCOMPARE(childKeys(model, {}), (QStringList{"I1", "I2", "I3", "I4"}));
+    const QModelIndex products = model.indexForKey("I2");
+    QVERIFY(model.hasChildren(products));
+    QCOMPARE(model.rowCount(products), 0); // nothing read yet
+    QVERIFY(model.canFetchMore(products));
+    model.fetchMore(products);
+    QCOMPARE(childKeys(model, products), QStringList{QStringLiteral("T%1").arg(lib.big)});
+    const QModelIndex big = model.indexForKey(QStringLiteral("T%1").arg(lib.big));
+    QVERIFY(!model.indexForKey(QStringLiteral("K%1").arg(lib.k1)).isValid());
+    model.fetchMore(big);
+    model.fetchMore(model.indexForKey(QStringLiteral("G%1").arg(lib.small1)));
+    QCOMPARE(childKeys(model, model.indexForKey(QStringLiteral("G%1").arg(lib.small1))),
+             (QStringList{QStringLiteral("K%1").arg(lib.k1), QStringLiteral("K%1").arg(lib.k2)}));
+    QVERIFY(!model.indexForKey(QStringLiteral("K%1").arg(lib.k3)).isValid());
+
+    const QModelIndex common = model.indexForKey("I1");
+    model.fetchMore(common);
+    QCOMPARE(childKeys(model, common), QStringList{QStringLiteral("C%1").arg(lib.k1)});
+    const QModelIndex affairs = model.indexForKey("I3");
+    model.fetchMore(affairs);
+    QCOMPARE(childKeys(model, affairs), QStringList{QStringLiteral("T%1").arg(lib.affair)});
+    QVERIFY(!model.hasChildren(model.indexForKey(QStringLiteral("T%1").arg(lib.affair))));
+    // An empty small category shows no expander once read.
+    const qint64 empty = lib.root.add(Table::Goods, {{"name", "空"}, {"typeid", lib.big}});
+    QTRY_VERIFY(model.indexForKey(QStringLiteral("G%1").arg(empty)).isValid());
+    const QModelIndex emptyIndex = model.indexForKey(QStringLiteral("G%1").arg(empty));
+    model.fetchMore(emptyIndex);
+    QVERIFY(!model.hasChildren(emptyIndex));
+}
+
+void TestModels::treeFollowsTheStore()
+{
+    Library lib;
+    KnowledgeTreeModel model(*lib.root.store);
+    model.reload();
+    // The tester reads the whole (small) tree once and checks every change from then on.
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    const QString g1 = QStringLiteral("G%1").arg(lib.small1),
+                  g2 = QStringLiteral("G%1").arg(lib.small2);
+
+    // A new common entry appears under its category and, as its twin, under the common list.
+    const qint64 k4 = lib.root.add(Table::Knowledge,
+                                   {{"name", "换货"}, {"goodsid", lib.small2}, {"commonflag", 1}});
+    QTRY_VERIFY(model.indexForKey(QStringLiteral("K%1").arg(k4)).isValid());
+    QTRY_VERIFY(model.indexForKey(QStringLiteral("C%1").arg(k4)).isValid());
+
+    // Renamed, moved to another category, taken off the common list.
+    QVERIFY(lib.root.store
+                ->update(Table::Knowledge, k4, {{"name", "换货流程"}, {"goodsid", lib.small1}})
+                .ok());
+    QTRY_COMPARE(model.indexForKey(QStringLiteral("K%1").arg(k4))
+                     .parent()
+                     .data(KnowledgeTreeModel::KeyRole)
+                     .toString(),
+                 g1);
+    QCOMPARE(model.indexForKey(QStringLiteral("K%1").arg(k4)).data().toString(),
+             QStringLiteral("换货流程"));
+    QVERIFY(lib.root.store->setCommon(k4, false).ok());
+    QTRY_VERIFY(!model.indexForKey(QStringLiteral("C%1").arg(k4)).isValid());
+
+    // The custom order moves a node without losing it.
+    QVERIFY(lib.root.settings->setValue(Setting::Sort, "4").ok());
+    QVERIFY(lib.root.store->update(Table::Knowledge, lib.k1, {{"littleserialnum", 9}}).ok());
+    QTRY_COMPARE(childKeys(model, model.indexForKey(g1)).last(), QStringLiteral("K%1").arg(lib.k1));
+
+    // A deleted small category takes its entries' nodes, and their common twins, with it.
+    QVERIFY(lib.root.store->deleteSmallCategory(lib.small1).ok());
+    QTRY_VERIFY(!model.indexForKey(g1).isValid());
+    QVERIFY(!model.indexForKey(QStringLiteral("K%1").arg(lib.k1)).isValid());
+    QVERIFY(!model.indexForKey(QStringLiteral("C%1").arg(lib.k1)).isValid());
+    QVERIFY(model.indexForKey(g2).isValid());
+
+    QVERIFY(lib.root.store->deleteBigCategory(lib.big).ok());
+    QTRY_COMPARE(model.rowCount(model.indexForKey("I2")), 0);
+}
+
+void TestModels::treeEntriesCarryWhatSendingNeeds()
+{
+    Library lib;
+    QVERIFY(lib.root.store->update(Table::Knowledge, lib.k1, {{"description", "七天无理由"}}).ok());
+    KnowledgeTreeModel model(*lib.root.store);
+    model.reload();
+    for (const QString& key :
+         {QStringLiteral("I1"), QStringLiteral("I2"), QStringLiteral("I3"),
+          QStringLiteral("T%1").arg(lib.big), QStringLiteral("G%1").arg(lib.small1)})
+        model.fetchMore(model.indexForKey(key));
+    const EntryRef common = model.entry(model.indexForKey(QStringLiteral("C%1").arg(lib.k1)));
+    QCOMPARE(common.kind, SearchKind::Knowledge);
+    QCOMPARE(common.id, lib.k1);
+    QCOMPARE(common.description, QStringLiteral("七天无理由"));
+    QVERIFY(model.node(model.indexForKey(QStringLiteral("K%1").arg(lib.k2)))->hasPicture);
+    QVERIFY(!model.node(model.indexForKey(QStringLiteral("K%1").arg(lib.k1)))->hasPicture);
+    const EntryRef affair = model.entry(model.indexForKey(QStringLiteral("T%1").arg(lib.affair)));
+    QCOMPARE(affair.kind, SearchKind::Affair);
+    QCOMPARE(affair.flag, 1);
+    QCOMPARE(affair.url, QStringLiteral("https://a"));
+    QCOMPARE(model.entry(model.indexForKey(QStringLiteral("T%1").arg(lib.big))).id, 0);
+    QCOMPARE(model.entry(model.indexForKey("I2")).id, 0);
+}
+
+void TestModels::listShowsPagesAndFollowsTheStore()
+{
+    TestRoot root;
+    SearchService search(*root.store, *root.settings);
+    const qint64 type = root.add(Table::SimpleType, {{"name", "问候"}});
+    const qint64 other = root.add(Table::SimpleType, {{"name", "售后"}});
+    QList<qint64> ids;
+    QVERIFY(root.store
+                ->transaction(StoreId::Assistant,
+                              [&]() -> Result<void> {
+                                  for (int i = 0; i < 450; ++i)
+                                      ids << root.add(Table::Simple,
+                                                      {{"name", QStringLiteral("短语%1").arg(i)},
+                                                       {"typeid", i % 3 ? type : other}});
+                                  return {};
+                              })
+                .ok());
+    EntryListModel model(EntryListModel::ListKind::Simple, *root.store, search, *root.settings);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    QCOMPARE(model.rowCount(), 0);
+    model.showAll();
+    QCOMPARE(listIds(model), ids);
+    QCOMPARE(model.index(449, 2).data().toString(), QStringLiteral("短语449"));
+    QCOMPARE(EntryListModel::captions(EntryListModel::ListKind::Simple),
+             (QStringList{QString(), "编号", "内容"}));
+
+    model.showAll(other);
+    QCOMPARE(model.rowCount(), 150);
+    model.showSearch("短语44", SearchMode::Simple, type);
+    QCOMPARE(listIds(model), (QList<qint64>{ids[44], ids[440], ids[442], ids[443], ids[445],
+                                            ids[446], ids[448], ids[449]}));
+
+    // Writes elsewhere: a new match appears, a deleted one goes, a renamed one changes text.
+    const qint64 added = root.add(Table::Simple, {{"name", "短语44新"}, {"typeid", type}});
+    QTRY_COMPARE(listIds(model).last(), added);
+    QVERIFY(root.store->remove(Table::Simple, ids[440]).ok());
+    QTRY_VERIFY(!listIds(model).contains(ids[440]));
+    QVERIFY(root.store->update(Table::Simple, ids[44], {{"name", "短语44改"}}).ok());
+    QTRY_COMPARE(model.index(0, 2).data().toString(), QStringLiteral("短语44改"));
+    // Most used first reorders rows in place.
+    QVERIFY(root.settings->setValue(Setting::Sort, "3").ok());
+    QVERIFY(root.store->addUse(Table::Simple, ids[449]).ok());
+    QTRY_COMPARE(listIds(model).first(), ids[449]);
+}
+
+QTEST_MAIN(TestModels)
+#include "tst_models.moc"

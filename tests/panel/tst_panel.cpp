@@ -1,0 +1,384 @@
+#include "Dialogs.h"
+#include "EntryView.h"
+#include "FakeDesktop.h"
+#include "InputWindowTracker.h"
+#include "ListPage.h"
+#include "PanelWindow.h"
+#include "QueryPage.h"
+#include "SearchService.h"
+#include "Sender.h"
+#include "TestRoot.h"
+#include "TreePage.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QCryptographicHash>
+#include <QGuiApplication>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QSystemTrayIcon>
+#include <QTabBar>
+
+namespace {
+
+QByteArray fileDigest(const QString& path)
+{
+    QFile f(path);
+    f.open(QIODevice::ReadOnly);
+    return QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha1);
+}
+
+// A data root with a small library, a fake desktop with a chat window in front, and the panel.
+struct Panel {
+    TestRoot root;
+    FakeDesktop desktop;
+    std::unique_ptr<SearchService> search;
+    std::unique_ptr<PanelWindow> window;
+    qint64 big = 0, small = 0, k1 = 0, k2 = 0, phrase = 0, affair = 0, courier = 0;
+
+    explicit Panel(const QList<std::pair<Setting, QString>>& settings = {}, bool admin = true)
+    {
+        for (const auto& [s, v] : settings)
+            QVERIFY(root.settings->setValue(s, v).ok());
+        big = root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+        small = root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+        k1 = root.add(Table::Knowledge, {{"name", "退货流程"},
+                                         {"description", "七天无理由"},
+                                         {"goodsid", small},
+                                         {"commonflag", 1}});
+        k2 = root.add(Table::Knowledge,
+                      {{"name", "发货时间"}, {"description", "48小时"}, {"goodsid", small}});
+        affair = root.add(Table::Type, {{"name", "退货地址"}, {"itemid", 3}});
+        courier =
+            root.add(Table::Type, {{"name", "顺丰"}, {"itemid", 4}, {"url", "https://sf.example"}});
+        const qint64 st = root.add(Table::SimpleType, {{"name", "问候"}});
+        phrase = root.add(Table::Simple, {{"name", "亲，您好"}, {"typeid", st}});
+        desktop.addWindow({100, "ChatClient", "客户", QRect(0, 0, 800, 600), true, false});
+        desktop.setForeground(100);
+        search = std::make_unique<SearchService>(*root.store, *root.settings);
+        window = std::make_unique<PanelWindow>(PanelContext{DataRoot(root.dir.path()),
+                                                            *root.settings,
+                                                            *root.store,
+                                                            *search,
+                                                            desktop,
+                                                            {"tester", admin}});
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    }
+    template <class T> T* find(const char* name)
+    {
+        return window->findChild<T*>(QLatin1String(name));
+    }
+    KnowledgeTreeModel* tree() { return window->treePage()->model(); }
+    bool expanded(const QString& key)
+    {
+        return window->treePage()->view()->isExpanded(tree()->indexForKey(key));
+    }
+    void doubleClick(EntryView* view, const QModelIndex& index, bool onIcon = false)
+    {
+        view->scrollTo(index);
+        const QRect r = view->visualRect(index);
+        const QPoint at =
+            onIcon ? QPoint(r.left() + 4, r.center().y()) : QPoint(r.right() - 4, r.center().y());
+        // A double-click on a view only counts where the mouse went down first.
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, at);
+        QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, at);
+    }
+};
+
+} // namespace
+
+class TestPanel : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase() { Dialogs::setRecording(true); }
+    void showsItselfAsConfigured();
+    void startFlagsShapeTheTree();
+    void placedFromTwipsSettings();
+    void fontPresets_data();
+    void fontPresets();
+    void normalUserCannotManage();
+    void pagesLoadAsTheirStartFlagsSay();
+    void exitAnsweredNoChangesNothing();
+    void exitAnsweredYesKeepsTheSize();
+    void doubleClicksSendOrOpen();
+    void queryPageSearchesAndCounts();
+    void viewsInsteadOfSending();
+};
+
+void TestPanel::showsItselfAsConfigured()
+{
+    Panel p({{Setting::StartInterface, "3"}});
+    QCOMPARE(p.window->windowTitle(), QStringLiteral("客服Tavro(Quillmate)"));
+    QCOMPARE(p.window->objectName(), QStringLiteral("frmMain"));
+    QCOMPARE(p.find<QLabel>("lblTitle")->text(), QStringLiteral("客服Tavro V2.1.8"));
+    auto* tabs = p.find<QTabBar>("TabStrip1");
+    QStringList captions;
+    for (int i = 0; i < tabs->count(); ++i)
+        captions << tabs->tabText(i);
+    QCOMPARE(captions, (QStringList{"树结构", "查询", "简洁", "文件", "工具", "私人"}));
+    QCOMPARE(p.window->currentTab(), 3);
+    auto* refresh = p.find<QPushButton>("btnRefresh");
+    QVERIFY(!refresh->isVisible());
+    tabs->setCurrentIndex(0);
+    QVERIFY(refresh->isVisible());
+    tabs->setCurrentIndex(1);
+    QVERIFY(!refresh->isVisible());
+    QVERIFY(p.find<QCheckBox>("chkTop")->isChecked());
+    QVERIFY(p.window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    QCOMPARE(p.find<QSystemTrayIcon>("trayNotify1")->isVisible(), true);
+
+    const QList<std::pair<const char*, QStringList>> columns = {
+        {"lvQuery", {"", "编号", "标题", "描述", "标记", "网址"}},
+        {"lvSimple", {"", "编号", "内容"}},
+        {"lvFile", {"", "编号", "名称", "扩展名"}},
+        {"lvTools", {"", "编号", "名称", "路径"}},
+        {"lvPersonal", {"", "编号", "标题", "描述"}}};
+    for (const auto& [name, expected] : columns) {
+        auto* view = p.find<EntryView>(name);
+        QVERIFY2(view, name);
+        QStringList shown;
+        for (int c = 0; c < view->model()->columnCount(); ++c)
+            shown << view->model()->headerData(c, Qt::Horizontal).toString();
+        QCOMPARE(shown, expected);
+    }
+    for (const char* name :
+         {"TreeView1",  "txtName",      "btnFull",       "btnCommon",       "btnWKnowledge",
+          "btnAffairs", "btnExpress",   "cmdSimpleType", "txtSimple",       "cmdFileType",
+          "txtFile",    "cmdToolsType", "txtTools",      "cmdPersonalType", "txtPersonal",
+          "imgClose",   "imgMin",       "imgGoUp",       "imgLeft",         "imgRight",
+          "imgBottom",  "imgJiao"})
+        QVERIFY2(p.window->findChild<QWidget*>(QLatin1String(name)), name);
+
+    Panel off({{Setting::StartTop, "0"}, {Setting::StartInterface, "9"}});
+    QVERIFY(!off.find<QCheckBox>("chkTop")->isChecked());
+    QVERIFY(!off.window->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    QCOMPARE(off.window->currentTab(), 1);
+}
+
+void TestPanel::startFlagsShapeTheTree()
+{
+    {
+        Panel p;
+        QVERIFY(p.expanded("I1") && p.expanded("I2") && p.expanded("I3") && p.expanded("I4"));
+        QTRY_VERIFY(p.expanded(QStringLiteral("T%1").arg(p.big)));
+        QTRY_VERIFY(p.expanded(QStringLiteral("G%1").arg(p.small)));
+        QVERIFY(p.tree()->indexForKey(QStringLiteral("C%1").arg(p.k1)).isValid());
+        QVERIFY(p.tree()->indexForKey(QStringLiteral("K%1").arg(p.k2)).isValid());
+    }
+    {
+        // The courier section follows the company-affairs flag, not StartExpress.
+        Panel p({{Setting::StartCompanyAffairs, "0"},
+                 {Setting::StartExpress, "1"},
+                 {Setting::StartCommon, "0"},
+                 {Setting::StartGoodsType, "0"}});
+        QVERIFY(!p.expanded("I1"));
+        QVERIFY(p.expanded("I2"));
+        QVERIFY(!p.expanded("I3"));
+        QVERIFY(!p.expanded("I4"));
+        QTest::qWait(20);
+        QVERIFY(!p.expanded(QStringLiteral("T%1").arg(p.big)));
+        // Nothing below an unexpanded category has been read.
+        QVERIFY(!p.tree()->indexForKey(QStringLiteral("G%1").arg(p.small)).isValid());
+    }
+    {
+        Panel p({{Setting::StartCompanyAffairs, "1"}, {Setting::StartExpress, "0"}});
+        QVERIFY(p.expanded("I3"));
+        QVERIFY(p.expanded("I4"));
+    }
+}
+
+void TestPanel::placedFromTwipsSettings()
+{
+    Panel p({{Setting::StartMainWidth, "4500"},
+             {Setting::StartMainHeight, "7500"},
+             {Setting::MainStartTopSize, "300"}});
+    const double dpi = p.window->screen()->logicalDotsPerInch();
+    const QRect area = p.window->screen()->availableGeometry();
+    const int w = qRound(4500 * dpi / 1440), h = qRound(7500 * dpi / 1440);
+    QCOMPARE(p.window->size(), QSize(w, h));
+    QCOMPARE(p.window->y(), area.top() + qRound(300 * dpi / 1440));
+    QCOMPARE(p.window->x(), area.right() + 1 - w - qRound(80 * dpi / 1440));
+}
+
+void TestPanel::fontPresets_data()
+{
+    QTest::addColumn<QString>("setting");
+    QTest::addColumn<int>("icon");
+    QTest::newRow("small") << "small" << 16;
+    QTest::newRow("middle") << "middle" << 20;
+    QTest::newRow("big") << "big" << 24;
+    QTest::newRow("unknown is small") << "huge" << 16;
+}
+
+void TestPanel::fontPresets()
+{
+    QFETCH(QString, setting);
+    QFETCH(int, icon);
+    Panel p({{Setting::MainFontSize, setting}});
+    QCOMPARE(p.find<EntryView>("TreeView1")->iconSize(), QSize(icon, icon));
+    QCOMPARE(p.find<EntryView>("lvSimple")->iconSize(), QSize(icon, icon));
+}
+
+void TestPanel::normalUserCannotManage()
+{
+    Panel admin;
+    QVERIFY(admin.find<QPushButton>("btnManage")->isEnabled());
+    QVERIFY(admin.find<QPushButton>("btnUsers")->isEnabled());
+    Panel user({}, false);
+    QVERIFY(!user.find<QPushButton>("btnManage")->isEnabled());
+    QVERIFY(!user.find<QPushButton>("btnUsers")->isEnabled());
+}
+
+void TestPanel::pagesLoadAsTheirStartFlagsSay()
+{
+    Panel p({{Setting::StartLoadSimple, "0"}, {Setting::StartLoadQuery, "1"}});
+    auto* simple = p.find<EntryView>("lvSimple");
+    QCOMPARE(simple->model()->rowCount(), 0);
+    auto* picker = p.find<QComboBox>("cmdSimpleType");
+    QCOMPARE(picker->count(), 2);
+    QCOMPARE(picker->itemText(0), QStringLiteral("请选择分类"));
+    // Picking a category fills the list.
+    picker->setCurrentIndex(1);
+    emit picker->activated(1);
+    QCOMPARE(simple->model()->rowCount(), 1);
+    // The query page was filled with every kind at start.
+    QCOMPARE(p.find<EntryView>("lvQuery")->model()->rowCount(), 5);
+    QCOMPARE(p.find<QLabel>("lblCount")->text(), QStringLiteral("数量：5"));
+
+    Panel q;
+    QCOMPARE(q.find<EntryView>("lvSimple")->model()->rowCount(), 1);
+    QCOMPARE(q.find<EntryView>("lvQuery")->model()->rowCount(), 0);
+}
+
+void TestPanel::exitAnsweredNoChangesNothing()
+{
+    Panel p;
+    p.window->resize(333, 444);
+    const QByteArray before = fileDigest(p.root.configPath());
+    Dialogs::queueAnswer(false);
+    QVERIFY(!p.window->close());
+    const QList<ShownDialog> shown = Dialogs::takeShown();
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(shown.first().text, QStringLiteral("您确认要退出吗？"));
+    QCOMPARE(shown.first().caption, QStringLiteral("客服Tavro"));
+    QVERIFY(p.window->isVisible());
+    QVERIFY(p.find<QSystemTrayIcon>("trayNotify1")->isVisible());
+    QCOMPARE(fileDigest(p.root.configPath()), before);
+}
+
+void TestPanel::exitAnsweredYesKeepsTheSize()
+{
+    Panel p;
+    p.window->resize(320, 640);
+    QSignalSpy exited(p.window.get(), &PanelWindow::exitConfirmed);
+    Dialogs::queueAnswer(true);
+    QVERIFY(p.window->close());
+    QCOMPARE(exited.count(), 1);
+    QVERIFY(!p.find<QSystemTrayIcon>("trayNotify1")->isVisible());
+    const double dpi = p.window->screen()->logicalDotsPerInch();
+    Settings reread(p.root.configPath());
+    QVERIFY(reread.load().ok());
+    QCOMPARE(reread.integer(Setting::StartMainWidth), qRound(320 * 1440 / dpi));
+    QCOMPARE(reread.integer(Setting::StartMainHeight), qRound(640 * 1440 / dpi));
+    Dialogs::takeShown();
+}
+
+void TestPanel::doubleClicksSendOrOpen()
+{
+    Panel p({{Setting::AutoPressSendKey, "1|Enter"}, {Setting::SendCaptionDesc, "1"}});
+    QVERIFY(p.root.store->setBlob(Table::Knowledge, p.k2, QByteArray("not really a png")).ok());
+    QVERIFY(p.root.store->update(Table::Knowledge, p.k2, {{"extname", "png"}}).ok());
+    QSignalSpy done(&p.window->sender(), &Sender::pasteFinished);
+    // The agent clicks into the panel: the chat window is where pastes go back to.
+    p.desktop.addWindow({200, "Quillmate", PanelWindow::windowCaption(), QRect(), true, false});
+    p.desktop.setForeground(200);
+    p.window->inputWindow().remember();
+
+    auto* tree = p.find<EntryView>("TreeView1");
+    QTRY_VERIFY(p.tree()->indexForKey(QStringLiteral("K%1").arg(p.k1)).isValid());
+    p.doubleClick(tree, p.tree()->indexForKey(QStringLiteral("C%1").arg(p.k1)));
+    QTRY_COMPARE(done.count(), 1);
+    const QString nl = TextComposer::lineBreak();
+    QCOMPARE(p.desktop.pastes().last().text, "退货流程" + nl + "七天无理由" + nl);
+    QCOMPARE(p.desktop.pastes().last().target, WindowId(100));
+    QCOMPARE(p.desktop.keys().mid(4), (QList<KeyStroke>{{0x0D, true}, {0x0D, false}}));
+    QCOMPARE(
+        p.root.store->row(Table::Knowledge, p.k1, {"usetime"}).value()->value("usetime").toInt(),
+        1);
+
+    // On the icon of an entry with a picture: the picture, a png as a file.
+    p.doubleClick(tree, p.tree()->indexForKey(QStringLiteral("K%1").arg(p.k2)), true);
+    QTRY_COMPARE(done.count(), 2);
+    QCOMPARE(p.desktop.pastes().last().urls.size(), 1);
+    QVERIFY(p.desktop.pastes().last().urls.first().toLocalFile().endsWith(
+        QStringLiteral("/pic/%1.png").arg(p.k2)));
+
+    // A courier with its address off opens its view; a section does nothing.
+    QSignalSpy views(p.window.get(), &PanelWindow::viewRequested);
+    p.doubleClick(tree, p.tree()->indexForKey(QStringLiteral("T%1").arg(p.courier)));
+    QCOMPARE(views.count(), 1);
+    QCOMPARE(views.last().at(0).value<SearchKind>(), SearchKind::Courier);
+
+    p.window->selectTab(3);
+    auto* simple = p.find<EntryView>("lvSimple");
+    p.doubleClick(simple, simple->model()->index(0, 2));
+    QTRY_COMPARE(done.count(), 3);
+    QCOMPARE(p.desktop.pastes().last().text, "亲，您好" + nl);
+    QCOMPARE(
+        p.root.store->row(Table::Simple, p.phrase, {"usetime"}).value()->value("usetime").toInt(),
+        1);
+}
+
+void TestPanel::queryPageSearchesAndCounts()
+{
+    Panel p;
+    p.window->selectTab(2);
+    auto* text = p.find<QLineEdit>("txtName");
+    QTest::keyClicks(text, "th");
+    auto* list = p.find<EntryView>("lvQuery");
+    // 退货流程 (knowledge) and 退货地址 (affair) by their initials.
+    QCOMPARE(list->model()->rowCount(), 2);
+    QCOMPARE(list->model()->index(0, 0).data().toString(), QStringLiteral("W"));
+    QCOMPARE(list->model()->index(1, 0).data().toString(), QStringLiteral("C"));
+    QCOMPARE(p.find<QLabel>("lblCount")->text(), QStringLiteral("数量：2"));
+    QTest::mouseClick(p.find<QPushButton>("btnAffairs"), Qt::LeftButton);
+    QCOMPARE(list->model()->rowCount(), 1);
+    QCOMPARE(p.find<QLabel>("lblCount")->text(), QStringLiteral("数量：1"));
+    QTest::mouseClick(p.find<QPushButton>("btnCommon"), Qt::LeftButton);
+    QCOMPARE(list->model()->rowCount(), 1);
+    QCOMPARE(list->model()->index(0, 2).data().toString(), QStringLiteral("退货流程"));
+
+    // A new entry written elsewhere shows up in the open result list.
+    const qint64 k = p.root.add(Table::Knowledge, {{"name", "退换货"}, {"commonflag", 1}});
+    QTRY_COMPARE(list->model()->rowCount(), 2);
+    QCOMPARE(list->model()->index(1, 1).data().toString(), QString::number(k));
+    QTRY_COMPARE(p.find<QLabel>("lblCount")->text(), QStringLiteral("数量：2"));
+
+    p.doubleClick(list, list->model()->index(0, 2));
+    QTRY_COMPARE(p.desktop.pastes().size(), 1);
+    QCOMPARE(p.desktop.pastes().last().text, "七天无理由" + TextComposer::lineBreak());
+}
+
+void TestPanel::viewsInsteadOfSending()
+{
+    Panel p({{Setting::DbClickChat, "0"}});
+    QSignalSpy views(p.window.get(), &PanelWindow::viewRequested);
+    QGuiApplication::clipboard()->setText("untouched");
+    p.window->selectTab(3);
+    auto* simple = p.find<EntryView>("lvSimple");
+    p.doubleClick(simple, simple->model()->index(0, 2));
+    QCOMPARE(views.count(), 1);
+    QCOMPARE(views.last().at(0).value<SearchKind>(), SearchKind::Simple);
+    QCOMPARE(views.last().at(1).toLongLong(), p.phrase);
+    QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("untouched"));
+    QVERIFY(p.desktop.keys().isEmpty());
+}
+
+QTEST_MAIN(TestPanel)
+#include "tst_panel.moc"

@@ -1,0 +1,364 @@
+#include "FakeDesktop.h"
+#include "InputWindowTracker.h"
+#include "Sender.h"
+#include "TestRoot.h"
+
+#include <QBuffer>
+#include <QClipboard>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QMimeData>
+#include <QSignalSpy>
+
+namespace {
+
+using Type = SendAction::Type;
+const QString NL = TextComposer::lineBreak();
+
+QList<KeyStroke> keys(std::initializer_list<std::pair<int, bool>> list)
+{
+    QList<KeyStroke> out;
+    for (const auto& [vk, down] : list)
+        out.append({vk, down});
+    return out;
+}
+
+const QList<KeyStroke> CtrlV = keys({{0x11, true}, {0x56, true}, {0x56, false}, {0x11, false}});
+
+QByteArray pngBytes(const char* format)
+{
+    QImage image(4, 3, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format);
+    return bytes;
+}
+
+// A chat window, the panel, and a sender wired to a fake desktop.
+struct Rig {
+    TestRoot root;
+    FakeDesktop desktop;
+    InputWindowTracker input{desktop, {QStringLiteral("客服Tavro(Quillmate)")}};
+    Sender sender{*root.store, *root.settings, desktop, input, root.dir.path()};
+
+    Rig()
+    {
+        desktop.addWindow({100, "ChatClient", "客户 张三", QRect(0, 0, 800, 600), true, false});
+        desktop.addWindow(
+            {200, "Quillmate", "客服Tavro(Quillmate)", QRect(800, 0, 300, 600), true, false});
+        desktop.setForeground(100);
+        desktop.setForeground(200); // the agent clicked into the panel
+        input.remember();
+    }
+    void set(Setting s, const QString& v) { QVERIFY(root.settings->setValue(s, v).ok()); }
+};
+
+} // namespace
+
+class TestSend : public QObject {
+    Q_OBJECT
+private slots:
+    void composesText_data();
+    void composesText();
+    void doubleClickDecisions();
+    void pasteKeysPerSendKey_data();
+    void pasteKeysPerSendKey();
+    void pasteWaitsForTheChatWindowAndReleasedModifiers();
+    void failedStepSendsNothingAfterIt();
+    void picturesAndFilesGoThroughTheCache();
+    void useCountsPerTableAndStore();
+    void opensLinksToolsAndViews();
+};
+
+void TestSend::composesText_data()
+{
+    QTest::addColumn<QString>("captionDesc");
+    QTest::addColumn<QString>("one");
+    QTest::addColumn<QString>("two");
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QString>("expected");
+    const int K = static_cast<int>(SearchKind::Knowledge), S = static_cast<int>(SearchKind::Simple);
+    QTest::newRow("description alone") << "0"
+                                       << "0"
+                                       << "0" << K << "七天无理由";
+    QTest::newRow("title and description") << "1"
+                                           << "0"
+                                           << "0" << K << "退货" + NL + "七天无理由";
+    QTest::newRow("anything but 0 adds the title") << "x"
+                                                   << "0"
+                                                   << "0" << K << "退货" + NL + "七天无理由";
+    QTest::newRow("one break") << "0"
+                               << "1"
+                               << "0" << K << "七天无理由" + NL;
+    QTest::newRow("second flag alone still one break") << "0"
+                                                       << "0"
+                                                       << "1" << K << "七天无理由" + NL;
+    QTest::newRow("both") << "0"
+                          << "1"
+                          << "1" << K << "七天无理由" + NL + NL;
+    QTest::newRow("phrase is its own text") << "1"
+                                            << "1"
+                                            << "0" << S << "退货" + NL;
+}
+
+void TestSend::composesText()
+{
+    QFETCH(QString, captionDesc);
+    QFETCH(QString, one);
+    QFETCH(QString, two);
+    QFETCH(int, kind);
+    QFETCH(QString, expected);
+    TestRoot root;
+    QVERIFY(root.settings->setValue(Setting::SendCaptionDesc, captionDesc).ok());
+    QVERIFY(root.settings->setValue(Setting::EndNewLineOne, one).ok());
+    QVERIFY(root.settings->setValue(Setting::EndNewLineTwo, two).ok());
+    QCOMPARE(TextComposer::compose(static_cast<SearchKind>(kind), " 退货 ", "\t七天无理由  ",
+                                   *root.settings),
+             expected);
+}
+
+void TestSend::doubleClickDecisions()
+{
+    TestRoot root;
+    const Settings& s = *root.settings;
+    auto decide = [&](SearchKind kind, bool onIcon, ClickSource source, int flag = 0) {
+        EntryRef e{kind, 7, "t", "d", flag, " https://x.example ", " /bin/tool "};
+        return SendAction::forDoubleClick(e, onIcon, source, s);
+    };
+    QCOMPARE(decide(SearchKind::Knowledge, false, ClickSource::Tree).type, Type::SendText);
+    QCOMPARE(decide(SearchKind::Knowledge, true, ClickSource::Tree).type, Type::SendPicture);
+    QCOMPARE(decide(SearchKind::Personal, true, ClickSource::PageList).type, Type::SendPicture);
+    QCOMPARE(decide(SearchKind::Simple, true, ClickSource::PageList).type, Type::SendText);
+    QCOMPARE(decide(SearchKind::File, false, ClickSource::QueryList).type, Type::SendFile);
+    const SendAction link = decide(SearchKind::Affair, false, ClickSource::Tree, 1);
+    QCOMPARE(link.type, Type::OpenUrl);
+    QCOMPARE(link.target, QStringLiteral("https://x.example"));
+    QVERIFY(link.countUse);
+    QCOMPARE(decide(SearchKind::Courier, false, ClickSource::QueryList, 0).type, Type::OpenView);
+    const SendAction tool = decide(SearchKind::Tool, false, ClickSource::PageList);
+    QCOMPARE(tool.type, Type::OpenTool);
+    QCOMPARE(tool.target, QStringLiteral("/bin/tool"));
+    QVERIFY(tool.countUse);
+    QVERIFY(!decide(SearchKind::Tool, false, ClickSource::QueryList).countUse);
+    QCOMPARE(SendAction::forDoubleClick(EntryRef{}, false, ClickSource::Tree, s).type,
+             Type::Nothing);
+
+    // Double-click opens the view instead of sending; links and tools still open.
+    QVERIFY(root.settings->setValue(Setting::DbClickChat, "0").ok());
+    for (SearchKind k :
+         {SearchKind::Knowledge, SearchKind::Simple, SearchKind::File, SearchKind::Personal}) {
+        const SendAction a = decide(k, false, ClickSource::PageList);
+        QCOMPARE(a.type, Type::OpenView);
+        QVERIFY(!a.countUse);
+    }
+    QCOMPARE(decide(SearchKind::Affair, false, ClickSource::Tree, 1).type, Type::OpenUrl);
+    QCOMPARE(decide(SearchKind::Tool, false, ClickSource::PageList).type, Type::OpenTool);
+}
+
+void TestSend::pasteKeysPerSendKey_data()
+{
+    QTest::addColumn<QString>("setting");
+    QTest::addColumn<QList<KeyStroke>>("expected");
+    QTest::newRow("off") << "0|CtrlEnter" << CtrlV;
+    QTest::newRow("off with Enter") << "0|Enter" << CtrlV;
+    QTest::newRow("Enter") << "1|Enter" << CtrlV + keys({{0x0D, true}, {0x0D, false}});
+    QTest::newRow("CtrlEnter releases Ctrl first")
+        << "1|CtrlEnter"
+        << CtrlV + keys({{0x11, true}, {0x0D, true}, {0x11, false}, {0x0D, false}});
+    QTest::newRow("unknown key") << "1|Space" << CtrlV;
+}
+
+void TestSend::pasteKeysPerSendKey()
+{
+    QFETCH(QString, setting);
+    QFETCH(QList<KeyStroke>, expected);
+    Rig rig;
+    rig.set(Setting::AutoPressSendKey, setting);
+    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
+    rig.sender.sendText("亲，您好");
+    QTRY_COMPARE(done.count(), 1);
+    QVERIFY(done.first().at(0).toBool());
+    QCOMPARE(rig.desktop.keys(), expected);
+    QCOMPARE(rig.desktop.pastes().size(), 1);
+    QCOMPARE(rig.desktop.pastes().first().text, QStringLiteral("亲，您好"));
+    QCOMPARE(rig.desktop.pastes().first().target, WindowId(100));
+    QCOMPARE(rig.desktop.activations(), QList<WindowId>{100});
+}
+
+void TestSend::pasteWaitsForTheChatWindowAndReleasedModifiers()
+{
+    Rig rig;
+    rig.desktop.setActivationDelay(60);
+    rig.desktop.setHeldModifiers(ModifierMask::Control | ModifierMask::Alt);
+    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
+    rig.sender.sendText("x");
+    QTest::qWait(150);
+    // In front by now, but the agent still holds Ctrl+Alt: nothing typed yet.
+    QCOMPARE(rig.desktop.foregroundWindow().id, WindowId(100));
+    QVERIFY(rig.desktop.keys().isEmpty());
+    QCOMPARE(done.count(), 0);
+    rig.desktop.setHeldModifiers(0);
+    QTRY_COMPARE(done.count(), 1);
+    QCOMPARE(rig.desktop.keys(), CtrlV);
+    QCOMPARE(rig.desktop.pastes().first().target, WindowId(100));
+
+    // The focus goes back only once per click into the panel.
+    rig.desktop.clearRecords();
+    rig.sender.sendText("y");
+    QTRY_COMPARE(done.count(), 2);
+    QVERIFY(rig.desktop.activations().isEmpty());
+}
+
+void TestSend::failedStepSendsNothingAfterIt()
+{
+    Rig rig;
+    rig.set(Setting::AutoPressSendKey, "1|Enter");
+    rig.sender.paste().setLimits({200, 100, 100, 5});
+    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
+
+    rig.desktop.setActivationDelay(-1); // the chat window never comes to the front
+    rig.sender.sendText("x");
+    QTRY_COMPARE(done.count(), 1);
+    QVERIFY(!done.last().at(0).toBool());
+    QVERIFY(!done.last().at(1).toString().isEmpty());
+    QVERIFY(rig.desktop.keys().isEmpty());
+
+    rig.desktop.setActivationDelay(0);
+    rig.desktop.setHeldModifiers(ModifierMask::Shift); // never let go
+    rig.input.remember();
+    rig.sender.sendText("y");
+    QTRY_COMPARE(done.count(), 2);
+    QVERIFY(!done.last().at(0).toBool());
+    QVERIFY(rig.desktop.keys().isEmpty());
+
+    // A new paste replaces one still waiting: only the second arrives.
+    rig.desktop.setHeldModifiers(ModifierMask::Shift);
+    rig.sender.sendText("first");
+    rig.sender.sendText("second");
+    rig.desktop.setHeldModifiers(0);
+    QTRY_COMPARE(rig.desktop.pastes().size(), 1);
+    QCOMPARE(rig.desktop.pastes().first().text, QStringLiteral("second"));
+}
+
+void TestSend::picturesAndFilesGoThroughTheCache()
+{
+    Rig rig;
+    const qint64 jpg = rig.root.add(
+        Table::Knowledge, {{"name", "图一"}, {"pic", pngBytes("JPG")}, {"extname", "jpg"}});
+    const qint64 png = rig.root.add(
+        Table::Knowledge, {{"name", "图二"}, {"pic", pngBytes("PNG")}, {"extname", "png"}});
+    const qint64 own = rig.root.add(
+        Table::Personal, {{"name", "私图"}, {"pic", pngBytes("JPG")}, {"extname", "jpg"}});
+    const qint64 none = rig.root.add(Table::Knowledge, {{"name", "无图"}});
+    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
+
+    rig.sender.sendPicture(SearchKind::Knowledge, jpg, false);
+    QTRY_COMPARE(done.count(), 1);
+    QVERIFY(rig.desktop.pastes().last().image);
+    QVERIFY(QFile::exists(rig.root.path("pic/%1.jpg").arg(jpg)));
+
+    rig.sender.sendPicture(SearchKind::Knowledge, png, false);
+    QTRY_COMPARE(done.count(), 2);
+    QCOMPARE(
+        rig.desktop.pastes().last().urls,
+        QList<QUrl>{QUrl::fromLocalFile(rig.root.path(QStringLiteral("pic/%1.png").arg(png)))});
+
+    rig.sender.sendPicture(SearchKind::Personal, own, true);
+    QTRY_COMPARE(done.count(), 3);
+    QCOMPARE(
+        rig.desktop.pastes().last().urls,
+        QList<QUrl>{QUrl::fromLocalFile(rig.root.path(QStringLiteral("ppic/%1.jpg").arg(own)))});
+
+    rig.sender.sendPicture(SearchKind::Knowledge, none, false);
+    QTest::qWait(20);
+    QCOMPARE(done.count(), 3); // nothing stored, nothing sent
+
+    // A cached copy is reused even after the stored picture changed.
+    const QString cached = rig.root.path(QStringLiteral("pic/%1.png").arg(png));
+    QFile f(cached);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    const QByteArray before = f.readAll();
+    f.close();
+    QVERIFY(rig.root.store->setBlob(Table::Knowledge, png, QByteArray("changed")).ok());
+    rig.sender.sendPicture(SearchKind::Knowledge, png, false);
+    QTRY_COMPARE(done.count(), 4);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    QCOMPARE(f.readAll(), before);
+
+    // Files: name + extension in file/, "无" counts as no extension, hostile names stay inside.
+    const qint64 doc = rig.root.add(
+        Table::File, {{"name", "说明书"}, {"file", QByteArray("DOC")}, {"extname", "docx"}});
+    const qint64 bare = rig.root.add(
+        Table::File, {{"name", "README"}, {"file", QByteArray("R")}, {"extname", "无"}});
+    const qint64 evil = rig.root.add(
+        Table::File, {{"name", "../../escape"}, {"file", QByteArray("E")}, {"extname", "sh"}});
+    for (qint64 id : {doc, bare, evil})
+        rig.sender.sendFile(id);
+    QTRY_COMPARE(done.count(), 7);
+    QVERIFY(QFile::exists(rig.root.path("file/说明书.docx")));
+    QVERIFY(QFile::exists(rig.root.path("file/README")));
+    QVERIFY(QFile::exists(rig.root.path("file/.._.._escape.sh")));
+    QVERIFY(!QFile::exists(QDir(rig.root.dir.path()).absoluteFilePath("../escape.sh")));
+    const QMimeData* mime = QGuiApplication::clipboard()->mimeData();
+    QCOMPARE(mime->urls(), QList<QUrl>{QUrl::fromLocalFile(rig.root.path("file/.._.._escape.sh"))});
+    QVERIFY(mime->hasFormat("x-special/gnome-copied-files"));
+}
+
+void TestSend::useCountsPerTableAndStore()
+{
+    Rig rig;
+    const qint64 phrase = rig.root.add(Table::Simple, {{"name", "您好"}});
+    const qint64 note = rig.root.add(Table::Personal, {{"name", "笔记"}, {"description", "内容"}});
+    const qint64 tool = rig.root.add(
+        Table::Tools, {{"name", "工具"}, {"path", QCoreApplication::applicationFilePath()}});
+    const qint64 affair = rig.root.add(
+        Table::Type, {{"name", "地址"}, {"itemid", 3}, {"flag", 1}, {"url", "https://a.example"}});
+    auto use = [&](Table t, qint64 id) {
+        return rig.root.store->row(t, id, {"usetime"}).value()->value("usetime").toInt();
+    };
+    auto click = [&](SearchKind kind, qint64 id, ClickSource source, int flag = 0,
+                     const QString& url = {}, const QString& path = {}) {
+        rig.sender.perform(SendAction::forDoubleClick({kind, id, "t", "d", flag, url, path}, false,
+                                                      source, *rig.root.settings));
+    };
+    click(SearchKind::Simple, phrase, ClickSource::PageList);
+    QCOMPARE(use(Table::Simple, phrase), 1);
+    click(SearchKind::Personal, note, ClickSource::QueryList);
+    QCOMPARE(use(Table::Personal, note), 1);
+    click(SearchKind::Tool, tool, ClickSource::QueryList, 0, {},
+          QCoreApplication::applicationFilePath());
+    QCOMPARE(use(Table::Tools, tool), 0);
+    click(SearchKind::Tool, tool, ClickSource::PageList, 0, {},
+          QCoreApplication::applicationFilePath());
+    QCOMPARE(use(Table::Tools, tool), 1);
+    click(SearchKind::Affair, affair, ClickSource::QueryList, 1, "https://a.example");
+    QCOMPARE(use(Table::Type, affair), 1);
+}
+
+void TestSend::opensLinksToolsAndViews()
+{
+    Rig rig;
+    QSignalSpy views(&rig.sender, &Sender::viewRequested);
+    QSignalSpy messages(&rig.sender, &Sender::message);
+    rig.sender.perform({Type::OpenTool, SearchKind::Tool, 1, {}, "/no/such/tool", true});
+    QCOMPARE(messages.count(), 1);
+    QCOMPARE(messages.last().at(0).toString(), QStringLiteral("路径或文件名错误！"));
+    rig.sender.perform({Type::OpenUrl, SearchKind::Affair, 1, {}, "file:///etc/passwd", true});
+    QCOMPARE(messages.count(), 2);
+    QVERIFY(rig.desktop.openedUrls().isEmpty());
+    rig.sender.perform(
+        {Type::OpenUrl, SearchKind::Affair, 1, {}, "https://ok.example/a?b=1", true});
+    QCOMPARE(rig.desktop.openedUrls(), QList<QUrl>{QUrl("https://ok.example/a?b=1")});
+    rig.sender.perform({Type::OpenView, SearchKind::Simple, 5, {}, {}, false});
+    QCOMPARE(views.count(), 1);
+    QCOMPARE(views.first().at(0).value<SearchKind>(), SearchKind::Simple);
+    QCOMPARE(views.first().at(1).toLongLong(), 5);
+    QVERIFY(rig.desktop.keys().isEmpty());
+}
+
+QTEST_MAIN(TestSend)
+#include "tst_send.moc"
