@@ -76,6 +76,8 @@ quint64 EntryListModel::key(const SearchHit& hit)
 
 void EntryListModel::showAll(qint64 typeId)
 {
+    if (m_source != Source::All || m_typeId != typeId)
+        setHits({});
     m_source = Source::All;
     m_typeId = typeId;
     m_text.clear();
@@ -94,10 +96,11 @@ void EntryListModel::showSearch(const QString& text, SearchMode mode, qint64 typ
 void EntryListModel::clear()
 {
     m_source = Source::None;
+    m_complete = true;
     setHits({});
 }
 
-Result<QList<SearchHit>> EntryListModel::query() const
+Result<QList<SearchHit>> EntryListModel::query(int limit, int offset) const
 {
     switch (m_source) {
     case Source::None:
@@ -114,6 +117,8 @@ Result<QList<SearchHit>> EntryListModel::query() const
         q.where = {{QStringLiteral("typeid"), m_typeId}};
         q.sortColumn = QStringLiteral("typeserialnum");
     }
+    q.limit = limit;
+    q.offset = offset;
     Result<QList<qint64>> ids = m_store.ids(q);
     if (!ids)
         return ids.error();
@@ -126,12 +131,40 @@ Result<QList<SearchHit>> EntryListModel::query() const
 
 void EntryListModel::refresh()
 {
-    Result<QList<SearchHit>> hits = query();
+    // A table is read as far as it has been shown, at least one chunk.
+    const int limit = m_source == Source::All
+                          ? std::max(IdChunk, static_cast<int>(m_hits.size()) + PageSize)
+                          : -1;
+    Result<QList<SearchHit>> hits = query(limit);
     if (!hits) {
         emit problem(hits.message());
         return;
     }
+    m_complete = limit < 0 || hits.value().size() < limit;
     setHits(hits.value());
+}
+
+bool EntryListModel::canFetchMore(const QModelIndex& parent) const
+{
+    return !parent.isValid() && m_source == Source::All && !m_complete;
+}
+
+void EntryListModel::fetchMore(const QModelIndex& parent)
+{
+    if (!canFetchMore(parent))
+        return;
+    Result<QList<SearchHit>> more = query(IdChunk, static_cast<int>(m_hits.size()));
+    if (!more) {
+        emit problem(more.message());
+        return;
+    }
+    m_complete = more.value().size() < IdChunk;
+    if (more.value().isEmpty())
+        return;
+    beginInsertRows({}, static_cast<int>(m_hits.size()),
+                    static_cast<int>(m_hits.size() + more.value().size()) - 1);
+    m_hits += more.value();
+    endInsertRows();
 }
 
 void EntryListModel::setHits(QList<SearchHit> hits)

@@ -39,12 +39,16 @@ public:
     EntryRef entry(int row) const;
 
     int rowCount(const QModelIndex& parent = {}) const override;
+    // A whole page table is read a chunk of ids at a time, as the list is scrolled.
+    bool canFetchMore(const QModelIndex& parent) const override;
+    void fetchMore(const QModelIndex& parent) override;
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
     static QStringList captions(ListKind kind);
     static constexpr int PageSize = 100;
+    static constexpr int IdChunk = 1000;
 
 signals:
     void problem(const QString& message);
@@ -53,7 +57,7 @@ private:
     enum class Source { None, All, Search };
 
     static quint64 key(const SearchHit& hit);
-    Result<QList<SearchHit>> query() const;
+    Result<QList<SearchHit>> query(int limit = -1, int offset = 0) const;
     const SearchRow* rowAt(int row) const;
     QString cell(const SearchRow& row, int column) const;
     void onStoreChanged(Table table, qint64 id, Change change);
@@ -69,6 +73,7 @@ private:
     QString m_text;
     SearchMode m_mode = SearchMode::All;
     qint64 m_typeId = 0;
+    bool m_complete = true; // every row of the source is in m_hits
     QList<SearchHit> m_hits;
     mutable QHash<quint64, SearchRow> m_rows;
     QTimer m_refresh;

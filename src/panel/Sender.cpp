@@ -87,17 +87,25 @@ void Sender::perform(const SendAction& action)
 
 void Sender::countUse(const SendAction& action)
 {
-    if (!action.countUse || action.id == 0)
+    if (action.countUse)
+        recordUse(action.kind, action.id);
+}
+
+void Sender::recordUse(SearchKind kind, qint64 id)
+{
+    if (id == 0)
         return;
-    if (Result<void> r = m_store.addUse(SearchService::table(action.kind), action.id); !r)
+    if (Result<void> r = m_store.addUse(SearchService::table(kind), id); !r)
         emit message(r.message());
 }
 
-void Sender::pasteClipboard(QMimeData* mime)
+void Sender::pasteClipboard(QMimeData* mime, bool paste)
 {
     QClipboard* clipboard = QGuiApplication::clipboard();
     clipboard->clear();
     clipboard->setMimeData(mime);
+    if (!paste)
+        return;
     const InputWindowTracker::Target target = m_input.take();
     if (!m_pasting) {
         emit pasteFinished(false, m_desktop.unavailableReason());
@@ -113,7 +121,7 @@ void Sender::sendText(const QString& text)
     pasteClipboard(mime);
 }
 
-void Sender::sendPicture(SearchKind kind, qint64 id, bool asFile)
+void Sender::sendPicture(SearchKind kind, qint64 id, bool asFile, bool paste)
 {
     const bool personal = kind == SearchKind::Personal;
     const Table table = personal ? Table::Personal : Table::Knowledge;
@@ -139,14 +147,14 @@ void Sender::sendPicture(SearchKind kind, qint64 id, bool asFile)
         if (!image.isNull()) {
             auto* mime = new QMimeData;
             mime->setImageData(image);
-            pasteClipboard(mime);
+            pasteClipboard(mime, paste);
             return;
         }
     }
-    pasteClipboard(fileMime(*path.value()));
+    pasteClipboard(fileMime(*path.value()), paste);
 }
 
-void Sender::sendFile(qint64 id)
+void Sender::sendFile(qint64 id, bool paste)
 {
     Result<std::optional<Row>> row =
         m_store.row(Table::File, id, {QStringLiteral("name"), QStringLiteral("extname")});
@@ -166,5 +174,5 @@ void Sender::sendFile(qint64 id)
     }
     if (!path.value())
         return;
-    pasteClipboard(fileMime(*path.value()));
+    pasteClipboard(fileMime(*path.value()), paste);
 }

@@ -25,9 +25,13 @@ public:
     void perform(const SendAction& action);
 
     void sendText(const QString& text);
-    // Knowledge ("W"/"K"/"C") or private ("P") pictures; png always goes as a file.
-    void sendPicture(SearchKind kind, qint64 id, bool asFile);
-    void sendFile(qint64 id);
+    // Knowledge ("W"/"K"/"C") or private ("P") pictures; png always goes as a file. With
+    // `paste` false the picture or file is only put on the clipboard.
+    void sendPicture(SearchKind kind, qint64 id, bool asFile, bool paste = true);
+    void sendFile(qint64 id, bool paste = true);
+
+    // Counts one use of the entry (its table's usetime).
+    void recordUse(SearchKind kind, qint64 id);
 
     PasteSequence& paste() { return m_paste; }
 
@@ -40,7 +44,7 @@ signals:
     void pasteFinished(bool ok, const QString& problem);
 
 private:
-    void pasteClipboard(QMimeData* mime);
+    void pasteClipboard(QMimeData* mime, bool paste = true);
     void countUse(const SendAction& action);
     PasteSequence::SendKey configuredSendKey() const;
 

@@ -55,6 +55,7 @@ private slots:
     void treeFollowsTheStore();
     void treeEntriesCarryWhatSendingNeeds();
     void listShowsPagesAndFollowsTheStore();
+    void listReadsALargeTableInChunks();
 };
 
 void TestModels::sequenceSyncReachesTheWantedOrder_data()
@@ -238,6 +239,40 @@ void TestModels::listShowsPagesAndFollowsTheStore()
     QVERIFY(root.settings->setValue(Setting::Sort, "3").ok());
     QVERIFY(root.store->addUse(Table::Simple, ids[449]).ok());
     QTRY_COMPARE(listIds(model).first(), ids[449]);
+}
+
+void TestModels::listReadsALargeTableInChunks()
+{
+    TestRoot root;
+    SearchService search(*root.store, *root.settings);
+    const int total = 2 * EntryListModel::IdChunk + 300;
+    QVERIFY(root.store
+                ->transaction(
+                    StoreId::Personal,
+                    [&]() -> Result<void> {
+                        for (int i = 0; i < total; ++i)
+                            root.add(Table::Personal, {{"name", QStringLiteral("笔记%1").arg(i)}});
+                        return {};
+                    })
+                .ok());
+    // No model tester: it would fetch every chunk, which is what this test looks at.
+    EntryListModel model(EntryListModel::ListKind::Personal, *root.store, search, *root.settings);
+    model.showAll();
+    QCOMPARE(model.rowCount(), EntryListModel::IdChunk);
+    QVERIFY(model.canFetchMore({}));
+    model.fetchMore({});
+    QCOMPARE(model.rowCount(), 2 * EntryListModel::IdChunk);
+    // A write while part of the table is shown keeps what was shown and adds nothing twice.
+    const qint64 early = model.hit(5).id;
+    QVERIFY(root.store->remove(Table::Personal, early).ok());
+    QTRY_VERIFY(!listIds(model).contains(early));
+    QVERIFY(model.rowCount() >= 2 * EntryListModel::IdChunk - 1);
+    while (model.canFetchMore({}))
+        model.fetchMore({});
+    QCOMPARE(model.rowCount(), total - 1);
+    const QList<qint64> shown = listIds(model);
+    QCOMPARE(QSet<qint64>(shown.begin(), shown.end()).size(), total - 1);
+    QCOMPARE(model.index(total - 2, 2).data().toString(), QStringLiteral("笔记%1").arg(total - 1));
 }
 
 QTEST_MAIN(TestModels)
