@@ -8,10 +8,11 @@ packages=(
   cmake ninja-build g++ pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite
   libicu-dev unicode-data bzip2
+  libx11-dev libxtst-dev
   libsodium-dev
 )
 if [[ "${1:-}" == "--test" ]]; then
-  packages+=(xvfb xauth openbox x11-utils)
+  packages+=(xvfb xauth openbox x11-utils xdotool)
 fi
 
 missing=()

@@ -19,6 +19,7 @@ done
 workdir=$(mktemp -d "${TMPDIR:-/tmp}/quillmate-x.XXXXXX")
 xvfb_pid=""
 wm_pid=""
+command_pid=""
 
 stop() {
   local pid=$1
@@ -32,6 +33,7 @@ stop() {
   wait "$pid" 2>/dev/null
 }
 cleanup() {
+  stop "$command_pid"
   stop "$wm_pid"
   stop "$xvfb_pid"
   rm -rf "$workdir"
@@ -87,4 +89,11 @@ if [[ -z "${XDG_RUNTIME_DIR:-}" ]]; then
   mkdir -m 0700 "$workdir/runtime"
   export XDG_RUNTIME_DIR="$workdir/runtime"
 fi
-"$@"
+# In the background, so that a TERM from CTest's time-out is handled at once and takes the
+# command and both servers down; standard input stays the caller's.
+"$@" <&0 &
+command_pid=$!
+wait "$command_pid"
+status=$?
+command_pid=""
+exit "$status"

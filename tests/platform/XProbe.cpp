@@ -1,5 +1,6 @@
 #include "XProbe.h"
 
+#include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
@@ -96,6 +97,13 @@ void XProbe::setLegacyTitle(quint64 window, const QByteArray& latin1Title)
 void XProbe::destroyWindow(quint64 window)
 {
     XDestroyWindow(m_display, window);
+    XSync(m_display, False);
+}
+
+void XProbe::setAutoRepeat(int delayMs, int intervalMs)
+{
+    XkbSetAutoRepeatRate(m_display, XkbUseCoreKbd, static_cast<unsigned>(delayMs),
+                         static_cast<unsigned>(intervalMs));
     XSync(m_display, False);
 }
 

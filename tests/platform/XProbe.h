@@ -32,6 +32,9 @@ public:
     void setLegacyTitle(quint64 window, const QByteArray& latin1Title);
     void destroyWindow(quint64 window);
 
+    // Held keys repeat after `delayMs`, every `intervalMs`.
+    void setAutoRepeat(int delayMs, int intervalMs);
+
     // Exchanges what two keys produce, by keysym name ("F9"); false if either has no key.
     bool swapKeys(const char* first, const char* second);
 

@@ -847,7 +847,7 @@ QList<unsigned> X11Desktop::lockVariants(unsigned modifiers) const
     const unsigned locks[] = {static_cast<unsigned>(LockMask), m_modifierBits.numLock,
                               m_modifierBits.scrollLock};
     for (const unsigned lock : locks) {
-        if (lock == 0 || (used & lock) || true)
+        if (lock == 0 || (used & lock))
             continue;
         used |= lock;
         const qsizetype count = states.size();
