@@ -60,6 +60,8 @@ constexpr std::array<SettingDef, SettingCount> definitions{{
     {Setting::CustomSortInitialize, "CustomSortInitialize", "0", "0"},
     {Setting::FileTitleExtName, "FileTitleExtName", "1", "1"},
     {Setting::ToolsTitleExtName, "ToolsTitleExtName", "0", "0"},
+    // Chat windows of the user's own choosing: "class" or "class|title pattern", joined by ";".
+    {Setting::XiFuCustomWindows, "XiFuCustomWindows", "", "", false},
 }};
 
 // def() indexes the table by the enum, so a missing or misplaced row must not compile.
@@ -160,8 +162,10 @@ QStringList defaultFileLines()
     QStringList lines;
     lines.reserve(2 + SettingCount + HotKeyCount * HotKeyFieldCount);
     lines << QLatin1Char('[') + setSection() + QLatin1Char(']');
-    for (const SettingDef& d : definitions)
-        lines << QString::fromLatin1(d.key) + QLatin1Char('=') + QString::fromLatin1(d.written);
+    for (const SettingDef& d : definitions) {
+        if (d.inDefaultFile)
+            lines << QString::fromLatin1(d.key) + QLatin1Char('=') + QString::fromLatin1(d.written);
+    }
     lines << QLatin1Char('[') + hotKeySection() + QLatin1Char(']');
     for (int n = 1; n <= HotKeyCount; ++n) {
         for (int f = 0; f < HotKeyFieldCount; ++f) {

@@ -60,8 +60,10 @@ enum class Setting {
     CustomSortInitialize,
     FileTitleExtName,
     ToolsTitleExtName,
+    // Kept only in files the user edits: not part of the default file.
+    XiFuCustomWindows,
 };
-inline constexpr int SettingCount = static_cast<int>(Setting::ToolsTitleExtName) + 1;
+inline constexpr int SettingCount = static_cast<int>(Setting::XiFuCustomWindows) + 1;
 
 // The five keys that each of the twelve hot keys has in [HotKey], in the default file's order.
 enum class HotKeyField { Key, KeyCode, ModKeyCode, SendContent, CaptionDescFlag };
@@ -70,9 +72,10 @@ inline constexpr int HotKeyFieldCount = 5;
 
 struct SettingDef {
     Setting id;
-    const char* key;         // as it is written in the default file
-    const char* written;     // value in the default file
-    const char* readDefault; // value when the key is absent
+    const char* key;           // as it is written in the default file
+    const char* written;       // value in the default file
+    const char* readDefault;   // value when the key is absent
+    bool inDefaultFile = true; // false: read when present, never written by ensureFile
 };
 
 namespace SettingsTable {

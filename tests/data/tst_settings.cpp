@@ -190,10 +190,18 @@ IniMap expectedReadDefaults()
 void compareAll(const Settings& settings, const IniMap& expected)
 {
     const auto& set = expected[QStringLiteral("set")];
-    QCOMPARE(set.size(), SettingCount);
+    // Keys a user adds by hand (custom chat windows) are not in the default file and read empty.
+    int written = 0;
+    for (int i = 0; i < SettingCount; ++i)
+        written += SettingsTable::def(static_cast<Setting>(i)).inDefaultFile ? 1 : 0;
+    QCOMPARE(set.size(), written);
     for (int i = 0; i < SettingCount; ++i) {
         const auto setting = static_cast<Setting>(i);
         const QString key = SettingsTable::key(setting).toLower();
+        if (!SettingsTable::def(setting).inDefaultFile) {
+            QCOMPARE(settings.value(setting), QString());
+            continue;
+        }
         QVERIFY2(set.contains(key), qPrintable(key));
         QCOMPARE(settings.value(setting), set[key]);
     }

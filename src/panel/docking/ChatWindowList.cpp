@@ -30,7 +30,7 @@ ChatWindowList::Match chatOf(const char* kind)
     return {true, QString::fromLatin1(kind)};
 }
 
-// "a - b" titles: the pieces around the first and second "-", when there are at least two.
+// "a - b" titles: the first two pieces of the title split at "-", both trimmed.
 struct DashPieces {
     bool twoOrMore = false;
     QString first;

@@ -77,7 +77,8 @@ EdgeAction edgeAction(const EdgeInput& input)
 {
     if (!input.hideEnabled || !input.floating)
         return input.hidden ? EdgeAction::Show : EdgeAction::Stay;
-    
+    if (input.panel.x() <= EdgeMargin || input.panel.y() <= EdgeMargin)
+        return EdgeAction::Stay;
     const bool overPanel = input.panel.contains(input.cursor);
     if (input.hidden)
         return overPanel ? EdgeAction::Show : EdgeAction::Stay;
