@@ -84,6 +84,7 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     QObject::connect(&panel, &PanelWindow::exitConfirmed, &app, &QApplication::quit,
                      Qt::QueuedConnection);
     panel.show();
+    panel.startDocking();
     return app.exec();
 }
 

@@ -7,6 +7,7 @@
 #include "FontPreset.h"
 #include "InputWindowTracker.h"
 #include "ListPage.h"
+#include "PanelDocking.h"
 #include "QueryPage.h"
 #include "SearchService.h"
 #include "Sender.h"
@@ -31,6 +32,7 @@
 #include <QTabBar>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <QWidgetAction>
 
 namespace {
 
@@ -111,6 +113,7 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
         "QWidget#titleBar QToolButton:hover { background: rgba(255,255,255,0.25); }"
         "QWidget#titleBar QToolButton#imgClose:hover { background: #d9534f; }"
         "QTabBar::tab { padding: 4px 2px; min-width: 20px; }"
+        "QWidget#frmMain QPushButton { padding: 3px 5px; min-width: 0; }"
         "QWidget#picQuery QPushButton { padding: 3px 1px; min-width: 0; }"));
 
     m_input = new InputWindowTracker(
@@ -184,6 +187,13 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
                new EdgeGrip(QStringLiteral("imgJiao"), EdgeGrip::Right | EdgeGrip::Bottom, this)};
 
     buildTray();
+    m_docking = new PanelDocking(*this, m_ctx.desktop, m_ctx.settings, m_ctx.store, m_ctx.search,
+                                 *m_sender, *m_input, m_dockButton);
+    connect(m_docking, &PanelDocking::foregroundInfo, this,
+            [this](const QString& className, const QString& title) {
+                m_foregroundClass->setText(QStringLiteral("类名：") + className);
+                m_foregroundTitle->setText(QStringLiteral("标题：") + title);
+            });
 
     // The start-up order: place, top-most, first tab, fonts, tree, lists, query list.
     placeOnScreen();
@@ -214,6 +224,9 @@ QWidget* PanelWindow::buildTitleBar()
     auto* logo = new QLabel(m_titleBar);
     logo->setObjectName(QStringLiteral("imgLogo"));
     logo->setPixmap(Skin::appIcon().pixmap(20, 20));
+    logo->setToolTip(QStringLiteral("点击取消吸附"));
+    logo->installEventFilter(this);
+    m_logo = logo;
     m_title = new QLabel(titleText(), m_titleBar);
     m_title->setObjectName(QStringLiteral("lblTitle"));
     auto* min = chromeButton("imgMin", QStringLiteral("–"), QStringLiteral("最小化"), m_titleBar);
@@ -227,6 +240,28 @@ QWidget* PanelWindow::buildTitleBar()
     m_manage->setObjectName(QStringLiteral("btnManage"));
     m_users = new QPushButton(QStringLiteral("用户"), box);
     m_users->setObjectName(QStringLiteral("btnUsers"));
+    m_dockButton = new QPushButton(box);
+    m_dockButton->setObjectName(QStringLiteral("btnXiFu"));
+    auto* menuButton = new QPushButton(QStringLiteral("菜单"), box);
+    menuButton->setObjectName(QStringLiteral("btnMenu"));
+    // The window in front, as docking sees it: what a custom chat-window rule needs.
+    auto* menu = new QMenu(menuButton);
+    auto* readout = new QWidget(menu);
+    m_foregroundClass = new QLabel(readout);
+    m_foregroundClass->setObjectName(QStringLiteral("txtClassName"));
+    m_foregroundTitle = new QLabel(readout);
+    m_foregroundTitle->setObjectName(QStringLiteral("txtTitle"));
+    for (QLabel* l : {m_foregroundClass, m_foregroundTitle})
+        l->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto* readoutLayout = new QVBoxLayout(readout);
+    readoutLayout->setContentsMargins(8, 4, 8, 4);
+    readoutLayout->addWidget(new QLabel(QStringLiteral("当前窗口"), readout));
+    readoutLayout->addWidget(m_foregroundClass);
+    readoutLayout->addWidget(m_foregroundTitle);
+    auto* readoutAction = new QWidgetAction(menu);
+    readoutAction->setDefaultWidget(readout);
+    menu->addAction(readoutAction);
+    menuButton->setMenu(menu);
     // Management windows and user administration are for administrators only.
     m_manage->setEnabled(m_ctx.user.isAdministrator);
     m_users->setEnabled(m_ctx.user.isAdministrator);
@@ -242,6 +277,8 @@ QWidget* PanelWindow::buildTitleBar()
     tools->setContentsMargins(2, 0, 2, 0);
     tools->addWidget(m_top);
     tools->addStretch(1);
+    tools->addWidget(m_dockButton);
+    tools->addWidget(menuButton);
     tools->addWidget(m_manage);
     tools->addWidget(m_users);
     auto* layout = new QVBoxLayout(box);
@@ -354,8 +391,24 @@ void PanelWindow::activateEntry(const EntryRef& entry, bool onIcon, ClickSource 
     m_sender->perform(SendAction::forDoubleClick(entry, onIcon, source, m_ctx.settings));
 }
 
+void PanelWindow::startDocking()
+{
+    m_docking->start();
+}
+
+void PanelWindow::setTopMost(bool on)
+{
+    if (m_top->isChecked() != on)
+        m_top->setChecked(on);
+    else if (windowFlags().testFlag(Qt::WindowStaysOnTopHint) != on) {
+        setWindowFlag(Qt::WindowStaysOnTopHint, on);
+        show();
+    }
+}
+
 void PanelWindow::showPanel()
 {
+    m_docking->undock();
     showNormal();
     raise();
     activateWindow();
@@ -399,6 +452,10 @@ void PanelWindow::changeEvent(QEvent* event)
 
 bool PanelWindow::eventFilter(QObject* watched, QEvent* event)
 {
+    if (watched == m_logo && event->type() == QEvent::MouseButtonPress) {
+        m_docking->undock();
+        return false;
+    }
     if (watched == m_titleBar) {
         auto* e = static_cast<QMouseEvent*>(event);
         if (event->type() == QEvent::MouseButtonPress && e->button() == Qt::LeftButton) {
@@ -415,6 +472,8 @@ bool PanelWindow::eventFilter(QObject* watched, QEvent* event)
 
 void PanelWindow::resizeEvent(QResizeEvent* event)
 {
+    if (m_docking)
+        m_docking->controller().setPanelWidth(width());
     const int w = width();
     const int h = height();
     m_grips[0]->setGeometry(0, 0, GripSize, h - GripSize);

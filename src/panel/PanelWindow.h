@@ -12,6 +12,7 @@ class Desktop;
 class EdgeGrip;
 class InputWindowTracker;
 class ListPage;
+class PanelDocking;
 class QCheckBox;
 class QLabel;
 class QPushButton;
@@ -62,6 +63,12 @@ public:
     void showPanel();
     // Asks the exit question; on yes the panel's size is kept and the program ends.
     bool requestExit();
+    // Back to the position and size of the settings.
+    void placeOnScreen();
+    void setTopMost(bool on);
+    PanelDocking* docking() const { return m_docking; }
+    // Starts following chat windows (after the panel is shown).
+    void startDocking();
 
 signals:
     void viewRequested(SearchKind kind, qint64 id);
@@ -77,7 +84,6 @@ private:
     QWidget* buildTitleBar();
     void buildTray();
     void applyFontPreset();
-    void placeOnScreen();
     void showProblem(const QString& message);
     void rememberOnClick();
 
@@ -95,6 +101,11 @@ private:
     QueryPage* m_query = nullptr;
     QList<ListPage*> m_lists;
     QSystemTrayIcon* m_tray = nullptr;
+    PanelDocking* m_docking = nullptr;
+    QPushButton* m_dockButton = nullptr;
+    QLabel* m_logo = nullptr;
+    QLabel* m_foregroundClass = nullptr;
+    QLabel* m_foregroundTitle = nullptr;
     std::array<EdgeGrip*, 4> m_grips{};
     bool m_exiting = false;
     bool m_rolledUp = false;

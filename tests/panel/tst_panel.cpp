@@ -1,8 +1,10 @@
+#include "BottomQueryBar.h"
 #include "Dialogs.h"
 #include "EntryView.h"
 #include "FakeDesktop.h"
 #include "InputWindowTracker.h"
 #include "ListPage.h"
+#include "PanelDocking.h"
 #include "PanelWindow.h"
 #include "QueryPage.h"
 #include "SearchService.h"
@@ -109,6 +111,7 @@ private slots:
     void doubleClicksSendOrOpen();
     void queryPageSearchesAndCounts();
     void viewsInsteadOfSending();
+    void docksBesideTheChatWindow();
 };
 
 void TestPanel::showsItselfAsConfigured()
@@ -378,6 +381,47 @@ void TestPanel::viewsInsteadOfSending()
     QCOMPARE(views.last().at(1).toLongLong(), p.phrase);
     QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("untouched"));
     QVERIFY(p.desktop.keys().isEmpty());
+}
+
+void TestPanel::docksBesideTheChatWindow()
+{
+    Panel p;
+    p.desktop.addWindow({300, "WeChatMainWndForPC", "微信", QRect(100, 50, 700, 600), true, false});
+    p.window->startDocking();
+    auto* button = p.find<QPushButton>("btnXiFu");
+    QCOMPARE(button->text(), QStringLiteral("吸附"));
+    p.desktop.setForeground(300);
+    // Floating: the panel stays where it is, the query bar sits inside the chat window's bottom.
+    const QRect floating = p.window->geometry();
+    QTRY_VERIFY(p.window->docking()->bar()->isVisible());
+    QCOMPARE(p.window->geometry(), floating);
+    const double dpi = p.window->screen()->logicalDotsPerInch();
+    const int overlap = qRound(90 * dpi / 1440);
+    const QRect bar = p.window->docking()->bar()->geometry();
+    QCOMPARE(bar.left(), 100 + overlap);
+    QCOMPARE(bar.top(), 650 - overlap);
+    QCOMPARE(bar.width(), 700 - 2 * overlap);
+
+    QTest::mouseClick(button, Qt::LeftButton);
+    QCOMPARE(button->text(), QStringLiteral("悬停"));
+    QTRY_COMPARE(p.window->geometry().left(), 800 - overlap);
+    QCOMPARE(p.window->geometry().top(), 50 + overlap);
+
+    // It follows the chat window, and shows the window in front in its menu.
+    p.desktop.moveWindow(300, QRect(200, 80, 700, 600));
+    QTRY_COMPARE(p.window->geometry().left(), 900 - overlap);
+    QCOMPARE(p.find<QLabel>("txtTitle")->text(), QStringLiteral("标题：微信"));
+
+    // A minimised chat window takes the bar with it.
+    p.desktop.addWindow(
+        {300, "WeChatMainWndForPC", "微信", QRect(-32000, -32000, 160, 30), true, true});
+    p.desktop.moveWindow(300, QRect(-32000, -32000, 160, 30));
+    QTRY_VERIFY(!p.window->docking()->bar()->isVisible());
+
+    // The logo floats the panel again.
+    QTest::mouseClick(p.find<QLabel>("imgLogo"), Qt::LeftButton);
+    QCOMPARE(button->text(), QStringLiteral("吸附"));
+    QVERIFY(!p.window->docking()->dockSwitch().docked());
 }
 
 QTEST_MAIN(TestPanel)

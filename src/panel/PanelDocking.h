@@ -1,0 +1,60 @@
+#pragma once
+
+#include "ChatWindowList.h"
+#include "DockSwitch.h"
+#include "DockingController.h"
+
+#include <QObject>
+#include <QRect>
+#include <QTimer>
+
+class BottomQueryBar;
+class InputWindowTracker;
+class PanelWindow;
+class QPushButton;
+class QWidget;
+class SearchService;
+class Sender;
+class Settings;
+class Store;
+
+// The panel's side of docking: the dock button, following the chat window, the bottom query
+// bar, and the edge auto-hide of the floating panel.
+class PanelDocking : public QObject {
+    Q_OBJECT
+public:
+    PanelDocking(PanelWindow& panel, Desktop& desktop, Settings& settings, Store& store,
+                 SearchService& search, Sender& sender, InputWindowTracker& input,
+                 QPushButton* dockButton);
+    ~PanelDocking() override;
+
+    void start();
+    // The dock button.
+    void toggle();
+    // The logo, the tray action and showing from the tray float a docked panel again.
+    void undock();
+
+    BottomQueryBar* bar() const { return m_bar; }
+    DockingController& controller() { return m_controller; }
+    const DockSwitch& dockSwitch() const { return m_switch; }
+    QWidget* handle() const { return m_handle; }
+
+signals:
+    void foregroundInfo(const QString& className, const QString& title);
+
+private:
+    void setDocked(bool docked);
+    void checkEdge();
+    void updateEdgeTimer();
+
+    PanelWindow& m_panel;
+    Settings& m_settings;
+    ChatWindowList m_chats;
+    DockingController m_controller;
+    DockSwitch m_switch;
+    QPushButton* m_button;
+    BottomQueryBar* m_bar;
+    QWidget* m_handle;
+    QTimer m_edgeTimer;
+    QRect m_beforeHide;
+};
