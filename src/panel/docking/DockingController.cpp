@@ -117,8 +117,16 @@ void DockingController::step()
     const WindowInfo front = m_desktop.foregroundWindow();
     m_front = front.id;
     if (front.isValid()) {
-        if (DockGeometry::isOwnTitle(front.title))
+        if (DockGeometry::isOwnTitle(front.title)) {
+            // Our own window in front changes nothing, but a chat window that was minimised or
+            // closed meanwhile still takes the bar with it.
+            const WindowInfo chat =
+                m_target.window ? m_desktop.window(m_target.window) : WindowInfo{};
+            if (m_target.window &&
+                (!chat.isValid() || DockGeometry::isGone(chat) || DockGeometry::isMinimized(chat)))
+                concealBar();
             return;
+        }
         const bool readoutChanged =
             front.className != m_foreground.className || front.title != m_foreground.title;
         m_foreground = front;
