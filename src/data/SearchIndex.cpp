@@ -1,11 +1,33 @@
 #include "SearchIndex.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
 constexpr QChar FieldSeparator(u'\u0001');
 constexpr QChar EntrySeparator(u'\u0002');
+constexpr unsigned AsciiCount = 128;
+
+bool isAscii(QStringView text)
+{
+    return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < AsciiCount; });
+}
+
+unsigned bigram(char first, char second)
+{
+    return static_cast<unsigned char>(first) * AsciiCount + static_cast<unsigned char>(second);
+}
+
+quint32 bigram(QChar first, QChar second)
+{
+    return static_cast<quint32>(first.unicode()) << 16 | second.unicode();
+}
+
+std::u16string_view units(QStringView text)
+{
+    return {text.utf16(), static_cast<size_t>(text.size())};
+}
 
 } // namespace
 
@@ -22,28 +44,24 @@ QString SearchIndex::fold(QStringView text)
 
 void SearchIndex::clear()
 {
-    m_entries.clear();
-    m_textStart.clear();
-    m_text.clear();
-    m_names.clear();
-    m_byId.clear();
-    m_dead = 0;
+    *this = SearchIndex();
 }
 
 void SearchIndex::reserve(qsizetype entries, qsizetype characters)
 {
-    m_entries.reserve(static_cast<size_t>(entries));
-    m_textStart.reserve(static_cast<size_t>(entries) + 1);
-    m_text.reserve(characters);
-    m_names.reserve(characters / 2);
+    const auto n = static_cast<size_t>(entries);
+    m_entries.reserve(n);
+    m_ids.reserve(n);
+    m_alive.reserve(n);
+    m_folded.reserve(characters);
+    m_foldedStart.reserve(n + 1);
+    m_initialsStart.reserve(n + 1);
     m_byId.reserve(entries);
 }
 
 void SearchIndex::upsert(const Source& source)
 {
     remove(source.id);
-    if (m_textStart.empty())
-        m_textStart.push_back(0);
 
     Entry e;
     e.id = source.id;
@@ -52,18 +70,84 @@ void SearchIndex::upsert(const Source& source)
     e.serial = source.serial;
     e.commonSerial = source.commonSerial;
     e.common = source.common;
-    e.nameStart = m_names.size();
-    e.nameLength = source.name.size();
-    m_names += source.name;
+    append(e, source.name, fold(source.name));
 
-    m_text += fold(source.name);
-    m_text += FieldSeparator;
-    m_text += fold(source.pycode);
-    m_text += EntrySeparator;
-    m_textStart.push_back(m_text.size());
+    const QString initials = fold(source.pycode);
+    if (isAscii(initials)) {
+        const QByteArray bytes = initials.toLatin1();
+        appendAsciiInitials(std::string_view(bytes.constData(), static_cast<size_t>(bytes.size())));
+    } else {
+        appendOtherInitials(initials);
+    }
+}
 
-    m_byId.insert(source.id, static_cast<qsizetype>(m_entries.size()));
+void SearchIndex::append(const Entry& entry, QStringView name, QStringView foldedName)
+{
+    if (m_foldedStart.empty())
+        m_foldedStart.push_back(0);
+    const auto position = static_cast<quint32>(m_entries.size());
+    Entry e = entry;
+    e.nameLength = name.size();
+    // Most names, Chinese ones above all, fold to themselves and need no second copy.
+    e.nameIsFolded = name == foldedName;
+    if (e.nameIsFolded) {
+        e.nameStart = m_folded.size();
+    } else {
+        e.nameStart = m_names.size();
+        m_names += name;
+    }
+
+    m_folded += foldedName;
+    m_foldedStart.push_back(m_folded.size());
+    for (qsizetype i = 0; i < foldedName.size(); ++i) {
+        m_nameUnigrams[foldedName[i].unicode()].add(position);
+        if (i + 1 < foldedName.size())
+            m_nameBigrams[bigram(foldedName[i], foldedName[i + 1])].add(position);
+    }
+
+    m_byId.insert(e.id, position);
     m_entries.push_back(e);
+    m_ids.push_back(e.id);
+    m_alive.push_back(true);
+}
+
+void SearchIndex::appendAsciiInitials(std::string_view initials)
+{
+    if (m_initialsStart.empty()) {
+        m_initialsStart.push_back(0);
+        m_initialUnigrams.resize(AsciiCount);
+        m_initialBigrams.resize(AsciiCount * AsciiCount);
+    }
+    const auto position = static_cast<quint32>(m_entries.size() - 1);
+    m_initials += initials;
+    m_initialsStart.push_back(static_cast<qsizetype>(m_initials.size()));
+    for (size_t i = 0; i < initials.size(); ++i) {
+        m_initialUnigrams[static_cast<unsigned char>(initials[i])].add(position);
+        if (i + 1 < initials.size())
+            m_initialBigrams[bigram(initials[i], initials[i + 1])].add(position);
+    }
+}
+
+void SearchIndex::appendOtherInitials(const QString& initials)
+{
+    // An empty span in the ASCII buffer keeps the positions of both buffers in step.
+    appendAsciiInitials({});
+    m_otherInitials.emplace_back(static_cast<quint32>(m_entries.size() - 1), initials);
+}
+
+void SearchIndex::Postings::add(quint32 position)
+{
+    // Positions arrive in ascending order, so a repeat can only be the last one.
+    if (m_count > 0 && position == m_last)
+        return;
+    quint32 delta = position - m_last;
+    while (delta >= 0x80) {
+        m_bytes.push_back(static_cast<unsigned char>(delta | 0x80));
+        delta >>= 7;
+    }
+    m_bytes.push_back(static_cast<unsigned char>(delta));
+    m_last = position;
+    ++m_count;
 }
 
 void SearchIndex::remove(qint64 id)
@@ -71,7 +155,7 @@ void SearchIndex::remove(qint64 id)
     const auto it = m_byId.constFind(id);
     if (it == m_byId.constEnd())
         return;
-    m_entries[static_cast<size_t>(*it)].alive = false;
+    m_alive[static_cast<size_t>(*it)] = false;
     m_byId.erase(it);
     ++m_dead;
     compactIfWorthIt();
@@ -85,62 +169,136 @@ const SearchIndex::Entry* SearchIndex::find(qint64 id) const
 
 QString SearchIndex::name(const Entry& entry) const
 {
-    return m_names.mid(entry.nameStart, entry.nameLength);
+    return (entry.nameIsFolded ? m_folded : m_names).mid(entry.nameStart, entry.nameLength);
 }
 
-void SearchIndex::match(QStringView needle, const std::function<void(const Entry&)>& hit) const
+std::string_view SearchIndex::initials(quint32 position) const
 {
+    const qsizetype start = m_initialsStart[position];
+    return std::string_view(m_initials)
+        .substr(static_cast<size_t>(start),
+                static_cast<size_t>(m_initialsStart[position + 1] - start));
+}
+
+QStringView SearchIndex::foldedName(quint32 position) const
+{
+    const qsizetype start = m_foldedStart[position];
+    return QStringView(m_folded).mid(start, m_foldedStart[position + 1] - start);
+}
+
+std::vector<quint32> SearchIndex::match(QStringView needle) const
+{
+    std::vector<quint32> hits;
     if (needle.isEmpty()) {
-        for (const Entry& e : m_entries) {
-            if (e.alive)
-                hit(e);
+        hits.reserve(static_cast<size_t>(m_byId.size()));
+        for (size_t i = 0; i < m_entries.size(); ++i) {
+            if (m_alive[i])
+                hits.push_back(static_cast<quint32>(i));
         }
-        return;
+        return hits;
     }
-    const QStringView text(m_text);
-    qsizetype from = 0;
-    while (true) {
-        const qsizetype at = text.indexOf(needle, from);
-        if (at < 0)
+    std::vector<quint32> names;
+    matchNames(needle, names);
+    std::vector<quint32> initials;
+    matchInitials(needle, initials);
+    if (initials.empty())
+        return names;
+    if (names.empty())
+        return initials;
+    hits.reserve(names.size() + initials.size());
+    std::set_union(names.begin(), names.end(), initials.begin(), initials.end(),
+                   std::back_inserter(hits));
+    return hits;
+}
+
+void SearchIndex::matchNames(QStringView needle, std::vector<quint32>& hits) const
+{
+    const Postings* candidates = nullptr;
+    if (needle.size() == 1) {
+        const auto it = m_nameUnigrams.constFind(needle[0].unicode());
+        if (it == m_nameUnigrams.constEnd())
             return;
-        const auto next = std::upper_bound(m_textStart.begin(), m_textStart.end(), at);
-        const size_t entry = static_cast<size_t>(next - m_textStart.begin()) - 1;
-        if (m_entries[entry].alive)
-            hit(m_entries[entry]);
-        // One report per entry: continue with the next entry's text.
-        from = *next;
+        candidates = &*it;
     }
+    for (qsizetype i = 0; i + 1 < needle.size(); ++i) {
+        const auto it = m_nameBigrams.constFind(bigram(needle[i], needle[i + 1]));
+        // A pair that no name contains rules out every name.
+        if (it == m_nameBigrams.constEnd())
+            return;
+        if (!candidates || it->size() < candidates->size())
+            candidates = &*it;
+    }
+    // A list of one character or one pair holds exactly the entries that contain it.
+    const bool exact = needle.size() <= 2;
+    // Names are short: a plain search beats the set-up of QStringView's.
+    const std::u16string_view wanted = units(needle);
+    hits.reserve(candidates->size());
+    candidates->forEach([&](quint32 p) {
+        if (m_alive[p] && (exact || units(foldedName(p)).find(wanted) != wanted.npos))
+            hits.push_back(p);
+    });
+}
+
+void SearchIndex::matchInitials(QStringView needle, std::vector<quint32>& hits) const
+{
+    // Initials with a character beyond ASCII are rare: they are compared one by one, and only
+    // they can contain a needle that is not all ASCII.
+    if (!m_initialUnigrams.empty() && isAscii(needle)) {
+        const QByteArray bytes = needle.toLatin1();
+        const std::string_view wanted(bytes.constData(), static_cast<size_t>(bytes.size()));
+        const Postings* candidates = &m_initialUnigrams[static_cast<unsigned char>(wanted[0])];
+        for (size_t i = 0; i + 1 < wanted.size(); ++i) {
+            const Postings& list = m_initialBigrams[bigram(wanted[i], wanted[i + 1])];
+            if (i == 0 || list.size() < candidates->size())
+                candidates = &list;
+        }
+        // A list of one character or one pair holds exactly the entries that contain it.
+        const bool exact = wanted.size() <= 2;
+        hits.reserve(candidates->size());
+        candidates->forEach([&](quint32 p) {
+            if (m_alive[p] && (exact || initials(p).find(wanted) != std::string_view::npos))
+                hits.push_back(p);
+        });
+    }
+
+    std::vector<quint32> others;
+    for (const auto& [position, text] : m_otherInitials) {
+        if (m_alive[position] && text.contains(needle))
+            others.push_back(position);
+    }
+    if (others.empty())
+        return;
+    std::vector<quint32> merged;
+    merged.reserve(hits.size() + others.size());
+    std::merge(hits.begin(), hits.end(), others.begin(), others.end(), std::back_inserter(merged));
+    hits = std::move(merged);
 }
 
 void SearchIndex::compactIfWorthIt()
 {
-    // Replaced entries stay in the buffers until they are a quarter of the whole.
+    // Replaced entries stay in the buffers and lists until they are a quarter of the whole.
     if (m_dead < 1024 || m_dead * 4 < static_cast<qsizetype>(m_entries.size()))
         return;
-    std::vector<Entry> entries;
-    entries.reserve(m_entries.size() - static_cast<size_t>(m_dead));
-    std::vector<qsizetype> starts{0};
-    starts.reserve(entries.capacity() + 1);
-    QString text;
-    QString names;
-    text.reserve(m_text.size());
-    names.reserve(m_names.size());
-    m_byId.clear();
+    SearchIndex fresh;
+    const qsizetype live = m_byId.size();
+    fresh.reserve(live, m_folded.size());
+    fresh.m_names.reserve(m_names.size());
+    fresh.m_initials.reserve(m_initials.size());
+    auto other = m_otherInitials.cbegin();
     for (size_t i = 0; i < m_entries.size(); ++i) {
-        Entry e = m_entries[i];
-        if (!e.alive)
+        const Entry& e = m_entries[i];
+        while (other != m_otherInitials.cend() && other->first < i)
+            ++other;
+        if (!m_alive[i])
             continue;
-        text += QStringView(m_text).mid(m_textStart[i], m_textStart[i + 1] - m_textStart[i]);
-        starts.push_back(text.size());
-        const qsizetype nameStart = names.size();
-        names += QStringView(m_names).mid(e.nameStart, e.nameLength);
-        e.nameStart = nameStart;
-        m_byId.insert(e.id, static_cast<qsizetype>(entries.size()));
-        entries.push_back(e);
+        const QStringView folded = foldedName(static_cast<quint32>(i));
+        fresh.append(e,
+                     e.nameIsFolded ? folded : QStringView(m_names).mid(e.nameStart, e.nameLength),
+                     folded);
+        if (other != m_otherInitials.cend() && other->first == i)
+            fresh.appendOtherInitials(other->second);
+        else
+            fresh.appendAsciiInitials(initials(static_cast<quint32>(i)));
     }
-    m_entries = std::move(entries);
-    m_textStart = std::move(starts);
-    m_text = std::move(text);
-    m_names = std::move(names);
-    m_dead = 0;
+    *this = std::move(fresh);
 }

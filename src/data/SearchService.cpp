@@ -200,49 +200,56 @@ Result<void> SearchService::ensureCurrent(SearchKind kind)
     return load(kind, ids);
 }
 
-Result<QList<SearchHit>> SearchService::searchKind(SearchKind kind, QStringView needle,
-                                                   bool commonOnly, qint64 typeId)
+Result<void> SearchService::searchKind(SearchKind kind, QStringView needle, bool commonOnly,
+                                       qint64 typeId, std::vector<quint32>& found)
 {
     if (Result<void> r = ensureCurrent(kind); !r)
         return r.error();
     const SearchIndex& index = state(kind).index;
 
-    std::vector<const SearchIndex::Entry*> found;
-    index.match(needle, [&](const SearchIndex::Entry& e) {
-        if (commonOnly && !e.common)
-            return;
-        if (typeId != 0 && e.typeId != typeId)
-            return;
-        found.push_back(&e);
-    });
+    found = index.match(needle);
+    if (commonOnly || typeId != 0) {
+        std::erase_if(found, [&](quint32 p) {
+            const SearchIndex::Entry& e = index.at(p);
+            return (commonOnly && !e.common) || (typeId != 0 && e.typeId != typeId);
+        });
+    }
 
-    using E = const SearchIndex::Entry*;
+    // The hits come in the order the entries were added, which is usually by id already:
+    // sorting is needed only when that order is not the wanted one.
+    auto order = [&](auto less) {
+        if (!std::is_sorted(found.begin(), found.end(), less))
+            std::sort(found.begin(), found.end(), less);
+    };
+    auto idAscending = [&](quint32 a, quint32 b) { return index.id(a) < index.id(b); };
     switch (SortOrder::mode(m_settings.value(Setting::Sort))) {
     case SortOrder::Mode::IdAscending:
-        std::sort(found.begin(), found.end(), [](E a, E b) { return a->id < b->id; });
+        order(idAscending);
         break;
     case SortOrder::Mode::IdDescending:
-        std::sort(found.begin(), found.end(), [](E a, E b) { return a->id > b->id; });
+        if (std::is_sorted(found.begin(), found.end(), idAscending))
+            std::reverse(found.begin(), found.end());
+        else
+            order([&](quint32 a, quint32 b) { return index.id(a) > index.id(b); });
         break;
     case SortOrder::Mode::MostUsed:
-        std::sort(found.begin(), found.end(), [](E a, E b) {
-            return a->usetime != b->usetime ? a->usetime > b->usetime : a->id < b->id;
+        order([&](quint32 a, quint32 b) {
+            const SearchIndex::Entry& ea = index.at(a);
+            const SearchIndex::Entry& eb = index.at(b);
+            return ea.usetime != eb.usetime ? ea.usetime > eb.usetime : ea.id < eb.id;
         });
         break;
     case SortOrder::Mode::Custom:
-        std::sort(found.begin(), found.end(), [commonOnly](E a, E b) {
-            const int ka = commonOnly ? a->commonSerial : a->serial;
-            const int kb = commonOnly ? b->commonSerial : b->serial;
-            return ka != kb ? ka < kb : a->id < b->id;
+        order([&](quint32 a, quint32 b) {
+            const SearchIndex::Entry& ea = index.at(a);
+            const SearchIndex::Entry& eb = index.at(b);
+            const int ka = commonOnly ? ea.commonSerial : ea.serial;
+            const int kb = commonOnly ? eb.commonSerial : eb.serial;
+            return ka != kb ? ka < kb : ea.id < eb.id;
         });
         break;
     }
-
-    QList<SearchHit> hits;
-    hits.reserve(static_cast<qsizetype>(found.size()));
-    for (E e : found)
-        hits.append({kind, e->id});
-    return hits;
+    return {};
 }
 
 Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode mode, qint64 typeId)
@@ -294,12 +301,23 @@ Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode m
         break;
     }
 
-    QList<SearchHit> all;
-    for (SearchKind kind : kinds) {
-        Result<QList<SearchHit>> hits = searchKind(kind, needle, commonOnly, typeId);
-        if (!hits)
-            return hits.error();
-        all += hits.value();
+    // Every kind is matched first, so that the list is allocated once at its final size. A
+    // kind's search only ever updates its own index, so earlier kinds' positions stay valid.
+    std::vector<std::vector<quint32>> found(static_cast<size_t>(kinds.size()));
+    qsizetype total = 0;
+    for (qsizetype k = 0; k < kinds.size(); ++k) {
+        std::vector<quint32>& positions = found[static_cast<size_t>(k)];
+        if (Result<void> r = searchKind(kinds[k], needle, commonOnly, typeId, positions); !r)
+            return r.error();
+        total += static_cast<qsizetype>(positions.size());
+    }
+    QList<SearchHit> all(total);
+    SearchHit* out = all.data();
+    for (qsizetype k = 0; k < kinds.size(); ++k) {
+        const SearchKind kind = kinds[k];
+        const SearchIndex& index = state(kind).index;
+        for (quint32 p : found[static_cast<size_t>(k)])
+            *out++ = SearchHit{kind, index.id(p)};
     }
     return all;
 }

@@ -8,6 +8,7 @@
 #include <QSet>
 #include <array>
 #include <optional>
+#include <vector>
 
 class Settings;
 
@@ -71,8 +72,9 @@ private:
     Result<void> refreshExternalChanges();
     Result<void> ensureCurrent(SearchKind kind);
     Result<void> load(SearchKind kind, const QList<qint64>& ids);
-    Result<QList<SearchHit>> searchKind(SearchKind kind, QStringView needle, bool commonOnly,
-                                        qint64 typeId);
+    // The positions in the kind's index of its hits, filtered and in the list order.
+    Result<void> searchKind(SearchKind kind, QStringView needle, bool commonOnly, qint64 typeId,
+                            std::vector<quint32>& found);
 
     Store& m_store;
     const Settings& m_settings;
