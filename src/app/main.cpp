@@ -2,6 +2,7 @@
 #include "DesktopFactory.h"
 #include "Dialogs.h"
 #include "FontPreset.h"
+#include "HotKeyManager.h"
 #include "LoginWindow.h"
 #include "PanelWindow.h"
 #include "PlatformPaths.h"
@@ -83,6 +84,11 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
         {startup.root(), startup.settings(), startup.store(), search, *desktop, *user});
     QObject::connect(&panel, &PanelWindow::exitConfirmed, &app, &QApplication::quit,
                      Qt::QueuedConnection);
+    // The twelve hot keys belong to the panel; they paste into whatever window is in front.
+    auto* hotKeys =
+        new HotKeyManager(startup.settings(), startup.store(), *desktop, panel.sender(), &panel);
+    if (startup.settings().flag(Setting::StartHotKey))
+        hotKeys->enableAll();
     panel.show();
     panel.startDocking();
     return app.exec();

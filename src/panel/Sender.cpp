@@ -99,14 +99,16 @@ void Sender::recordUse(SearchKind kind, qint64 id)
         emit message(r.message());
 }
 
-void Sender::pasteClipboard(QMimeData* mime, bool paste)
+void Sender::pasteClipboard(QMimeData* mime, bool paste, bool toForeground)
 {
     QClipboard* clipboard = QGuiApplication::clipboard();
     clipboard->clear();
     clipboard->setMimeData(mime);
     if (!paste)
         return;
-    const InputWindowTracker::Target target = m_input.take();
+    InputWindowTracker::Target target = m_input.take();
+    if (toForeground)
+        target = {};
     if (!m_pasting) {
         emit pasteFinished(false, m_desktop.unavailableReason());
         return;
@@ -119,6 +121,13 @@ void Sender::sendText(const QString& text)
     auto* mime = new QMimeData;
     mime->setText(text);
     pasteClipboard(mime);
+}
+
+void Sender::sendTextToForeground(const QString& text)
+{
+    auto* mime = new QMimeData;
+    mime->setText(text);
+    pasteClipboard(mime, true, true);
 }
 
 void Sender::sendPicture(SearchKind kind, qint64 id, bool asFile, bool paste)

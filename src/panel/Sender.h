@@ -25,6 +25,9 @@ public:
     void perform(const SendAction& action);
 
     void sendText(const QString& text);
+    // For hot keys: the agent is typing in the window in front, so the paste goes there and
+    // any remembered window is forgotten.
+    void sendTextToForeground(const QString& text);
     // Knowledge ("W"/"K"/"C") or private ("P") pictures; png always goes as a file. With
     // `paste` false the picture or file is only put on the clipboard.
     void sendPicture(SearchKind kind, qint64 id, bool asFile, bool paste = true);
@@ -44,7 +47,7 @@ signals:
     void pasteFinished(bool ok, const QString& problem);
 
 private:
-    void pasteClipboard(QMimeData* mime, bool paste = true);
+    void pasteClipboard(QMimeData* mime, bool paste = true, bool toForeground = false);
     void countUse(const SendAction& action);
     PasteSequence::SendKey configuredSendKey() const;
 

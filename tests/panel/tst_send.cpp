@@ -69,6 +69,7 @@ private slots:
     void pasteKeysPerSendKey();
     void pasteWaitsForTheChatWindowAndReleasedModifiers();
     void failedStepSendsNothingAfterIt();
+    void hotKeyPastesIntoTheWindowInFront();
     void picturesAndFilesGoThroughTheCache();
     void useCountsPerTableAndStore();
     void opensLinksToolsAndViews();
@@ -242,6 +243,22 @@ void TestSend::failedStepSendsNothingAfterIt()
     rig.desktop.setHeldModifiers(0);
     QTRY_COMPARE(rig.desktop.pastes().size(), 1);
     QCOMPARE(rig.desktop.pastes().first().text, QStringLiteral("second"));
+}
+
+void TestSend::hotKeyPastesIntoTheWindowInFront()
+{
+    Rig rig; // the chat window 100 is remembered from a click into the panel
+    rig.desktop.addWindow({300, "Other", "另一个聊天", QRect(), true, false});
+    rig.desktop.setForeground(300);
+    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
+    rig.sender.sendTextToForeground("hot");
+    QTRY_COMPARE(done.count(), 1);
+    QVERIFY(rig.desktop.activations().isEmpty());
+    QCOMPARE(rig.desktop.pastes().first().target, WindowId(300));
+    // The remembered window is forgotten: a later double-click does not jump back to it.
+    rig.sender.sendText("next");
+    QTRY_COMPARE(done.count(), 2);
+    QVERIFY(rig.desktop.activations().isEmpty());
 }
 
 void TestSend::picturesAndFilesGoThroughTheCache()

@@ -1,0 +1,104 @@
+#include "HotKeyManager.h"
+
+#include "Desktop.h"
+#include "Dialogs.h"
+#include "RKHotKey.h"
+#include "Sender.h"
+#include "Settings.h"
+
+#include <QWidget>
+#include <utility>
+
+HotKeyManager::HotKeyManager(Settings& settings, Store& store, Desktop& desktop, Sender& sender,
+                             QWidget* panel)
+    : QObject(panel), m_settings(settings), m_store(store), m_desktop(desktop), m_sender(sender),
+      m_panel(panel)
+{
+    m_assignments.load(m_settings);
+    for (int n = 1; n <= HotKeyAssignments::Count; ++n) {
+        auto* control = new RKHotKey(m_desktop, panel);
+        control->setObjectName(QLatin1Char('K') + QString::number(n));
+        control->setIniFile(m_settings.filePath());
+        control->hide();
+        report(control->loadSettings());
+        connect(control, &RKHotKey::hotKeyPressed, this, [this, n] { press(n - 1); });
+        m_controls << control;
+    }
+}
+
+RKHotKey* HotKeyManager::control(int n) const
+{
+    if (n < 1 || n > m_controls.size())
+        return nullptr;
+    return m_controls.at(n - 1);
+}
+
+void HotKeyManager::enableAll()
+{
+    if (!m_desktop.isAvailable())
+        return;
+    // A control without a key has nothing to register; saving it already said so.
+    for (RKHotKey* control : std::as_const(m_controls)) {
+        if (control && control->keyCode() != 0)
+            control->setHotKeyEnabled(true);
+    }
+}
+
+void HotKeyManager::disableAll()
+{
+    for (RKHotKey* control : std::as_const(m_controls)) {
+        if (control)
+            control->setHotKeyEnabled(false);
+    }
+}
+
+void HotKeyManager::press(int index)
+{
+    const Result<QString> text = m_assignments.pressText(index, m_store, m_settings);
+    if (!text) {
+        report(text.error());
+        return;
+    }
+    if (text.value().isEmpty())
+        return;
+    m_sender.sendTextToForeground(text.value());
+}
+
+void HotKeyManager::suspend()
+{
+    m_suspended.clear();
+    for (int n = 1; n <= m_controls.size(); ++n) {
+        RKHotKey* c = control(n);
+        if (c && c->hotKeyEnabled()) {
+            m_suspended << n;
+            c->setHotKeyEnabled(false);
+        }
+    }
+}
+
+void HotKeyManager::resume()
+{
+    for (int n : std::exchange(m_suspended, {})) {
+        if (RKHotKey* c = control(n))
+            c->setHotKeyEnabled(true);
+    }
+}
+
+void HotKeyManager::applySaved()
+{
+    m_suspended.clear();
+    m_assignments.load(m_settings);
+    // All are given up before any is taken again, so that two keys may swap combinations.
+    disableAll();
+    for (RKHotKey* control : std::as_const(m_controls)) {
+        if (control)
+            report(control->loadSettings());
+    }
+    enableAll();
+}
+
+void HotKeyManager::report(const Result<void>& result)
+{
+    if (!result)
+        Dialogs::message(m_panel, result.message());
+}
