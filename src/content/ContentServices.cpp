@@ -1,0 +1,19 @@
+#include "ContentServices.h"
+
+#include "ContentLimits.h"
+
+ContentServices::ContentServices(const DataRoot& root, Settings& settings, Store& store,
+                                 Desktop& desktop, CurrentUser user)
+    : m_settings(settings), m_store(store), m_desktop(desktop), m_files(root.folder()),
+      m_writer(store, m_files), m_user(std::move(user))
+{}
+
+int ContentServices::pictureLimitMb() const
+{
+    return ContentLimits::pictureMb(m_settings);
+}
+
+int ContentServices::fileLimitMb() const
+{
+    return ContentLimits::fileMb(m_settings);
+}

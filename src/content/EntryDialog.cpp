@@ -1,0 +1,65 @@
+#include "EntryDialog.h"
+
+#include "ContentServices.h"
+#include "Dialogs.h"
+#include "EntryForm.h"
+#include "Settings.h"
+
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+EntryDialog::EntryDialog(const KindDescriptor& kind, ContentServices& services, Mode mode,
+                         const Row& row, bool fromQueryBar, QWidget* parent)
+    : FramelessDialog(parent), m_kind(kind), m_services(services), m_mode(mode),
+      m_form(new EntryForm(kind, services, this))
+{
+    setObjectName(m_kind.windowName(mode == Mode::New ? u"New"_s : u"Edit"_s));
+    setCaption(mode == Mode::New ? m_kind.newCaption() : m_kind.editCaption(fromQueryBar));
+    setMinimumWidth(460);
+    if (mode == Mode::Edit)
+        m_form->load(row);
+    bodyLayout()->addWidget(m_form);
+
+    auto* ok = new QPushButton(u"确定"_s, this);
+    ok->setObjectName(u"btnConfirm"_s);
+    auto* cancel = new QPushButton(u"取消"_s, this);
+    cancel->setObjectName(u"btnCancel"_s);
+    for (QPushButton* b : {ok, cancel}) {
+        b->setAutoDefault(false);
+        b->setMinimumWidth(80);
+    }
+    connect(ok, &QPushButton::clicked, this, &EntryDialog::confirm);
+    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
+    auto* commands = new QHBoxLayout;
+    commands->addStretch(1);
+    commands->addWidget(ok);
+    commands->addWidget(cancel);
+    bodyLayout()->addLayout(commands);
+}
+
+void EntryDialog::confirm()
+{
+    const bool editing = m_mode == Mode::Edit;
+    const Result<qint64> r = m_services.writer().save(
+        m_kind, m_form->values(), SaveContext{editing, !editing}, m_form->rowId());
+    if (!r) {
+        Dialogs::message(this, r.message());
+        return;
+    }
+    m_savedId = r.value();
+    emit saved(m_savedId);
+    const Settings& settings = m_services.settings();
+    if (settings.value(Setting::CloseMainNewEditPrompt) == u"0"_s)
+        Dialogs::message(this, editing ? u"编辑成功!"_s : u"新增成功!"_s);
+    if (editing || settings.value(Setting::MainNewAfterFlag) == u"1"_s) {
+        accept();
+        return;
+    }
+    m_form->clearName();
+    if (QLineEdit* name = m_form->nameBox())
+        name->setFocus();
+}

@@ -1,0 +1,946 @@
+#include "ContentWindows.h"
+#include "Dialogs.h"
+#include "EntryDialog.h"
+#include "EntryForm.h"
+#include "EntryViewWindow.h"
+#include "FakeDesktop.h"
+#include "IniFile.h"
+#include "KnowledgeTreeModel.h"
+#include "ManagementListWindow.h"
+#include "SendAction.h"
+#include "TestRoot.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QHeaderView>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSqlQuery>
+#include <QTreeWidget>
+
+// The management windows driven as a user drives them, offscreen: buttons clicked, boxes typed
+// into, questions answered through the dialog seam and files chosen through a fake picker.
+
+Q_DECLARE_METATYPE(ContentKind)
+Q_DECLARE_METATYPE(SearchKind)
+
+namespace {
+
+constexpr qint64 MB = 1024 * 1024;
+
+// Hands the windows a path instead of showing the system dialog, and remembers what was asked.
+struct FakePicker : FilePicker {
+    QString answer;
+    QString title;
+    QString filter;
+    int asked = 0;
+    QString openFile(QWidget*, const QString& t, const QString& f) override
+    {
+        ++asked;
+        title = t;
+        filter = f;
+        return answer;
+    }
+};
+
+struct Windows {
+    TestRoot root;
+    FakeDesktop desktop;
+    FakePicker picker;
+    std::unique_ptr<QWidget> owner = std::make_unique<QWidget>();
+    ContentWindows* windows = nullptr;
+
+    explicit Windows(bool admin = true)
+    {
+        windows = new ContentWindows(DataRoot(root.dir.path()), *root.settings, *root.store,
+                                     desktop, {"tester", admin}, owner.get());
+        windows->services().setPicker(&picker);
+        Dialogs::takeShown();
+    }
+
+    QString makeFile(const QString& name, qint64 size) const
+    {
+        const QString path = root.dir.filePath("in/" + name);
+        QDir().mkpath(root.dir.filePath("in"));
+        QFile f(path);
+        f.open(QIODevice::WriteOnly);
+        f.write(QByteArray(size, 'x'));
+        return path;
+    }
+    QString makePicture(const QString& name) const
+    {
+        QDir().mkpath(root.dir.filePath("in"));
+        QImage image(8, 6, QImage::Format_RGB32);
+        image.fill(Qt::red);
+        const QString path = root.dir.filePath("in/" + name);
+        image.save(path, "PNG");
+        return path;
+    }
+    void setIni(const QString& key, const QString& value)
+    {
+        IniFile ini(root.configPath());
+        QVERIFY(ini.load().ok());
+        QVERIFY(ini.writeIni("Set", key, value).ok());
+    }
+};
+
+QStringList shownTexts()
+{
+    QStringList out;
+    for (const ShownDialog& d : Dialogs::takeShown())
+        out << d.text;
+    return out;
+}
+
+template <class T = QWidget> T* child(QWidget* window, const QString& name)
+{
+    T* w = window->findChild<T*>(name);
+    if (!w)
+        qWarning("no %s in %s", qPrintable(name), qPrintable(window->objectName()));
+    return w;
+}
+
+void click(QWidget* window, const QString& button)
+{
+    QPushButton* b = child<QPushButton>(window, button);
+    QVERIFY(b);
+    b->click();
+}
+
+void type(QWidget* window, const QString& box, const QString& text)
+{
+    if (auto* line = window->findChild<QLineEdit*>(box)) {
+        line->setText(text);
+        return;
+    }
+    auto* plain = child<QPlainTextEdit>(window, box);
+    QVERIFY(plain);
+    plain->setPlainText(text);
+}
+
+void choose(QWidget* window, const QString& box, const QString& text)
+{
+    auto* combo = child<QComboBox>(window, box);
+    QVERIFY(combo);
+    const int at = combo->findText(text);
+    QVERIFY2(at >= 0, qPrintable(box + ": " + text));
+    combo->setCurrentIndex(at);
+}
+
+QStringList headers(QTreeWidget* list)
+{
+    QStringList out;
+    for (int c = 0; c < list->columnCount(); ++c)
+        out << list->headerItem()->text(c);
+    return out;
+}
+
+QStringList rowTexts(QTreeWidget* list, int row)
+{
+    QStringList out;
+    for (int c = 0; c < list->columnCount(); ++c)
+        out << list->topLevelItem(row)->text(c);
+    return out;
+}
+
+void clickCell(QTreeWidget* list, int row, int column)
+{
+    QTreeWidgetItem* item = list->topLevelItem(row);
+    const QRect r = list->visualItemRect(item);
+    const int x =
+        list->header()->sectionViewportPosition(column) + list->header()->sectionSize(column) / 2;
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(x, r.center().y()));
+}
+
+} // namespace
+
+class TestContentWindows : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase() { Dialogs::setRecording(true); }
+    void listWindowsCarryTheirNames_data();
+    void listWindowsCarryTheirNames();
+    void knowledgeListChecksInOrderThenSaves();
+    void listFiltersInPlace();
+    void commonColumnClickTogglesTheMark();
+    void bigCategoryDeleteFollowsTypeDelMode();
+    void categoryDeletesRefuseOrCascade_data();
+    void categoryDeletesRefuseOrCascade();
+    void newDialogFollowsItsSettings();
+    void editDialogsWordTheirOwnWay();
+    void racedNameInADialogGetsTheDuplicateMessage();
+    void picturesAreTakenBySize();
+    void storedPictureIsShownAndOpened();
+    void filesAreTakenBySizeAndNamed();
+    void fileEditKeepsBytesAndExportReports();
+    void toolPathsAreChosenCheckedAndOpened();
+    void affairsEnableTheirAddress();
+    void viewWindowsCopy_data();
+    void viewWindowsCopy();
+    void panelEntryPoints();
+};
+
+void TestContentWindows::listWindowsCarryTheirNames_data()
+{
+    QTest::addColumn<ContentKind>("kind");
+    QTest::addColumn<QString>("window");
+    QTest::addColumn<QStringList>("columns");
+    QTest::addColumn<QStringList>("controls");
+    const QStringList category{"编号", "名称"};
+    QTest::newRow("big") << ContentKind::BigCategory << "frmGoodsType" << category
+                         << QStringList{"txtName", "btnAdd", "btnEdit", "btnDel", "btnQuery"};
+    QTest::newRow("small") << ContentKind::SmallCategory << "frmGoods"
+                           << QStringList{"编号", "名称", "大类"}
+                           << QStringList{"cbGoodsType", "txtName", "btnGoodsQuery"};
+    QTest::newRow("knowledge") << ContentKind::Knowledge << "frmKnowledge"
+                               << QStringList{"编号",     "标题",     "描述",
+                                              "所属大类", "所属小类", "常用"}
+                               << QStringList{"cbGoodsType", "cbGoods",   "txtCaption",
+                                              "txtDescribe", "chkCommon", "imgPhoto",
+                                              "lblView",     "lblClear",  "btnCreateFullPic",
+                                              "ListView1"};
+    QTest::newRow("affairs") << ContentKind::Affair << "frmAffairs"
+                             << QStringList{"编号", "标题", "描述", "启用网址", "网址"}
+                             << QStringList{"txtCaption", "txtDescribe",   "chkUseUrl",
+                                            "txtUrl",     "btnAffairsAdd", "btnAffairsEdit"};
+    QTest::newRow("couriers") << ContentKind::Courier << "frmExpress"
+                              << QStringList{"编号", "名称", "网址"}
+                              << QStringList{"txtName", "txtUrl"};
+    QTest::newRow("phrases") << ContentKind::Simple << "frmSimple"
+                             << QStringList{"编号", "内容", "分类"} << QStringList{"cbType"};
+    QTest::newRow("tools") << ContentKind::Tools << "frmTools"
+                           << QStringList{"编号", "名称", "路径", "类型", "描述", "分类"}
+                           << QStringList{"txtPath", "btnSelect", "chkExtName", "btnOpenPath"};
+    QTest::newRow("files") << ContentKind::File << "frmFile"
+                           << QStringList{"编号", "名称", "描述", "分类", "类型"}
+                           << QStringList{"btnSelect", "btnClear", "chkExtName", "btnExportFle"};
+    QTest::newRow("private") << ContentKind::Personal << "frmPersonal"
+                             << QStringList{"编号", "标题", "描述", "所属分类"}
+                             << QStringList{"cbType", "imgPhoto", "btnCreateFullPic"};
+    for (const char* stem : {"SimpleType", "FileType", "ToolsType", "PersonalType"}) {
+        const ContentKind kind = QByteArray(stem) == "SimpleType"  ? ContentKind::SimpleType
+                                 : QByteArray(stem) == "FileType"  ? ContentKind::FileType
+                                 : QByteArray(stem) == "ToolsType" ? ContentKind::ToolsType
+                                                                   : ContentKind::PersonalType;
+        QTest::newRow(stem) << kind << QString("frm") + stem << category
+                            << QStringList{"txtName", "lblCount"};
+    }
+}
+
+void TestContentWindows::listWindowsCarryTheirNames()
+{
+    QFETCH(ContentKind, kind);
+    QFETCH(QString, window);
+    QFETCH(QStringList, columns);
+    QFETCH(QStringList, controls);
+    Windows w;
+    ManagementListWindow* list = w.windows->openManagementList(kind);
+    QVERIFY(list);
+    QCOMPARE(list->objectName(), window);
+    QVERIFY(list->isVisible());
+    QCOMPARE(headers(list->list()), columns);
+    for (const QString& name : controls)
+        QVERIFY2(list->findChild<QWidget*>(name), qPrintable(name));
+    QCOMPARE(child<QLabel>(list, "lblCount")->text(), QString("数量：0"));
+    // Asked again, the open window is raised rather than doubled.
+    QCOMPARE(w.windows->openManagementList(kind), list);
+}
+
+void TestContentWindows::knowledgeListChecksInOrderThenSaves()
+{
+    Windows w;
+    const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+    w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+    w.root.add(Table::Type, {{"name", "电脑"}, {"itemid", 2}});
+    ManagementListWindow* win = w.windows->openManagementList(ContentKind::Knowledge);
+    QCOMPARE(child<QComboBox>(win, "cbGoodsType")->itemText(0), QString("请选择大类"));
+    QCOMPARE(child<QComboBox>(win, "cbGoods")->count(), 1);
+
+    click(win, "btnEdit");
+    QCOMPARE(shownTexts(), QStringList{"请选择要编辑的记录!"});
+    const QList<std::pair<QString, std::function<void()>>> steps = {
+        {"请选择大类!", [&] { choose(win, "cbGoodsType", "手机"); }},
+        {"请选择小类!", [&] { choose(win, "cbGoods", "华为"); }},
+        {"请输入标题!", [&] { type(win, "txtCaption", "退货流程"); }},
+        {"请输入描述!", [&] { type(win, "txtDescribe", "七天无理由"); }},
+    };
+    type(win, "txtCaption", "  ");
+    for (const auto& [message, fix] : steps) {
+        click(win, "btnAdd");
+        QCOMPARE(shownTexts(), QStringList{message});
+        fix();
+    }
+    // Switching the big category refills the small ones.
+    choose(win, "cbGoodsType", "电脑");
+    QCOMPARE(child<QComboBox>(win, "cbGoods")->count(), 1);
+    choose(win, "cbGoodsType", "手机");
+    choose(win, "cbGoods", "华为");
+    click(win, "btnAdd");
+    QCOMPARE(shownTexts(), QStringList{"新增成功!"});
+    QCOMPARE(child<QLabel>(win, "lblCount")->text(), QString("数量：1"));
+    QCOMPARE(rowTexts(win->list(), 0).mid(1),
+             (QStringList{"退货流程", "七天无理由", "手机", "华为", ""}));
+    QCOMPARE(child<QLineEdit>(win, "txtId")->text(), QString::number(win->selectedId()));
+
+    type(win, "txtCaption", "退货流程");
+    click(win, "btnAdd");
+    QCOMPARE(shownTexts(), QStringList{"此标题已经存在!"});
+    type(win, "txtCaption", "退货须知 FAQ");
+    click(win, "btnEdit");
+    QCOMPARE(shownTexts(), QStringList{"编辑成功!"});
+    QCOMPARE(win->list()->topLevelItem(0)->text(1), QString("退货须知 FAQ"));
+    QCOMPARE(w.root.store->count(Table::Knowledge).value(), 1);
+    // Typing filters what was last read, the edit included.
+    auto* caption = child<QLineEdit>(win, "txtCaption");
+    caption->clear();
+    QTest::keyClicks(caption, "faq");
+    QCOMPARE(win->list()->topLevelItemCount(), 1);
+    QTest::keyClicks(caption, "x");
+    QCOMPARE(win->list()->topLevelItemCount(), 0);
+}
+
+void TestContentWindows::listFiltersInPlace()
+{
+    Windows w;
+    const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+    const qint64 small = w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+    const qint64 other = w.root.add(Table::Goods, {{"name", "小米"}, {"typeid", big}});
+    w.root.add(Table::Knowledge, {{"name", "Return policy"}, {"goodsid", small}, {"typeid", big}});
+    w.root.add(Table::Knowledge,
+               {{"name", "退货 return"}, {"goodsid", other}, {"typeid", big}, {"commonflag", 1}});
+    w.root.add(Table::Knowledge, {{"name", "发货"}, {"goodsid", other}, {"typeid", big}});
+    ManagementListWindow* win = w.windows->openManagementList(ContentKind::Knowledge);
+    QCOMPARE(win->list()->topLevelItemCount(), 3);
+
+    // Typing filters by the name alone, at once.
+    auto* caption = child<QLineEdit>(win, "txtCaption");
+    caption->setFocus();
+    QTest::keyClicks(caption, "RETURN");
+    QCOMPARE(win->list()->topLevelItemCount(), 2);
+    QCOMPARE(child<QLabel>(win, "lblCount")->text(), QString("数量：2"));
+    choose(win, "cbGoodsType", "手机");
+    choose(win, "cbGoods", "小米");
+    click(win, "btnQuery");
+    QCOMPARE(win->list()->topLevelItemCount(), 1);
+    QCOMPARE(win->list()->topLevelItem(0)->text(1), QString("退货 return"));
+    caption->clear();
+    child<QCheckBox>(win, "chkCommon")->setChecked(true);
+    click(win, "btnQuery");
+    QCOMPARE(win->list()->topLevelItemCount(), 1);
+    child<QCheckBox>(win, "chkCommon")->setChecked(false);
+    click(win, "btnQuery");
+    QCOMPARE(win->list()->topLevelItemCount(), 2);
+
+    w.root.add(Table::Type, {{"name", "Express A"}, {"itemid", 4}, {"url", "https://a.example"}});
+    w.root.add(Table::Type, {{"name", "Express B"}, {"itemid", 4}, {"url", "https://b.example"}});
+    ManagementListWindow* couriers = w.windows->openManagementList(ContentKind::Courier);
+    type(couriers, "txtName", "express b");
+    click(couriers, "btnQuery");
+    QCOMPARE(couriers->list()->topLevelItemCount(), 1);
+    QCOMPARE(rowTexts(couriers->list(), 0).mid(1), (QStringList{"Express B", "https://b.example"}));
+}
+
+void TestContentWindows::commonColumnClickTogglesTheMark()
+{
+    Windows w;
+    const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+    const qint64 small = w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+    const qint64 k =
+        w.root.add(Table::Knowledge, {{"name", "退货"}, {"goodsid", small}, {"typeid", big}});
+    ManagementListWindow* win = w.windows->openManagementList(ContentKind::Knowledge);
+    QVERIFY(QTest::qWaitForWindowExposed(win));
+    auto common = [&] {
+        return w.root.store->row(Table::Knowledge, k).value()->value("commonflag");
+    };
+
+    clickCell(win->list(), 0, 1);
+    QCOMPARE(common().toInt(), 0);
+    clickCell(win->list(), 0, 5);
+    QCOMPARE(common().toInt(), 1);
+    QCOMPARE(win->list()->topLevelItem(0)->text(5), QString("√"));
+    QVERIFY(child<QCheckBox>(win, "chkCommon")->isChecked());
+    clickCell(win->list(), 0, 5);
+    QCOMPARE(common().toInt(), 0);
+    QCOMPARE(win->list()->topLevelItem(0)->text(5), QString());
+    // The edit writes the mark as the form now shows it, not as it was loaded.
+    click(win, "btnEdit");
+    QCOMPARE(common().toInt(), 0);
+}
+
+void TestContentWindows::bigCategoryDeleteFollowsTypeDelMode()
+{
+    Windows w;
+    const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+    const qint64 small = w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+    const qint64 k =
+        w.root.add(Table::Knowledge, {{"name", "退货"}, {"goodsid", small}, {"commonflag", 1}});
+    const qint64 empty = w.root.add(Table::Type, {{"name", "空类"}, {"itemid", 2}});
+    KnowledgeTreeModel tree(*w.root.store);
+    tree.reload();
+    tree.fetchMore(tree.indexForKey("I2"));
+    tree.fetchMore(tree.indexForKey(QString("T%1").arg(big)));
+    tree.fetchMore(tree.indexForKey(QString("G%1").arg(small)));
+    tree.fetchMore(tree.indexForKey("I1"));
+    QVERIFY(tree.indexForKey(QString("C%1").arg(k)).isValid());
+
+    ManagementListWindow* win = w.windows->openManagementList(ContentKind::BigCategory);
+    click(win, "btnDel");
+    QCOMPARE(shownTexts(), QStringList{"请选择要删除的大类!"});
+
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "0").ok());
+    QVERIFY(win->selectRow(big));
+    click(win, "btnDel");
+    QCOMPARE(shownTexts(), QStringList{"请先删除此大类下所有的小类!"});
+    QCOMPARE(w.root.store->count(Table::Goods).value(), 1);
+
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "1").ok());
+    Dialogs::queueAnswer(false);
+    click(win, "btnDel");
+    QList<ShownDialog> shown = Dialogs::takeShown();
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(shown.first().kind, DialogKind::Confirm);
+    QCOMPARE(shown.first().text,
+             QString("此大类下的所有的小类包括记录将被\r\n一起删除,您确定要删除此大类吗?"));
+    QCOMPARE(w.root.store->count(Table::Knowledge).value(), 1);
+
+    Dialogs::queueAnswer(true);
+    click(win, "btnDel");
+    Dialogs::takeShown();
+    QCOMPARE(w.root.store->count(Table::Goods).value(), 0);
+    QCOMPARE(w.root.store->count(Table::Knowledge).value(), 0);
+    QCOMPARE(win->list()->topLevelItemCount(), 1);
+    QCOMPARE(child<QLabel>(win, "lblCount")->text(), QString("数量：1"));
+    QCOMPARE(child<QLineEdit>(win, "txtId")->text(), QString());
+    QCOMPARE(child<QLineEdit>(win, "txtName")->text(), QString());
+    QVERIFY(!child<QPushButton>(win, "btnDel")->isEnabled());
+    // The panel's tree follows the store, the common list included.
+    QTRY_VERIFY(!tree.indexForKey(QString("T%1").arg(big)).isValid());
+    QTRY_VERIFY(!tree.indexForKey(QString("C%1").arg(k)).isValid());
+
+    // An empty category is asked about plainly in either mode.
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "0").ok());
+    QVERIFY(win->selectRow(empty));
+    QVERIFY(child<QPushButton>(win, "btnDel")->isEnabled());
+    Dialogs::queueAnswer(true);
+    click(win, "btnDel");
+    QCOMPARE(shownTexts(), QStringList{"您确认要删除此大类吗?"});
+    QCOMPARE(w.root.store->count(Table::Type).value(), 0);
+}
+
+void TestContentWindows::categoryDeletesRefuseOrCascade_data()
+{
+    QTest::addColumn<ContentKind>("kind");
+    QTest::addColumn<QString>("refusal");
+    QTest::addColumn<QString>("question");
+    QTest::newRow("small") << ContentKind::SmallCategory << "请先删除此小类下的所有记录!"
+                           << "此小类下的所有记录将被一起删除,\r\n您确定要删除此小类吗?";
+    const QString refusal = "请先删除此分类下所有的记录!";
+    const QString question = "此分类下的所有的记录将被\r\n一起删除,您确定要删除此分类吗?";
+    for (ContentKind k : {ContentKind::SimpleType, ContentKind::FileType, ContentKind::ToolsType,
+                          ContentKind::PersonalType})
+        QTest::newRow(qPrintable(Kinds::descriptor(k).stem)) << k << refusal << question;
+}
+
+void TestContentWindows::categoryDeletesRefuseOrCascade()
+{
+    QFETCH(ContentKind, kind);
+    QFETCH(QString, refusal);
+    QFETCH(QString, question);
+    Windows w;
+    const KindDescriptor& d = Kinds::descriptor(kind);
+    const KindDescriptor& rows = Kinds::descriptor(*d.children);
+    Row parent{{"name", "分类"}};
+    if (kind == ContentKind::SmallCategory)
+        parent.insert("typeid", w.root.add(Table::Type, {{"name", "大"}, {"itemid", 2}}));
+    const qint64 id = w.root.add(d.table, parent);
+    const QString link = kind == ContentKind::SmallCategory ? "goodsid" : "typeid";
+    w.root.add(rows.table, {{"name", "一"}, {link, id}});
+    w.root.add(rows.table, {{"name", "二"}, {link, id}});
+
+    ManagementListWindow* win = w.windows->openManagementList(kind);
+    click(win, "btnEdit");
+    QCOMPARE(shownTexts(), QStringList{d.selectToEdit});
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "0").ok());
+    QVERIFY(win->selectRow(id));
+    click(win, "btnDel");
+    QCOMPARE(shownTexts(), QStringList{refusal});
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "1").ok());
+    Dialogs::queueAnswer(true);
+    click(win, "btnDel");
+    QCOMPARE(shownTexts(), QStringList{question});
+    QCOMPARE(w.root.store->count(rows.table).value(), 0);
+    QCOMPARE(w.root.store->count(d.table).value(), 0);
+}
+
+void TestContentWindows::newDialogFollowsItsSettings()
+{
+    Windows w;
+    w.root.add(Table::SimpleType, {{"name", "问候"}});
+    EntryDialog* dialog = w.windows->openNew(ContentKind::Simple);
+    QVERIFY(dialog);
+    QCOMPARE(dialog->objectName(), QString("frmSimpleNew"));
+    QCOMPARE(dialog->windowTitle(), QString("简洁-新增"));
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"内容不能为空!"});
+    type(dialog, "txtContent", "亲，您好");
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"请选择分类!"});
+    choose(dialog, "cbType", "问候");
+    // Defaults: no report, and the dialog stays for the next phrase with the name box emptied.
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList());
+    QVERIFY(dialog->isVisible());
+    QCOMPARE(child<QLineEdit>(dialog, "txtContent")->text(), QString());
+    QCOMPARE(child<QComboBox>(dialog, "cbType")->currentText(), QString("问候"));
+    const qint64 first = dialog->savedId();
+    QCOMPARE(w.root.store->row(Table::Simple, first).value()->value("name").toString(),
+             QString("亲，您好"));
+
+    QVERIFY(w.root.settings->setValue(Setting::CloseMainNewEditPrompt, "0").ok());
+    QVERIFY(w.root.settings->setValue(Setting::MainNewAfterFlag, "1").ok());
+    type(dialog, "txtContent", "再见");
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"新增成功!"});
+    QCOMPARE(dialog->result(), int(QDialog::Accepted));
+    QVERIFY(!dialog->isVisible());
+
+    // Opened from a small category of the panel, the pickers come chosen.
+    const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+    const qint64 small = w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+    EntryDialog* k =
+        w.windows->openNew(ContentKind::Knowledge, {{"typeid", big}, {"goodsid", small}});
+    QCOMPARE(k->objectName(), QString("frmKnowledgeNew"));
+    QCOMPARE(child<QComboBox>(k, "cbGoodsType")->currentText(), QString("手机"));
+    QCOMPARE(child<QComboBox>(k, "cbGoods")->currentText(), QString("华为"));
+}
+
+void TestContentWindows::editDialogsWordTheirOwnWay()
+{
+    Windows w;
+    const qint64 id =
+        w.root.add(Table::Type, {{"name", "顺丰"}, {"itemid", 4}, {"url", "https://sf.example"}});
+    EntryDialog* bar = w.windows->openEdit(ContentKind::Courier, id, true);
+    QCOMPARE(bar->objectName(), QString("frmExpressEdit"));
+    QCOMPARE(bar->windowTitle(), QString("快递-底部查询-编辑"));
+    QCOMPARE(child<QLineEdit>(bar, "txtUrl")->text(), QString("https://sf.example"));
+    type(bar, "txtUrl", " ");
+    click(bar, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"网址不能为空!"});
+    bar->reject();
+
+    QVERIFY(w.root.settings->setValue(Setting::CloseMainNewEditPrompt, "0").ok());
+    EntryDialog* edit = w.windows->openEdit(ContentKind::Courier, id);
+    QCOMPARE(edit->windowTitle(), QString("快递-编辑"));
+    type(edit, "txtName", "顺丰速运");
+    click(edit, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"编辑成功!"});
+    QCOMPARE(edit->result(), int(QDialog::Accepted));
+    QCOMPARE(w.root.store->row(Table::Type, id).value()->value("name").toString(),
+             QString("顺丰速运"));
+
+    EntryDialog* add = w.windows->openNew(ContentKind::Courier);
+    type(add, "txtName", "圆通");
+    click(add, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"请输入网址!"});
+
+    const qint64 knowledge = w.root.add(Table::Knowledge, {{"name", "退货"}});
+    QCOMPARE(w.windows->openEdit(ContentKind::Knowledge, knowledge, true)->windowTitle(),
+             QString("知识库-底部查询-编辑"));
+    QCOMPARE(w.windows->openEdit(ContentKind::Personal, 999), nullptr);
+    QCOMPARE(shownTexts(), QStringList{"此记录已不存在!"});
+}
+
+void TestContentWindows::racedNameInADialogGetsTheDuplicateMessage()
+{
+    Windows w;
+    QSqlQuery q(w.root.store->database(StoreId::Assistant));
+    QVERIFY(q.exec("CREATE TRIGGER other_seat BEFORE INSERT ON type WHEN NEW.name = '地址' "
+                   "BEGIN INSERT INTO type(name, itemid, username) VALUES ('地址', 3, 'o'); END"));
+    EntryDialog* dialog = w.windows->openNew(ContentKind::Affair);
+    type(dialog, "txtCaption", "地址");
+    type(dialog, "txtDescribe", "杭州");
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"此标题已经存在!"});
+    QVERIFY(dialog->isVisible());
+    QCOMPARE(child<QLineEdit>(dialog, "txtCaption")->text(), QString("地址"));
+}
+
+void TestContentWindows::picturesAreTakenBySize()
+{
+    Windows w;
+    const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+    const qint64 small = w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+    EntryDialog* dialog =
+        w.windows->openNew(ContentKind::Knowledge, {{"typeid", big}, {"goodsid", small}});
+    auto* photo = child<QLabel>(dialog, "imgPhoto");
+    QTest::mouseClick(photo, Qt::LeftButton);
+    QCOMPARE(w.picker.asked, 1);
+    QCOMPARE(w.picker.title, QString("打开"));
+    QCOMPARE(
+        w.picker.filter,
+        QString(
+            "图片文件(*.jpg;*.jpeg)|*.jpg;*.jpeg|图片文件(*.gif;*.bmp;*.png)|*.gif;*.bmp;*.png"));
+    QCOMPARE(shownTexts(), QStringList());
+
+    w.picker.answer = w.makeFile("big.jpg", qint64(5.6 * MB));
+    QTest::mouseClick(photo, Qt::LeftButton);
+    QCOMPARE(shownTexts(), QStringList{"图片不能大于5M！"});
+    w.picker.answer = w.makeFile("fits.jpeg", qint64(5.4 * MB));
+    QTest::mouseClick(photo, Qt::LeftButton);
+    QCOMPARE(shownTexts(), QStringList());
+    type(dialog, "txtCaption", "大图");
+    type(dialog, "txtDescribe", "说明");
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList());
+    const qint64 id = dialog->savedId();
+    QCOMPARE(w.root.store->blob(Table::Knowledge, id).value()->size(), qint64(5.4 * MB));
+    QCOMPARE(w.root.store->row(Table::Knowledge, id).value()->value("extname").toString(),
+             QString("jpeg"));
+
+    // The limit is read from the configuration each time.
+    w.setIni("PicMaxSize", "6");
+    w.picker.answer = w.makeFile("big.jpg", qint64(5.6 * MB));
+    QTest::mouseClick(photo, Qt::LeftButton);
+    QCOMPARE(shownTexts(), QStringList());
+    QTest::mouseClick(child<QLabel>(dialog, "lblClear"), Qt::LeftButton);
+    type(dialog, "txtCaption", "无图");
+    click(dialog, "btnConfirm");
+    QVERIFY(!w.root.store->blob(Table::Knowledge, dialog->savedId()).value());
+}
+
+void TestContentWindows::storedPictureIsShownAndOpened()
+{
+    Windows w;
+    const qint64 category = w.root.add(Table::PersonalType, {{"name", "备忘"}});
+    QFile png(w.makePicture("p.png"));
+    QVERIFY(png.open(QIODevice::ReadOnly));
+    const QByteArray bytes = png.readAll();
+    const qint64 id = w.root.add(Table::Personal, {{"name", "便签"},
+                                                   {"description", "内容"},
+                                                   {"typeid", category},
+                                                   {"pic", bytes},
+                                                   {"extname", "png"}});
+    EntryDialog* edit = w.windows->openEdit(ContentKind::Personal, id);
+    QCOMPARE(edit->windowTitle(), QString("私人知识-编辑"));
+    const QString copy = w.root.dir.filePath(QString("ppic/%1.png").arg(id));
+    QVERIFY(QFile::exists(copy));
+    QVERIFY(!child<QLabel>(edit, "imgPhoto")->pixmap().isNull());
+    QTest::mouseClick(child<QLabel>(edit, "lblView"), Qt::LeftButton);
+    QCOMPARE(w.desktop.openedPaths(), QStringList{copy});
+
+    // An edit that leaves the picture alone keeps it.
+    type(edit, "txtDescribe", "新内容");
+    click(edit, "btnConfirm");
+    QCOMPARE(w.root.store->blob(Table::Personal, id).value(), std::optional<QByteArray>(bytes));
+
+    // A newly chosen picture opens from where it was chosen.
+    EntryDialog* again = w.windows->openEdit(ContentKind::Personal, id);
+    w.picker.answer = w.makePicture("q.png");
+    QTest::mouseClick(child<QLabel>(again, "imgPhoto"), Qt::LeftButton);
+    QTest::mouseClick(child<QLabel>(again, "lblView"), Qt::LeftButton);
+    QCOMPARE(w.desktop.openedPaths().last(), w.picker.answer);
+}
+
+void TestContentWindows::filesAreTakenBySizeAndNamed()
+{
+    Windows w;
+    w.root.add(Table::FileType, {{"name", "资料"}});
+    w.setIni("FileMaxSize", "1");
+    EntryDialog* dialog = w.windows->openNew(ContentKind::File);
+    QCOMPARE(child<QLabel>(dialog, "lblFile")->text(), QString("无"));
+    QVERIFY(child<QCheckBox>(dialog, "chkExtName")->isChecked());
+
+    w.picker.answer = w.makeFile("empty.txt", 0);
+    click(dialog, "btnSelect");
+    QCOMPARE(w.picker.title, QString("选择文件"));
+    QVERIFY(w.picker.filter.startsWith("所有文件(*.*)|*.*|Word文件(*.docx;*.doc)"));
+    QVERIFY(w.picker.filter.endsWith("|文本文件(*.txt)|*.txt|可执行文件(*.exe)|*.exe"));
+    QCOMPARE(shownTexts(), QStringList{"文件内容不能为空！"});
+    w.picker.answer = w.makeFile("large.pdf", qint64(1.6 * MB));
+    click(dialog, "btnSelect");
+    QCOMPARE(shownTexts(), QStringList{"文件不能大于1M！"});
+    QCOMPARE(child<QLineEdit>(dialog, "txtName")->text(), QString());
+
+    w.picker.answer = w.makeFile("报价单.v2.xlsx", qint64(1.4 * MB));
+    click(dialog, "btnSelect");
+    QCOMPARE(shownTexts(), QStringList());
+    QCOMPARE(child<QLineEdit>(dialog, "txtName")->text(), QString("报价单.v2.xlsx"));
+    child<QCheckBox>(dialog, "chkExtName")->setChecked(false);
+    QCOMPARE(w.root.settings->value(Setting::FileTitleExtName), QString("0"));
+    click(dialog, "btnSelect");
+    QCOMPARE(child<QLineEdit>(dialog, "txtName")->text(), QString("报价单.v2"));
+    QCOMPARE(child<QLabel>(dialog, "lblFile")->text(), QDir::toNativeSeparators(w.picker.answer));
+
+    click(dialog, "btnClear");
+    QCOMPARE(child<QLabel>(dialog, "lblFile")->text(), QString("无"));
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"请选择文件!"});
+    click(dialog, "btnSelect");
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"请选择分类!"});
+    choose(dialog, "cbType", "资料");
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList());
+    const Row row = *w.root.store->row(Table::File, dialog->savedId()).value();
+    QCOMPARE(row.value("extname").toString(), QString("xlsx"));
+    QCOMPARE(row.value("filedesc").toString(), QString("无"));
+    QCOMPARE(row.value("file").toByteArray().size(), qint64(1.4 * MB));
+}
+
+void TestContentWindows::fileEditKeepsBytesAndExportReports()
+{
+    Windows w;
+    const qint64 category = w.root.add(Table::FileType, {{"name", "资料"}});
+    const qint64 id = w.root.add(Table::File, {{"name", "价目"},
+                                               {"file", QByteArray("price list")},
+                                               {"extname", "txt"},
+                                               {"filedesc", "无"},
+                                               {"typeid", category}});
+    ManagementListWindow* win = w.windows->openManagementList(ContentKind::File);
+    click(win, "btnExportFle");
+    const QString folder = QDir::toNativeSeparators(w.root.dir.filePath("file") + "/");
+    QCOMPARE(shownTexts(), QStringList{"已导出1个文件!\r\n(目录" + folder + ")"});
+
+    QVERIFY(win->selectRow(id));
+    QCOMPARE(child<QLabel>(win, "lblFile")->text(), QString("价目.txt"));
+    type(win, "txtDesc", "新价目");
+    click(win, "btnEdit");
+    QCOMPARE(shownTexts(), QStringList{"编辑成功!"});
+    QCOMPARE(w.root.store->blob(Table::File, id).value(),
+             std::optional<QByteArray>(QByteArray("price list")));
+    QCOMPARE(win->list()->topLevelItem(0)->text(2), QString("新价目"));
+
+    // Adding what the form shows copies the shown file into the new row.
+    type(win, "txtName", "价目副本");
+    click(win, "btnAdd");
+    QCOMPARE(shownTexts(), QStringList{"新增成功!"});
+    QCOMPARE(w.root.store->blob(Table::File, win->selectedId()).value(),
+             std::optional<QByteArray>(QByteArray("price list")));
+
+    Dialogs::queueAnswer(true);
+    click(win, "btnDel");
+    QCOMPARE(shownTexts(), QStringList{"您确认要删除此条记录吗?"});
+    Dialogs::queueAnswer(true);
+    QVERIFY(win->selectRow(id));
+    click(win, "btnDel");
+    shownTexts();
+    click(win, "btnExportFle");
+    QCOMPARE(shownTexts(), QStringList{"没有要导出的文件！"});
+}
+
+void TestContentWindows::toolPathsAreChosenCheckedAndOpened()
+{
+    Windows w;
+    w.root.add(Table::ToolsType, {{"name", "常用"}});
+    EntryDialog* dialog = w.windows->openNew(ContentKind::Tools);
+    QVERIFY(!child<QCheckBox>(dialog, "chkExtName")->isChecked());
+    w.picker.answer = w.makeFile("编辑器.exe", 10);
+    click(dialog, "btnSelect");
+    QCOMPARE(w.picker.title, QString("选择工具"));
+    QCOMPARE(w.picker.filter, QString("可执行文件(*.exe)|*.exe|VBS文件(*.vbs)|*.vbs|bat文件(*.bat)|"
+                                      "*.bat|reg文件(*.reg)|*.reg|所有文件(*.*)|*.*"));
+    QCOMPARE(child<QLineEdit>(dialog, "txtName")->text(), QString("编辑器"));
+    QCOMPARE(child<QLineEdit>(dialog, "txtPath")->text(),
+             QDir::toNativeSeparators(w.picker.answer));
+    child<QCheckBox>(dialog, "chkExtName")->setChecked(true);
+    QCOMPARE(w.root.settings->value(Setting::ToolsTitleExtName), QString("1"));
+    click(dialog, "btnSelect");
+    QCOMPARE(child<QLineEdit>(dialog, "txtName")->text(), QString("编辑器.exe"));
+
+    const QString chosen = child<QLineEdit>(dialog, "txtPath")->text();
+    type(dialog, "txtPath", "/" + QString(250, 'p'));
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList{"路径不能超过250个字符!"});
+    type(dialog, "txtPath", chosen);
+    choose(dialog, "cbType", "常用");
+    choose(dialog, "cbToolKind", "文件");
+    click(dialog, "btnConfirm");
+    QCOMPARE(shownTexts(), QStringList());
+
+    ManagementListWindow* win = w.windows->openManagementList(ContentKind::Tools);
+    click(win, "btnOpenPath");
+    QCOMPARE(shownTexts(), QStringList{"请择要打开的工具或文件路径!"});
+    QVERIFY(win->selectRow(dialog->savedId()));
+    QCOMPARE(win->list()->topLevelItem(0)->text(3), QString("文件"));
+    click(win, "btnOpenPath");
+    QCOMPARE(shownTexts(), QStringList());
+    QCOMPARE(w.desktop.openedPaths(), QStringList{QFileInfo(w.picker.answer).absolutePath() + "/"});
+    type(win, "txtPath", w.root.dir.filePath("gone/tool.exe"));
+    click(win, "btnOpenPath");
+    QCOMPARE(shownTexts(), QStringList{"路径或文件名错误！"});
+}
+
+void TestContentWindows::affairsEnableTheirAddress()
+{
+    Windows w;
+    ManagementListWindow* win = w.windows->openManagementList(ContentKind::Affair);
+    type(win, "txtCaption", "退货地址");
+    type(win, "txtDescribe", "杭州");
+    type(win, "txtUrl", "https://map.example");
+    auto* use = child<QCheckBox>(win, "chkUseUrl");
+    QCOMPARE(use->text(), QString("启用网址"));
+    click(win, "btnAffairsAdd");
+    QCOMPARE(shownTexts(), QStringList{"新增成功!"});
+    QCOMPARE(win->list()->topLevelItem(0)->text(3), QString("未启用"));
+    QCOMPARE(win->list()->topLevelItem(0)->text(4), QString("https://map.example"));
+
+    use->setChecked(true);
+    type(win, "txtUrl", "");
+    click(win, "btnAffairsEdit");
+    QCOMPARE(shownTexts(), QStringList{"启用网址后，网址不能为空!"});
+    type(win, "txtUrl", "https://map2.example");
+    click(win, "btnAffairsEdit");
+    QCOMPARE(shownTexts(), QStringList{"编辑成功!"});
+    QCOMPARE(win->list()->topLevelItem(0)->text(3), QString("已启用"));
+    const Row row = *w.root.store->row(Table::Type, win->selectedId()).value();
+    QCOMPARE(row.value("flag").toInt(), 1);
+    QCOMPARE(row.value("username").toString(), QString("tester"));
+}
+
+void TestContentWindows::viewWindowsCopy_data()
+{
+    QTest::addColumn<SearchKind>("kind");
+    QTest::addColumn<QString>("window");
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<QString>("clipboard");
+    QTest::addColumn<QString>("message");
+    const QString br = TextComposer::lineBreak();
+    QTest::newRow("knowledge title") << SearchKind::Knowledge << "frmKnowledgeView"
+                                     << "btnCopyCaption"
+                                     << "标题"
+                                     << "标题复制成功!";
+    QTest::newRow("knowledge both") << SearchKind::Knowledge << "frmKnowledgeView"
+                                    << "btnCopyCaptionDescribe"
+                                    << "标题" + br + "描述"
+                                    << "复制标题和描述复制成功!";
+    QTest::newRow("affair description") << SearchKind::Affair << "frmAffairsView"
+                                        << "btnCopyDescribe"
+                                        << "描述"
+                                        << "描述复制成功!";
+    QTest::newRow("affair both") << SearchKind::Affair << "frmAffairsView"
+                                 << "btnCopyCaptionDescribe"
+                                 << "标题" + br + "描述"
+                                 << "标题和描述复制成功!";
+    QTest::newRow("affair address") << SearchKind::Affair << "frmAffairsView"
+                                    << "btnCopyUrl"
+                                    << "https://x.example"
+                                    << "网址复制成功!";
+    QTest::newRow("courier name") << SearchKind::Courier << "frmExpressView"
+                                  << "btnCopyExpressName"
+                                  << "标题"
+                                  << "名称复制成功!";
+    QTest::newRow("courier address") << SearchKind::Courier << "frmExpressView"
+                                     << "btnCopyExpressUrl"
+                                     << "https://x.example"
+                                     << "网址复制成功!";
+    QTest::newRow("courier both") << SearchKind::Courier << "frmExpressView"
+                                  << "btnCopyNameUrl"
+                                  << "标题" + br + "https://x.example"
+                                  << "名称和网址复制成功!";
+    QTest::newRow("phrase") << SearchKind::Simple << "frmSimpleView"
+                            << "btnCopy"
+                            << "标题"
+                            << "复制成功!";
+    QTest::newRow("tool") << SearchKind::Tool << "frmToolsView"
+                          << "btnCopy"
+                          << "标题" + br + "/opt/t/run" + br + "描述"
+                          << "复制成功!";
+    QTest::newRow("private") << SearchKind::Personal << "frmPersonalView"
+                             << "btnCopyDescribe"
+                             << "描述"
+                             << "描述复制成功!";
+}
+
+void TestContentWindows::viewWindowsCopy()
+{
+    QFETCH(SearchKind, kind);
+    QFETCH(QString, window);
+    QFETCH(QString, button);
+    QFETCH(QString, clipboard);
+    QFETCH(QString, message);
+    Windows w;
+    const KindDescriptor& d = Kinds::descriptor(*Kinds::forSearchKind(kind));
+    Row row{{"name", "标题"}};
+    for (const auto& [column, value] :
+         QList<std::pair<QString, QString>>{{"description", "描述"},
+                                            {"url", "https://x.example"},
+                                            {"path", "/opt/t/run"},
+                                            {"tooldesc", "描述"}})
+        if (Tables::hasColumn(d.table, column))
+            row.insert(column, value);
+    for (const auto& [column, value] : d.fixedValues.asKeyValueRange())
+        row.insert(column, value);
+    const qint64 id = w.root.add(d.table, row);
+
+    QGuiApplication::clipboard()->clear();
+    EntryViewWindow* view = w.windows->openView(kind, id);
+    QVERIFY(view);
+    QCOMPARE(view->objectName(), window);
+    click(view, button);
+    QCOMPARE(QGuiApplication::clipboard()->text(), clipboard);
+    QCOMPARE(shownTexts(), QStringList{message});
+    QVERIFY(child<QLineEdit>(view, d.nameField().control)->isReadOnly());
+}
+
+void TestContentWindows::panelEntryPoints()
+{
+    Windows w;
+    QMenu* menu = w.windows->managementMenu(w.owner.get());
+    QStringList names;
+    for (QAction* a : menu->actions()) {
+        if (!a->isSeparator()) {
+            names << a->objectName();
+            QVERIFY(a->isEnabled());
+        }
+    }
+    QCOMPARE(names.size(), ContentKindCount);
+    QVERIFY(names.contains("mnuManageKnowledge"));
+    menu->findChild<QAction*>("mnuManageExpress")->trigger();
+    QVERIFY(w.windows->openManagementList(ContentKind::Courier)->isVisible());
+
+    // A picture stored with an entry is copied as a picture.
+    const qint64 id = w.root.add(Table::Knowledge, {{"name", "图"}, {"extname", "png"}});
+    QFile png(w.makePicture("k.png"));
+    QVERIFY(png.open(QIODevice::ReadOnly));
+    QVERIFY(w.root.store->setBlob(Table::Knowledge, id, png.readAll()).ok());
+    EntryViewWindow* view = w.windows->openView(SearchKind::Knowledge, id);
+    click(view, "btnCopyPic");
+    QCOMPARE(shownTexts(), QStringList{"图片复制成功!"});
+    QCOMPARE(QGuiApplication::clipboard()->image().size(), QSize(8, 6));
+    const qint64 bare = w.root.add(Table::Knowledge, {{"name", "无图"}});
+    QVERIFY(!child<QPushButton>(w.windows->openView(SearchKind::Knowledge, bare), "btnCopyPic")
+                 ->isEnabled());
+
+    // The panel menu's delete of a big category has its own wording.
+    const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
+    w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "0").ok());
+    QVERIFY(!w.windows->deleteFromMenu(ContentKind::BigCategory, big));
+    QCOMPARE(shownTexts(), QStringList{"请先删除此大类下所有小类!"});
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "1").ok());
+    Dialogs::queueAnswer(true);
+    QVERIFY(w.windows->deleteFromMenu(ContentKind::BigCategory, big));
+    QCOMPARE(shownTexts(),
+             QStringList{"此大类下的所有小类包括知识将被\r\n一起删除,您确定要删除此大类吗?"});
+    QCOMPARE(w.root.store->count(Table::Goods).value(), 0);
+
+    // Normal users may view, not manage.
+    Windows user(false);
+    QVERIFY(!user.windows->openManagementList(ContentKind::Knowledge));
+    QVERIFY(!user.windows->openNew(ContentKind::Simple));
+    const qint64 theirs = user.root.add(Table::Simple, {{"name", "亲"}});
+    QVERIFY(!user.windows->deleteFromMenu(ContentKind::Simple, theirs));
+    for (QAction* a : user.windows->managementMenu(user.owner.get())->actions())
+        QVERIFY(!a->isEnabled() || a->isSeparator());
+    QVERIFY(user.windows->openView(SearchKind::Simple, theirs));
+    QCOMPARE(user.root.store->count(Table::Simple).value(), 1);
+}
+
+QTEST_MAIN(TestContentWindows)
+#include "tst_contentwindows.moc"
