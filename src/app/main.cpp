@@ -1,8 +1,10 @@
 #include "CommandLine.h"
+#include "ContentWindows.h"
 #include "DesktopFactory.h"
 #include "Dialogs.h"
 #include "FontPreset.h"
 #include "HotKeyManager.h"
+#include "HotKeyWindow.h"
 #include "LoginWindow.h"
 #include "PanelWindow.h"
 #include "PlatformPaths.h"
@@ -12,6 +14,8 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QMenu>
+#include <QPushButton>
 #include <QTextStream>
 #include <memory>
 
@@ -84,11 +88,22 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
         {startup.root(), startup.settings(), startup.store(), search, *desktop, *user});
     QObject::connect(&panel, &PanelWindow::exitConfirmed, &app, &QApplication::quit,
                      Qt::QueuedConnection);
+    // The management windows, and the view windows every double-click may ask for.
+    auto* content = new ContentWindows(startup.root(), startup.settings(), startup.store(),
+                                       *desktop, *user, &panel);
+    QObject::connect(&panel, &PanelWindow::viewRequested, content, &ContentWindows::openView);
+    panel.findChild<QPushButton*>(QStringLiteral("btnManage"))
+        ->setMenu(content->managementMenu(&panel));
     // The twelve hot keys belong to the panel; they paste into whatever window is in front.
     auto* hotKeys =
         new HotKeyManager(startup.settings(), startup.store(), *desktop, panel.sender(), &panel);
     if (startup.settings().flag(Setting::StartHotKey))
         hotKeys->enableAll();
+    QObject::connect(panel.menu()->addAction(QStringLiteral("热键设置")), &QAction::triggered,
+                     &panel, [&panel, hotKeys] {
+                         HotKeyWindow window(*hotKeys, &panel);
+                         window.exec();
+                     });
     panel.show();
     panel.startDocking();
     return app.exec();

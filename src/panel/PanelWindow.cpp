@@ -261,7 +261,9 @@ QWidget* PanelWindow::buildTitleBar()
     auto* readoutAction = new QWidgetAction(menu);
     readoutAction->setDefaultWidget(readout);
     menu->addAction(readoutAction);
+    menu->addSeparator();
     menuButton->setMenu(menu);
+    m_menu = menu;
     // Management windows and user administration are for administrators only.
     m_manage->setEnabled(m_ctx.user.isAdministrator);
     m_users->setEnabled(m_ctx.user.isAdministrator);

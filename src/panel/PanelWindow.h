@@ -15,6 +15,7 @@ class ListPage;
 class PanelDocking;
 class QCheckBox;
 class QLabel;
+class QMenu;
 class QPushButton;
 class QStackedWidget;
 class QSystemTrayIcon;
@@ -67,6 +68,8 @@ public:
     void placeOnScreen();
     void setTopMost(bool on);
     PanelDocking* docking() const { return m_docking; }
+    // The menu of the 菜单 button, where other parts of the program add their commands.
+    QMenu* menu() const { return m_menu; }
     // Starts following chat windows (after the panel is shown).
     void startDocking();
 
@@ -104,6 +107,7 @@ private:
     PanelDocking* m_docking = nullptr;
     QPushButton* m_dockButton = nullptr;
     QLabel* m_logo = nullptr;
+    QMenu* m_menu = nullptr;
     QLabel* m_foregroundClass = nullptr;
     QLabel* m_foregroundTitle = nullptr;
     std::array<EdgeGrip*, 4> m_grips{};

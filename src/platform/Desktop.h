@@ -57,6 +57,10 @@ public:
     virtual bool isAvailable() const = 0;
     virtual QString unavailableReason() const { return {}; }
 
+    // True when foreground changes, moves, minimising and closing of watched windows are all
+    // reported by the signals below, so nothing needs to be polled.
+    virtual bool reportsWindowChanges() const { return false; }
+
     virtual WindowInfo foregroundWindow() = 0;
     virtual WindowInfo window(WindowId id) = 0;
 

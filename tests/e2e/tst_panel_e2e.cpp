@@ -114,9 +114,10 @@ void TestPanelE2e::docksRightAndLeftAndFollows()
                               rig.desktop->window(chat.window()).frame.right() + 1 - o, 5000);
     QCOMPARE(rig.panel->frameGeometry().top(), rig.desktop->window(chat.window()).frame.top() + o);
 
-    // Moved and resized by the agent: the panel goes with it.
+    // Moved and resized by the agent, who has the chat window in front: the panel goes with it.
+    rig.activate(chat);
     QVERIFY(xdotool({"windowmove", "--sync", QString::number(chat.window()), "400", "150"}));
-    QVERIFY(xdotool({"windowsize", "--sync", QString::number(chat.window()), "500", "450"}));
+    QVERIFY(xdotool({"windowsize", "--sync", QString::number(chat.window()), "500", "620"}));
     QTRY_COMPARE_WITH_TIMEOUT(rig.panel->frameGeometry().left(),
                               rig.desktop->window(chat.window()).frame.right() + 1 - o, 5000);
     const QRect frame = rig.desktop->window(chat.window()).frame;

@@ -49,7 +49,11 @@ void DockingController::start()
         return;
     m_running = true;
     step();
-    m_fallback.start();
+    // Where the desktop reports changes, the tick is only a slow safety net for a change a
+    // window manager reports in pieces (a resize done in two steps); otherwise it is the
+    // follow step itself.
+    const bool reported = m_eventDriven && m_desktop.reportsWindowChanges();
+    m_fallback.start(reported ? SafetyIntervalMs : FallbackIntervalMs);
 }
 
 void DockingController::stop()

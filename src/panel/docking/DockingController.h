@@ -20,6 +20,7 @@ class DockingController : public QObject {
     Q_OBJECT
 public:
     static constexpr int FallbackIntervalMs = 100;
+    static constexpr int SafetyIntervalMs = 1000;
     static constexpr int DefaultBarHeight = 24;
 
     struct ChatTarget {

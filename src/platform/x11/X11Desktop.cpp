@@ -439,6 +439,17 @@ void X11Desktop::handleEvent(XEvent& event)
             titleMayHaveChanged(id);
         else if (change.atom == m_atoms[NetFrameExtents])
             frameMayHaveChanged(id);
+        else if (change.atom == m_atoms[NetWmState] || change.atom == m_atoms[WmState])
+            stateMayHaveChanged(id);
+        break;
+    }
+    case MapNotify:
+    case UnmapNotify: {
+        // Minimising, restoring and hiding: the window's state changed, its frame may not have.
+        const unsigned long window =
+            event.type == MapNotify ? event.xmap.window : event.xunmap.window;
+        if (m_watched.contains(window))
+            stateMayHaveChanged(window);
         break;
     }
     case ConfigureNotify:
@@ -453,6 +464,7 @@ void X11Desktop::handleEvent(XEvent& event)
         const unsigned long destroyed = event.xdestroywindow.window;
         if (m_watched.contains(destroyed)) {
             forget(destroyed, false);
+            emit windowMoved(destroyed, QRect());
         } else if (const auto owner = m_frameOwners.find(destroyed); owner != m_frameOwners.end()) {
             const auto client = m_watched.find(owner.value());
             if (client != m_watched.end())
@@ -770,6 +782,17 @@ void X11Desktop::frameMayHaveChanged(unsigned long id)
     if (it == m_watched.end() || it->lastFrame == info.frame)
         return;
     it->lastFrame = info.frame;
+    emit windowMoved(id, info.frame);
+}
+
+void X11Desktop::stateMayHaveChanged(unsigned long id)
+{
+    const WindowInfo info = readWindow(id);
+    if (!info.isValid()) {
+        forget(id, true);
+        emit windowMoved(id, QRect());
+        return;
+    }
     emit windowMoved(id, info.frame);
 }
 

@@ -25,6 +25,7 @@ public:
     explicit X11Desktop(const QByteArray& displayName = {}, QObject* parent = nullptr);
     ~X11Desktop() override;
 
+    bool reportsWindowChanges() const override { return true; }
     bool isAvailable() const override { return m_display != nullptr; }
     QString unavailableReason() const override { return m_unavailableReason; }
 
@@ -105,6 +106,7 @@ private:
     void foregroundMayHaveChanged();
     void frameMayHaveChanged(unsigned long id);
     void titleMayHaveChanged(unsigned long id);
+    void stateMayHaveChanged(unsigned long id);
     unsigned long watchedClientOf(unsigned long window) const;
 
     void readModifierBits();
