@@ -1,22 +1,16 @@
 #include "ContentLimits.h"
 
-#include "IniFile.h"
 #include "Settings.h"
 #include "SettingsTable.h"
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
-// The settings table does not name these keys, so they are read from the file itself.
-int readLimit(const Settings& settings, const QString& key, int fallback)
+// A limit that is not a positive number counts as the default; megabytes are kept as a 16-bit
+// number, as older configurations stored them.
+int limit(const Settings& settings, Setting key, int fallback)
 {
-    IniFile ini(settings.filePath());
-    if (!ini.load())
-        return fallback;
     bool ok = false;
-    const int value = ini.readIni(SettingsTable::setSection(), key, QString()).toInt(&ok);
-    // The original kept the limit in a 16-bit integer.
+    const int value = settings.value(key).toInt(&ok);
     return ok && value > 0 && value <= 32767 ? value : fallback;
 }
 
@@ -24,10 +18,10 @@ int readLimit(const Settings& settings, const QString& key, int fallback)
 
 int ContentLimits::pictureMb(const Settings& settings)
 {
-    return readLimit(settings, u"PicMaxSize"_s, DefaultPictureMb);
+    return limit(settings, Setting::PicMaxSize, DefaultPictureMb);
 }
 
 int ContentLimits::fileMb(const Settings& settings)
 {
-    return readLimit(settings, u"FileMaxSize"_s, DefaultFileMb);
+    return limit(settings, Setting::FileMaxSize, DefaultFileMb);
 }

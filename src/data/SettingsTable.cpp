@@ -62,6 +62,9 @@ constexpr std::array<SettingDef, SettingCount> definitions{{
     {Setting::ToolsTitleExtName, "ToolsTitleExtName", "0", "0"},
     // Chat windows of the user's own choosing: "class" or "class|title pattern", joined by ";".
     {Setting::XiFuCustomWindows, "XiFuCustomWindows", "", "", false},
+    // The largest picture and stored file accepted, in whole megabytes.
+    {Setting::PicMaxSize, "PicMaxSize", "5", "5", false},
+    {Setting::FileMaxSize, "FileMaxSize", "20", "20", false},
 }};
 
 // def() indexes the table by the enum, so a missing or misplaced row must not compile.

@@ -62,8 +62,10 @@ enum class Setting {
     ToolsTitleExtName,
     // Kept only in files the user edits: not part of the default file.
     XiFuCustomWindows,
+    PicMaxSize,
+    FileMaxSize,
 };
-inline constexpr int SettingCount = static_cast<int>(Setting::XiFuCustomWindows) + 1;
+inline constexpr int SettingCount = static_cast<int>(Setting::FileMaxSize) + 1;
 
 // The five keys that each of the twelve hot keys has in [HotKey], in the default file's order.
 enum class HotKeyField { Key, KeyCode, ModKeyCode, SendContent, CaptionDescFlag };

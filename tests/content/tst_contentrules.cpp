@@ -225,14 +225,16 @@ void TestContentRules::limitsComeFromTheConfigFile()
     TestRoot root(false);
     QCOMPARE(ContentLimits::pictureMb(*root.settings), 5);
     QCOMPARE(ContentLimits::fileMb(*root.settings), 20);
-    IniFile ini(root.configPath());
-    QVERIFY(ini.load().ok());
-    QVERIFY(ini.writeIni("Set", "PicMaxSize", "2").ok());
-    QVERIFY(ini.writeIni("Set", "filemaxsize", " 50 ").ok());
+    QVERIFY(root.settings->setValue(Setting::PicMaxSize, "2").ok());
+    QVERIFY(root.settings->setValue(Setting::FileMaxSize, " 50 ").ok());
     QCOMPARE(ContentLimits::pictureMb(*root.settings), 2);
     QCOMPARE(ContentLimits::fileMb(*root.settings), 50);
+    // Written by hand into the file: read again at the next start.
+    IniFile ini(root.configPath());
+    QVERIFY(ini.load().ok());
     QVERIFY(ini.writeIni("Set", "PicMaxSize", "many").ok());
     QVERIFY(ini.writeIni("Set", "filemaxsize", "-3").ok());
+    QVERIFY(root.settings->load().ok());
     QCOMPARE(ContentLimits::pictureMb(*root.settings), 5);
     QCOMPARE(ContentLimits::fileMb(*root.settings), 20);
 }

@@ -87,6 +87,7 @@ struct Windows {
         IniFile ini(root.configPath());
         QVERIFY(ini.load().ok());
         QVERIFY(ini.writeIni("Set", key, value).ok());
+        QVERIFY(root.settings->load().ok());
     }
 };
 

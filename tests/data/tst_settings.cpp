@@ -199,7 +199,8 @@ void compareAll(const Settings& settings, const IniMap& expected)
         const auto setting = static_cast<Setting>(i);
         const QString key = SettingsTable::key(setting).toLower();
         if (!SettingsTable::def(setting).inDefaultFile) {
-            QCOMPARE(settings.value(setting), QString());
+            QCOMPARE(settings.value(setting),
+                     QString::fromLatin1(SettingsTable::def(setting).readDefault));
             continue;
         }
         QVERIFY2(set.contains(key), qPrintable(key));
