@@ -7,10 +7,10 @@
 #include <QLineEdit>
 #include <QVBoxLayout>
 
-const QList<ListPage::Spec>& ListPage::specs()
+const QList<ListPage::PageDef>& ListPage::pageDefs()
 {
     using K = EntryListModel::ListKind;
-    static const QList<Spec> all = {
+    static const QList<PageDef> all = {
         {K::Simple, "picSimple", "lvSimple", "cmdSimpleType", "txtSimple", Table::SimpleType,
          SearchMode::Simple, Setting::StartLoadSimple},
         {K::File, "picFile", "lvFile", "cmdFileType", "txtFile", Table::FileType, SearchMode::Files,
@@ -23,20 +23,20 @@ const QList<ListPage::Spec>& ListPage::specs()
     return all;
 }
 
-ListPage::ListPage(const Spec& spec, Store& store, SearchService& search, const Settings& settings,
-                   QWidget* parent)
-    : QWidget(parent), m_spec(spec), m_store(store)
+ListPage::ListPage(const PageDef& def, Store& store, SearchService& search,
+                   const Settings& settings, QWidget* parent)
+    : QWidget(parent), m_def(def), m_store(store)
 {
-    setObjectName(QLatin1String(spec.page));
-    m_model = new EntryListModel(spec.kind, store, search, settings, this);
-    m_view = new EntryView(QLatin1String(spec.list), true, this);
+    setObjectName(QLatin1String(def.page));
+    m_model = new EntryListModel(def.kind, store, search, settings, this);
+    m_view = new EntryView(QLatin1String(def.list), true, this);
     m_view->setModel(m_model);
     m_picker = new QComboBox(this);
-    m_picker->setObjectName(QLatin1String(spec.picker));
+    m_picker->setObjectName(QLatin1String(def.picker));
     m_picker->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     m_picker->setMinimumContentsLength(4);
     m_filter = new QLineEdit(this);
-    m_filter->setObjectName(QLatin1String(spec.filter));
+    m_filter->setObjectName(QLatin1String(def.filter));
     m_filter->setClearButtonEnabled(true);
     m_filter->setPlaceholderText(QStringLiteral("名称或拼音首字母"));
 
@@ -53,7 +53,7 @@ ListPage::ListPage(const Spec& spec, Store& store, SearchService& search, const 
     connect(m_model, &EntryListModel::problem, this, &ListPage::problem);
     // A category added or renamed in another window shows in the picker at once.
     connect(&m_store, &Store::changed, this, [this](Table table, qint64, Change) {
-        if (table != m_spec.categoryTable || m_picker->count() == 0)
+        if (table != m_def.categoryTable || m_picker->count() == 0)
             return;
         const qint64 chosen = chosenType();
         load(false);
@@ -81,7 +81,7 @@ qint64 ListPage::chosenType() const
 void ListPage::load(bool withList)
 {
     Result<QList<NamedId>> categories =
-        m_store.categoryList(m_spec.categoryTable, QStringLiteral("请选择分类"));
+        m_store.categoryList(m_def.categoryTable, QStringLiteral("请选择分类"));
     if (!categories) {
         emit problem(categories.message());
         return;
@@ -100,5 +100,5 @@ void ListPage::update()
     if (text.isEmpty())
         m_model->showAll(chosenType());
     else
-        m_model->showSearch(text, m_spec.mode, chosenType());
+        m_model->showSearch(text, m_def.mode, chosenType());
 }

@@ -14,7 +14,7 @@ class QLineEdit;
 class ListPage : public QWidget {
     Q_OBJECT
 public:
-    struct Spec {
+    struct PageDef {
         EntryListModel::ListKind kind;
         const char* page;   // picSimple …
         const char* list;   // lvSimple …
@@ -24,12 +24,12 @@ public:
         SearchMode mode;
         Setting startLoad;
     };
-    static const QList<Spec>& specs();
+    static const QList<PageDef>& pageDefs();
 
-    ListPage(const Spec& spec, Store& store, SearchService& search, const Settings& settings,
+    ListPage(const PageDef& def, Store& store, SearchService& search, const Settings& settings,
              QWidget* parent = nullptr);
 
-    const Spec& spec() const { return m_spec; }
+    const PageDef& pageDef() const { return m_def; }
     EntryView* view() const { return m_view; }
     EntryListModel* model() const { return m_model; }
     QComboBox* picker() const { return m_picker; }
@@ -46,7 +46,7 @@ private:
     void update();
     qint64 chosenType() const;
 
-    Spec m_spec;
+    PageDef m_def;
     Store& m_store;
     EntryListModel* m_model;
     EntryView* m_view;

@@ -146,8 +146,8 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
     });
     connect(m_tree, &TreePage::problem, this, &PanelWindow::showProblem);
     connect(m_query, &QueryPage::problem, this, &PanelWindow::showProblem);
-    for (const ListPage::Spec& spec : ListPage::specs()) {
-        auto* page = new ListPage(spec, m_ctx.store, m_ctx.search, m_ctx.settings, m_pages);
+    for (const ListPage::PageDef& def : ListPage::pageDefs()) {
+        auto* page = new ListPage(def, m_ctx.store, m_ctx.search, m_ctx.settings, m_pages);
         page->model()->setIconProvider(rowIcon);
         connect(page, &ListPage::activated, this, [this](const EntryRef& e, bool onIcon) {
             activateEntry(e, onIcon, ClickSource::PageList);
@@ -206,7 +206,7 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
     applyFontPreset();
     m_tree->load();
     for (ListPage* page : std::as_const(m_lists))
-        page->load(m_ctx.settings.flag(page->spec().startLoad));
+        page->load(m_ctx.settings.flag(page->pageDef().startLoad));
     if (m_ctx.settings.flag(Setting::StartLoadQuery))
         m_query->setMode(SearchMode::All);
 }
