@@ -382,41 +382,43 @@ void EntryForm::choosePicture()
 {
     if (m_readOnly)
         return;
-    const QString path =
-        m_services.picker().openFile(this, Kinds::pictureDialogTitle(), Kinds::pictureFilter());
+    const std::optional<QString> path =
+        takeAttachment(Kinds::pictureDialogTitle(), Kinds::pictureFilter(), [this](qint64 size) {
+            return SizeRule::refusePicture(size, m_services.pictureLimitMb());
+        });
+    if (path)
+        showPicture(m_attachment.bytes);
+}
+
+std::optional<QString>
+EntryForm::takeAttachment(const QString& title, const QString& filter,
+                          const std::function<std::optional<QString>(qint64)>& refuse)
+{
+    const QString path = m_services.picker().openFile(this, title, filter);
     if (path.isEmpty())
-        return;
+        return std::nullopt;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         Dialogs::message(this, u"无法读取文件 "_s + QDir::toNativeSeparators(path));
-        return;
+        return std::nullopt;
     }
-    if (const std::optional<QString> refusal =
-            SizeRule::refusePicture(file.size(), m_services.pictureLimitMb())) {
+    if (const std::optional<QString> refusal = refuse(file.size())) {
         Dialogs::message(this, *refusal);
-        return;
+        return std::nullopt;
     }
     m_attachment = {Attachment::State::Replace, file.readAll(), PathText::extension(path), path};
-    showPicture(m_attachment.bytes);
+    return path;
 }
 
 void EntryForm::chooseFile()
 {
-    const QString path =
-        m_services.picker().openFile(this, Kinds::fileDialogTitle(), Kinds::fileFilter());
-    if (path.isEmpty())
+    const std::optional<QString> chosen =
+        takeAttachment(Kinds::fileDialogTitle(), Kinds::fileFilter(), [this](qint64 size) {
+            return SizeRule::refuseFile(size, m_services.fileLimitMb());
+        });
+    if (!chosen)
         return;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        Dialogs::message(this, u"无法读取文件 "_s + QDir::toNativeSeparators(path));
-        return;
-    }
-    if (const std::optional<QString> refusal =
-            SizeRule::refuseFile(file.size(), m_services.fileLimitMb())) {
-        Dialogs::message(this, *refusal);
-        return;
-    }
-    m_attachment = {Attachment::State::Replace, file.readAll(), PathText::extension(path), path};
+    const QString& path = *chosen;
     if (QLineEdit* name = nameBox())
         name->setText(PathText::title(path, m_extName->isChecked()));
     showFileLabel();

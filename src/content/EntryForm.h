@@ -5,6 +5,8 @@
 
 #include <QMap>
 #include <QWidget>
+#include <functional>
+#include <optional>
 
 class ClickLabel;
 class ContentServices;
@@ -63,6 +65,10 @@ private:
     void refreshDependents(const QString& column);
     void choosePicture();
     void chooseFile();
+    // Reads a chosen picture or file into the form unless `refuse` (by its size) says no.
+    std::optional<QString>
+    takeAttachment(const QString& title, const QString& filter,
+                   const std::function<std::optional<QString>(qint64)>& refuse);
     void chooseTool();
     void viewPicture();
     void clearAttachment();
