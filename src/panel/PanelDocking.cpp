@@ -91,6 +91,7 @@ void PanelDocking::start()
 void PanelDocking::setDocked(bool docked)
 {
     m_button->setText(m_switch.caption());
+    m_panel.setKeepsFocusAway(docked);
     m_controller.setPanelWidth(m_panel.width());
     m_controller.setDocked(docked);
     if (m_handle->isVisible()) {

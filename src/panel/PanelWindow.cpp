@@ -24,6 +24,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
@@ -33,6 +34,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <QWidgetAction>
+#include <QWindow>
 
 namespace {
 
@@ -194,6 +196,11 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
                 m_foregroundClass->setText(QStringLiteral("类名：") + className);
                 m_foregroundTitle->setText(QStringLiteral("标题：") + title);
             });
+
+    for (QLineEdit* edit : findChildren<QLineEdit*>()) {
+        if (edit->window() == this)
+            edit->installEventFilter(this);
+    }
 
     // The start-up order: place, top-most, first tab, fonts, tree, lists, query list.
     placeOnScreen();
@@ -398,6 +405,14 @@ void PanelWindow::startDocking()
     m_docking->start();
 }
 
+void PanelWindow::setKeepsFocusAway(bool on)
+{
+    m_keepFocusAway = on;
+    // Changed on the native window, so the panel is not hidden and shown again.
+    if (QWindow* w = windowHandle())
+        w->setFlag(Qt::WindowDoesNotAcceptFocus, on);
+}
+
 void PanelWindow::setTopMost(bool on)
 {
     if (m_top->isChecked() != on)
@@ -446,6 +461,9 @@ void PanelWindow::closeEvent(QCloseEvent* event)
 
 void PanelWindow::changeEvent(QEvent* event)
 {
+    // Once the agent is done typing in the panel, clicks leave the focus where it is again.
+    if (event->type() == QEvent::ActivationChange && !isActiveWindow() && m_keepFocusAway)
+        setKeepsFocusAway(true);
     // Brought to the front by the agent: the window in front before it is where pastes go.
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
         m_input->remember();
@@ -454,6 +472,14 @@ void PanelWindow::changeEvent(QEvent* event)
 
 bool PanelWindow::eventFilter(QObject* watched, QEvent* event)
 {
+    // Typing needs the focus: a click into a text box takes it even while docked.
+    if (m_keepFocusAway && event->type() == QEvent::MouseButtonPress &&
+        qobject_cast<QLineEdit*>(watched)) {
+        if (QWindow* w = windowHandle())
+            w->setFlag(Qt::WindowDoesNotAcceptFocus, false);
+        activateWindow();
+        static_cast<QWidget*>(watched)->setFocus(Qt::MouseFocusReason);
+    }
     if (watched == m_logo && event->type() == QEvent::MouseButtonPress) {
         m_docking->undock();
         return false;

@@ -67,6 +67,10 @@ public:
     // Back to the position and size of the settings.
     void placeOnScreen();
     void setTopMost(bool on);
+    // While docked the panel does not take the keyboard focus from the chat window when it is
+    // clicked; a click into one of its text boxes takes it until the panel loses it again.
+    void setKeepsFocusAway(bool on);
+    bool keepsFocusAway() const { return m_keepFocusAway; }
     PanelDocking* docking() const { return m_docking; }
     // The menu of the 菜单 button, where other parts of the program add their commands.
     QMenu* menu() const { return m_menu; }
@@ -112,6 +116,7 @@ private:
     QLabel* m_foregroundTitle = nullptr;
     std::array<EdgeGrip*, 4> m_grips{};
     bool m_exiting = false;
+    bool m_keepFocusAway = false;
     bool m_rolledUp = false;
     int m_unrolledHeight = 0;
     QPoint m_dragOffset;

@@ -13,6 +13,8 @@
 #include "TestRoot.h"
 
 #include <QElapsedTimer>
+#include <QJsonObject>
+#include <QLineEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QScreen>
@@ -99,6 +101,7 @@ private slots:
     void pastesAPhraseAndSendsOnce_data();
     void pastesAPhraseAndSendsOnce();
     void waitsForHeldModifiers();
+    void typingIntoThePanelWhileDocked();
     void barHidesWithTheMinimisedChat();
 };
 
@@ -168,6 +171,13 @@ void TestPanelE2e::pastesAPhraseAndSendsOnce()
     rig.activate(chat);
     rig.dock();
     QSignalSpy pasted(&rig.panel->sender(), &Sender::pasteFinished);
+    auto focusLosses = [&] {
+        int n = 0;
+        for (const QJsonObject& e : chat.events("active"))
+            n += e.value("active").toBool() ? 0 : 1;
+        return n;
+    };
+    const int lossesBefore = focusLosses();
     rig.doubleClickPhrase();
     QTRY_VERIFY_WITH_TIMEOUT(pasted.count() == 1, 8000);
     QVERIFY2(pasted.first().at(0).toBool(), qPrintable(pasted.first().at(1).toString()));
@@ -179,6 +189,8 @@ void TestPanelE2e::pastesAPhraseAndSendsOnce()
         QCOMPARE(sent.first().value("ctrl").toBool(), ctrl);
         QCOMPARE(sent.first().value("text").toString(), QStringLiteral("亲，您好！\n"));
     }
+    // Docked, a click into the panel's list never took the focus from the chat window.
+    QCOMPARE(focusLosses(), lossesBefore);
     // No key is left pressed.
     QCOMPARE(rig.desktop->heldModifiers(), 0);
     QCOMPARE(rig.root.store->row(Table::Simple, rig.phrase, {"usetime"})
@@ -201,6 +213,27 @@ void TestPanelE2e::waitsForHeldModifiers()
     QVERIFY(xdotool({"keyup", "ctrl+alt"}));
     QTRY_COMPARE_WITH_TIMEOUT(chat.text(), QStringLiteral("稍等"), 5000);
     QCOMPARE(rig.desktop->heldModifiers(), 0);
+}
+
+void TestPanelE2e::typingIntoThePanelWhileDocked()
+{
+    Rig rig;
+    StubChatProcess chat("WeChatMainWndForPC", "微信", QRect(200, 100, 600, 500));
+    QVERIFY(chat.start());
+    rig.activate(chat);
+    rig.dock();
+    rig.panel->selectTab(2);
+    auto* box = rig.panel->findChild<QLineEdit*>(QStringLiteral("txtName"));
+    QTRY_VERIFY_WITH_TIMEOUT(box->isVisible(), 5000);
+    QTest::qWait(150);
+    const QPoint at = box->mapToGlobal(box->rect().center());
+    QVERIFY(xdotool({"mousemove", QString::number(at.x()), QString::number(at.y())}));
+    QTest::qWait(100);
+    QVERIFY(xdotool({"click", "1"}));
+    QTRY_VERIFY_WITH_TIMEOUT(rig.panel->isActiveWindow(), 5000);
+    QVERIFY(xdotool({"type", "--delay", "50", "th"}));
+    QTRY_COMPARE_WITH_TIMEOUT(box->text(), QStringLiteral("th"), 5000);
+    QCOMPARE(chat.text(), QString());
 }
 
 void TestPanelE2e::barHidesWithTheMinimisedChat()
