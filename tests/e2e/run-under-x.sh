@@ -42,19 +42,28 @@ trap cleanup EXIT
 trap 'exit 143' TERM
 trap 'exit 130' INT
 
-# -displayfd lets the server pick a free display number itself and write it once it accepts
-# connections, which avoids racing other servers for /tmp/.X11-unix.
-Xvfb -displayfd 3 -screen 0 1600x1000x24 -nolisten tcp 3>"$workdir/display" \
-  >"$workdir/xvfb.log" 2>&1 &
-xvfb_pid=$!
+# A display number of our own, picked at random and retried when taken. Several servers may share
+# this machine's abstract socket namespace while keeping different /tmp folders (a CI run and a
+# chroot, say), so lock files alone cannot tell which numbers are free.
 display=""
-for _ in $(seq 100); do
-  display=$(head -n 1 "$workdir/display" 2>/dev/null)
+for _ in $(seq 10); do
+  candidate=$((100 + RANDOM % 800))
+  [[ -e "/tmp/.X11-unix/X$candidate" || -e "/tmp/.X$candidate-lock" ]] && continue
+  Xvfb ":$candidate" -screen 0 1600x1000x24 -nolisten tcp >"$workdir/xvfb.log" 2>&1 &
+  xvfb_pid=$!
+  for _ in $(seq 100); do
+    # Answered, and by our server: one that lost the number to another exits at once.
+    if xprop -display ":$candidate" -root >/dev/null 2>&1; then
+      sleep 0.3
+      kill -0 "$xvfb_pid" 2>/dev/null && display=$candidate
+      break
+    fi
+    kill -0 "$xvfb_pid" 2>/dev/null || break
+    sleep 0.1
+  done
   [[ -n "$display" ]] && break
-  if ! kill -0 "$xvfb_pid" 2>/dev/null; then
-    break
-  fi
-  sleep 0.1
+  stop "$xvfb_pid"
+  xvfb_pid=""
 done
 if [[ -z "$display" ]]; then
   echo "run-under-x: Xvfb did not start" >&2
