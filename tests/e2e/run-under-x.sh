@@ -42,55 +42,62 @@ trap cleanup EXIT
 trap 'exit 143' TERM
 trap 'exit 130' INT
 
-# A display number of our own, picked at random and retried when taken. Several servers may share
-# this machine's abstract socket namespace while keeping different /tmp folders (a CI run and a
-# chroot, say), so lock files alone cannot tell which numbers are free.
-display=""
-for _ in $(seq 10); do
-  candidate=$((100 + RANDOM % 800))
-  [[ -e "/tmp/.X11-unix/X$candidate" || -e "/tmp/.X$candidate-lock" ]] && continue
-  Xvfb ":$candidate" -screen 0 1600x1000x24 -nolisten tcp >"$workdir/xvfb.log" 2>&1 &
+# Starts Xvfb and openbox; on failure both are stopped again and it returns 1.
+start_servers() {
+  # -displayfd lets the server pick a free display number itself and write it once it accepts
+  # connections, which avoids racing other servers for /tmp/.X11-unix.
+  : >"$workdir/display"
+  Xvfb -displayfd 3 -screen 0 1600x1000x24 -nolisten tcp 3>"$workdir/display" \
+    >"$workdir/xvfb.log" 2>&1 &
   xvfb_pid=$!
+  local display=""
   for _ in $(seq 100); do
-    # Answered, and by our server: one that lost the number to another exits at once.
-    if xprop -display ":$candidate" -root >/dev/null 2>&1; then
-      sleep 0.3
-      kill -0 "$xvfb_pid" 2>/dev/null && display=$candidate
-      break
-    fi
+    display=$(head -n 1 "$workdir/display" 2>/dev/null)
+    [[ -n "$display" ]] && break
     kill -0 "$xvfb_pid" 2>/dev/null || break
     sleep 0.1
   done
-  [[ -n "$display" ]] && break
-  stop "$xvfb_pid"
-  xvfb_pid=""
-done
-if [[ -z "$display" ]]; then
-  echo "run-under-x: Xvfb did not start" >&2
-  cat "$workdir/xvfb.log" >&2
-  exit 1
-fi
-export DISPLAY=":$display"
-
-# openbox gets its own configuration and cache folders so that nothing of the user's is read or
-# written; without a user rc.xml it uses the system default.
-XDG_CONFIG_HOME="$workdir/config" XDG_CACHE_HOME="$workdir/cache" \
-  openbox --sm-disable >"$workdir/openbox.log" 2>&1 &
-wm_pid=$!
-ready=""
-for _ in $(seq 100); do
-  if xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; then
-    ready=1
-    break
+  if [[ -z "$display" ]]; then
+    echo "run-under-x: Xvfb did not start" >&2
+    cat "$workdir/xvfb.log" >&2
+    stop "$xvfb_pid"
+    xvfb_pid=""
+    return 1
   fi
-  kill -0 "$wm_pid" 2>/dev/null || break
-  sleep 0.1
-done
-if [[ -z "$ready" ]]; then
+  export DISPLAY=":$display"
+
+  # openbox gets its own configuration and cache folders so that nothing of the user's is read
+  # or written; without a user rc.xml it uses the system default.
+  XDG_CONFIG_HOME="$workdir/config" XDG_CACHE_HOME="$workdir/cache" \
+    openbox --sm-disable >"$workdir/openbox.log" 2>&1 &
+  wm_pid=$!
+  for _ in $(seq 100); do
+    if xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; then
+      return 0
+    fi
+    kill -0 "$wm_pid" 2>/dev/null || break
+    sleep 0.1
+  done
   echo "run-under-x: openbox did not take over the display $DISPLAY" >&2
   cat "$workdir/openbox.log" >&2
-  exit 1
-fi
+  stop "$wm_pid"
+  stop "$xvfb_pid"
+  wm_pid=""
+  xvfb_pid=""
+  return 1
+}
+
+# A server that loses its display number to a server of another environment sharing this
+# machine's socket namespace is started again.
+started=""
+for attempt in 1 2 3; do
+  if start_servers; then
+    started=1
+    break
+  fi
+  echo "run-under-x: attempt $attempt failed, trying again" >&2
+done
+[[ -n "$started" ]] || exit 1
 
 export QT_QPA_PLATFORM=xcb
 # Qt wants a private runtime folder; the test's own keeps the output free of warnings about it.
