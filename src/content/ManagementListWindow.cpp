@@ -193,19 +193,25 @@ void ManagementListWindow::setRowCommands(bool enabled)
     m_remove->setEnabled(enabled);
 }
 
+std::optional<Row> ManagementListWindow::loadRow(qint64 id)
+{
+    Result<std::optional<Row>> row = m_services.writer().load(m_kind, id);
+    if (!row) {
+        Dialogs::message(this, row.message());
+        return std::nullopt;
+    }
+    return row.value();
+}
+
 void ManagementListWindow::onCurrentChanged()
 {
     const qint64 id = selectedId();
     if (id == 0)
         return;
-    Result<std::optional<Row>> row = m_services.writer().load(m_kind, id);
-    if (!row) {
-        Dialogs::message(this, row.message());
+    const std::optional<Row> row = loadRow(id);
+    if (!row)
         return;
-    }
-    if (!row.value())
-        return;
-    m_form->load(*row.value());
+    m_form->load(*row);
     m_id->setText(QString::number(id));
     setRowCommands(true);
 }
@@ -216,19 +222,15 @@ void ManagementListWindow::onItemClicked(QTreeWidgetItem* item, int column)
         m_kind.columns.at(column).format != CellFormat::CommonMark)
         return;
     const qint64 id = itemId(item);
-    Result<std::optional<Row>> row = m_services.writer().load(m_kind, id);
-    if (!row) {
-        Dialogs::message(this, row.message());
+    const std::optional<Row> row = loadRow(id);
+    if (!row)
         return;
-    }
-    if (!row.value())
-        return;
-    const bool common = row.value()->value(u"commonflag"_s).toInt() == 1;
+    const bool common = row->value(u"commonflag"_s).toInt() == 1;
     if (Result<void> r = m_services.store().setCommon(id, !common); !r) {
         Dialogs::message(this, r.message());
         return;
     }
-    Row changed = *row.value();
+    Row changed = *row;
     changed.insert(u"commonflag"_s, common ? 0 : 1);
     keep(changed);
     fillItem(item, changed);

@@ -37,6 +37,8 @@ private:
     void showRows(const QList<Row>& rows);
     void fillItem(QTreeWidgetItem* item, const Row& row);
     void onCurrentChanged();
+    // The row of `id`; a failed read is shown and gives nothing, as does a row that is gone.
+    std::optional<Row> loadRow(qint64 id);
     void onItemClicked(QTreeWidgetItem* item, int column);
     void add();
     void edit();
