@@ -4,6 +4,7 @@
 #include "Dialogs.h"
 #include "EntryForm.h"
 #include "SendAction.h"
+#include "TextComposer.h"
 
 #include <QClipboard>
 #include <QGridLayout>

@@ -1,6 +1,7 @@
 #include "HotKeyAssignments.h"
 
 #include "SendAction.h"
+#include "TextComposer.h"
 #include "Settings.h"
 #include "Store.h"
 

@@ -8,6 +8,7 @@
 #include "KnowledgeTreeModel.h"
 #include "ManagementListWindow.h"
 #include "SendAction.h"
+#include "TextComposer.h"
 #include "TestRoot.h"
 
 #include <QApplication>

@@ -2,6 +2,7 @@
 #include "HotKeyCapture.h"
 #include "HotKeySaveCheck.h"
 #include "SendAction.h"
+#include "TextComposer.h"
 #include "TestRoot.h"
 #include "VirtualKeyMap.h"
 

@@ -7,6 +7,7 @@
 #include "RKHotKey.h"
 #include "SelectContentWindow.h"
 #include "Sender.h"
+#include "TextComposer.h"
 #include "TestRoot.h"
 
 #include <QAbstractItemModelTester>

@@ -9,6 +9,7 @@
 #include "QueryPage.h"
 #include "SearchService.h"
 #include "Sender.h"
+#include "TextComposer.h"
 #include "TestRoot.h"
 #include "TreePage.h"
 

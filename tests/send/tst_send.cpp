@@ -1,6 +1,7 @@
 #include "FakeDesktop.h"
 #include "InputWindowTracker.h"
 #include "Sender.h"
+#include "TextComposer.h"
 #include "TestRoot.h"
 
 #include <QBuffer>
