@@ -8,11 +8,11 @@ packages=(
   cmake ninja-build g++ pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite
   libicu-dev unicode-data bzip2
-  libx11-dev libxtst-dev
+  libx11-dev libxtst-dev libxcb1-dev
   libsodium-dev
 )
 if [[ "${1:-}" == "--test" ]]; then
-  packages+=(xvfb xauth openbox x11-utils xdotool)
+  packages+=(xvfb xauth openbox x11-utils xdotool python3 python3-gi gir1.2-gtk-3.0 chromium)
 fi
 
 missing=()

@@ -4,9 +4,22 @@
 #include <QJsonDocument>
 #include <QTest>
 
-StubChatProcess::StubChatProcess(QString className, QString title, QRect geometry)
+QString StubChatProcess::toolkitName(Toolkit toolkit)
+{
+    switch (toolkit) {
+    case Toolkit::Qt:
+        return QStringLiteral("Qt");
+    case Toolkit::Gtk:
+        return QStringLiteral("Gtk");
+    case Toolkit::Chromium:
+        return QStringLiteral("Chromium");
+    }
+    return {};
+}
+
+StubChatProcess::StubChatProcess(QString className, QString title, QRect geometry, Toolkit toolkit)
     : m_className(std::move(className)), m_title(std::move(title)), m_geometry(geometry),
-      m_logPath(m_dir.filePath("events.jsonl"))
+      m_toolkit(toolkit), m_logPath(m_dir.filePath("events.jsonl"))
 {
     m_process.setProcessChannelMode(QProcess::ForwardedChannels);
 }
@@ -15,15 +28,33 @@ StubChatProcess::~StubChatProcess()
 {
     if (m_process.state() == QProcess::NotRunning)
         return;
+    // The Chromium launcher ends the browser and its helpers first, which can take seconds.
     m_process.terminate();
-    if (!m_process.waitForFinished(5000))
+    if (!m_process.waitForFinished(10000))
         m_process.kill();
     m_process.waitForFinished(5000);
 }
 
 bool StubChatProcess::start(int timeoutMs)
 {
-    QStringList arguments{"--class", m_className, "--title", m_title, "--log", m_logPath};
+    QString program;
+    QStringList arguments;
+    switch (m_toolkit) {
+    case Toolkit::Qt:
+        program = QStringLiteral(QUILLMATE_STUB_CHAT);
+        break;
+    case Toolkit::Gtk:
+        program = QStringLiteral(QUILLMATE_PYTHON3);
+        arguments << QStringLiteral(QUILLMATE_GTK_CHAT);
+        break;
+    case Toolkit::Chromium:
+        program = QStringLiteral(QUILLMATE_PYTHON3);
+        arguments << QStringLiteral(QUILLMATE_CHROMIUM_CHAT);
+        break;
+    }
+    if (timeoutMs < 0)
+        timeoutMs = m_toolkit == Toolkit::Chromium ? 30000 : 10000;
+    arguments << "--class" << m_className << "--title" << m_title << "--log" << m_logPath;
     if (m_geometry.isValid()) {
         arguments << "--geometry"
                   << QString("%1x%2+%3+%4")
@@ -32,7 +63,7 @@ bool StubChatProcess::start(int timeoutMs)
                          .arg(m_geometry.x())
                          .arg(m_geometry.y());
     }
-    m_process.start(QUILLMATE_STUB_CHAT, arguments);
+    m_process.start(program, arguments);
     if (!m_process.waitForStarted(timeoutMs))
         return false;
     const bool ready = QTest::qWaitFor(
@@ -42,6 +73,8 @@ bool StubChatProcess::start(int timeoutMs)
     if (!ready || readyEvents.isEmpty())
         return false;
     m_window = static_cast<quint64>(readyEvents.first().value("window").toInteger());
+    // Only the Chromium launcher names another process: the browser's.
+    m_windowProcessId = readyEvents.first().value("pid").toInteger(m_process.processId());
     return m_window != 0;
 }
 
