@@ -3,8 +3,6 @@
 #include "DesktopFactory.h"
 #include "Dialogs.h"
 #include "FontPreset.h"
-#include "HotKeyManager.h"
-#include "HotKeyWindow.h"
 #include "LoginWindow.h"
 #include "PanelWindow.h"
 #include "PlatformPaths.h"
@@ -94,16 +92,6 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     QObject::connect(&panel, &PanelWindow::viewRequested, content, &ContentWindows::openView);
     panel.findChild<QPushButton*>(QStringLiteral("btnManage"))
         ->setMenu(content->managementMenu(&panel));
-    // The twelve hot keys belong to the panel; they paste into whatever window is in front.
-    auto* hotKeys =
-        new HotKeyManager(startup.settings(), startup.store(), *desktop, panel.sender(), &panel);
-    if (startup.settings().flag(Setting::StartHotKey))
-        hotKeys->enableAll();
-    QObject::connect(panel.menu()->addAction(QStringLiteral("热键设置")), &QAction::triggered,
-                     &panel, [&panel, hotKeys] {
-                         HotKeyWindow window(*hotKeys, &panel);
-                         window.exec();
-                     });
     panel.show();
     panel.startDocking();
     return app.exec();

@@ -1,9 +1,9 @@
 #include "HotKeyAssignments.h"
 
 #include "SendAction.h"
-#include "TextComposer.h"
 #include "Settings.h"
 #include "Store.h"
+#include "TextComposer.h"
 
 #include <QStringList>
 #include <algorithm>

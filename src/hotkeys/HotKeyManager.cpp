@@ -61,7 +61,7 @@ void HotKeyManager::press(int index)
     }
     if (text.value().isEmpty())
         return;
-    m_sender.sendTextToForeground(text.value());
+    m_sender.sendText(text.value(), PasteOrigin::HotKey);
 }
 
 void HotKeyManager::suspend()

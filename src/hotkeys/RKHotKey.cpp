@@ -83,12 +83,17 @@ void RKHotKey::setHotKeyEnabled(bool enabled)
         notify(QStringLiteral("未设置热键！"));
         return;
     }
-    if (!m_desktop.registerHotKey(m_registrationId, keyCode(), modKeyCode())) {
-        notify(QStringLiteral("热键冲突，请换一个热键。"));
+    const DesktopResult registered =
+        m_desktop.registerHotKey(m_registrationId, keyCode(), modKeyCode());
+    if (!registered.ok()) {
+        // Only a combination another program holds is a clash; anything else is said as it is.
+        notify(registered.isTaken() ? QStringLiteral("热键冲突，请换一个热键。")
+                                    : QStringLiteral("热键无法注册：") + registered.reason());
         m_capture.clear();
         showCapture();
-        m_clashed = true;
-        emit hotKeyClash();
+        m_clashed = registered.isTaken();
+        if (m_clashed)
+            emit hotKeyClash();
         return;
     }
     m_clashed = false;

@@ -2,7 +2,7 @@
 
 #include "EntryListModel.h"
 #include "EntryView.h"
-#include "InputWindowTracker.h"
+#include "InputWindow.h"
 #include "Sender.h"
 
 #include <QEvent>
@@ -25,7 +25,7 @@ QString BottomQueryBar::prompt()
 }
 
 BottomQueryBar::BottomQueryBar(Store& store, SearchService& search, const Settings& settings,
-                               Sender& sender, InputWindowTracker& input, QWidget* parent)
+                               Sender& sender, InputWindow& input, QWidget* parent)
     : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
       m_settings(settings), m_sender(sender), m_input(input)
 {
@@ -88,7 +88,7 @@ void BottomQueryBar::changeEvent(QEvent* event)
 {
     // Typing into the bar takes the focus from the chat window, which is where pastes go.
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
-        m_input.remember();
+        m_input.noteForeground();
     QWidget::changeEvent(event);
 }
 
@@ -107,9 +107,9 @@ void BottomQueryBar::showMenu(const QPoint& pos)
     file->setEnabled(entry.kind == SearchKind::File);
     QAction* chosen = menu.exec(m_view->viewport()->mapToGlobal(pos));
     if (chosen == picture)
-        m_sender.sendPicture(entry.kind, entry.id, false, false);
+        m_sender.copyPicture(entry.kind, entry.id);
     else if (chosen == file)
-        m_sender.sendFile(entry.id, false);
+        m_sender.copyFile(entry.id);
     if (chosen)
         m_sender.recordUse(entry.kind, entry.id);
 }

@@ -6,7 +6,7 @@
 
 class EntryListModel;
 class EntryView;
-class InputWindowTracker;
+class InputWindow;
 class QLineEdit;
 class SearchService;
 class Sender;
@@ -23,7 +23,7 @@ public:
     static QString prompt();
 
     BottomQueryBar(Store& store, SearchService& search, const Settings& settings, Sender& sender,
-                   InputWindowTracker& input, QWidget* parent = nullptr);
+                   InputWindow& input, QWidget* parent = nullptr);
 
     // Places the bar's search line at `bar` (screen pixels); results grow upwards from it.
     void placeAt(const QRect& bar);
@@ -44,7 +44,7 @@ private:
 
     const Settings& m_settings;
     Sender& m_sender;
-    InputWindowTracker& m_input;
+    InputWindow& m_input;
     EntryListModel* m_model;
     EntryView* m_view;
     QLineEdit* m_text;

@@ -34,9 +34,9 @@ bool isDockingSetting(Setting s)
 } // namespace
 
 PanelDocking::PanelDocking(PanelWindow& panel, Desktop& desktop, Settings& settings, Store& store,
-                           SearchService& search, Sender& sender, InputWindowTracker& input,
+                           SearchService& search, Sender& sender, InputWindow& input,
                            QPushButton* dockButton)
-    : QObject(&panel), m_panel(panel), m_settings(settings),
+    : QObject(&panel), m_panel(panel), m_input(input), m_settings(settings),
       m_controller(desktop, settings, m_chats), m_button(dockButton)
 {
     m_chats.rebuild(settings);
@@ -50,7 +50,7 @@ PanelDocking::PanelDocking(PanelWindow& panel, Desktop& desktop, Settings& setti
     m_bar = new BottomQueryBar(store, search, settings, sender, input, &panel);
     m_bar->setAttribute(Qt::WA_ShowWithoutActivating);
     connect(m_bar, &BottomQueryBar::activated, &panel, [this](const EntryRef& e, bool onIcon) {
-        m_panel.activateEntry(e, onIcon, ClickSource::QueryList);
+        m_panel.activateEntry(e, onIcon, ClickSource::QueryList, PasteOrigin::QueryBar);
     });
 
     // The handle a floating panel shrinks to at a screen edge.
@@ -74,6 +74,8 @@ PanelDocking::PanelDocking(PanelWindow& panel, Desktop& desktop, Settings& setti
     });
     connect(&m_controller, &DockingController::hideBar, m_bar, &QWidget::hide);
     connect(&m_controller, &DockingController::foregroundInfo, this, &PanelDocking::foregroundInfo);
+    connect(&m_controller, &DockingController::targetChanged, this,
+            [this](WindowId window) { m_input.setChatWindow(window); });
 
     m_edgeTimer.setInterval(EdgeIntervalMs);
     connect(&m_edgeTimer, &QTimer::timeout, this, &PanelDocking::checkEdge);
@@ -91,6 +93,7 @@ void PanelDocking::start()
 void PanelDocking::setDocked(bool docked)
 {
     m_button->setText(m_switch.caption());
+    m_input.setDocked(docked);
     m_panel.setKeepsFocusAway(docked);
     m_controller.setPanelWidth(m_panel.width());
     m_controller.setDocked(docked);

@@ -9,7 +9,7 @@
 #include <QTimer>
 
 class BottomQueryBar;
-class InputWindowTracker;
+class InputWindow;
 class PanelWindow;
 class QPushButton;
 class QWidget;
@@ -24,7 +24,7 @@ class PanelDocking : public QObject {
     Q_OBJECT
 public:
     PanelDocking(PanelWindow& panel, Desktop& desktop, Settings& settings, Store& store,
-                 SearchService& search, Sender& sender, InputWindowTracker& input,
+                 SearchService& search, Sender& sender, InputWindow& input,
                  QPushButton* dockButton);
     ~PanelDocking() override;
 
@@ -48,6 +48,7 @@ private:
     void updateEdgeTimer();
 
     PanelWindow& m_panel;
+    InputWindow& m_input;
     Settings& m_settings;
     ChatWindowList m_chats;
     DockingController m_controller;

@@ -5,7 +5,9 @@
 #include "EdgeGrip.h"
 #include "EntryView.h"
 #include "FontPreset.h"
-#include "InputWindowTracker.h"
+#include "HotKeyManager.h"
+#include "HotKeyWindow.h"
+#include "InputWindow.h"
 #include "ListPage.h"
 #include "PanelDocking.h"
 #include "QueryPage.h"
@@ -118,13 +120,14 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
         "QWidget#frmMain QPushButton { padding: 3px 5px; min-width: 0; }"
         "QWidget#picQuery QPushButton { padding: 3px 1px; min-width: 0; }"));
 
-    m_input = new InputWindowTracker(
-        m_ctx.desktop, {windowCaption(), QStringLiteral("QuillmateBottomQuery")}, this);
+    m_input = new InputWindow(m_ctx.desktop,
+                              {windowCaption(), QStringLiteral("QuillmateBottomQuery")}, this);
     m_sender =
         new Sender(m_ctx.store, m_ctx.settings, m_ctx.desktop, *m_input, m_ctx.root.folder(), this);
     m_sender->setPastingEnabled(m_ctx.desktop.isAvailable());
     connect(m_sender, &Sender::viewRequested, this, &PanelWindow::viewRequested);
     connect(m_sender, &Sender::message, this, &PanelWindow::showProblem);
+    connect(&m_ctx.desktop, &Desktop::problem, this, &PanelWindow::showDesktopProblem);
 
     m_tabs = new QTabBar(this);
     m_tabs->setObjectName(QStringLiteral("TabStrip1"));
@@ -167,14 +170,6 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
         m_tree->refreshButton()->setVisible(index == 0);
     });
 
-    // A click into the tree or a list keeps the chat window as the paste target when the agent
-    // asked for it (KeepInputFocus "0").
-    QList<EntryView*> views{m_tree->view(), m_query->view()};
-    for (ListPage* page : std::as_const(m_lists))
-        views << page->view();
-    for (EntryView* v : views)
-        connect(v, &EntryView::pressed, this, &PanelWindow::rememberOnClick);
-
     auto* content = new QVBoxLayout;
     content->setContentsMargins(GripSize, 0, GripSize, GripSize);
     content->setSpacing(2);
@@ -216,6 +211,12 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
         page->load(m_ctx.settings.flag(page->pageDef().startLoad));
     if (m_ctx.settings.flag(Setting::StartLoadQuery))
         m_query->setMode(SearchMode::All);
+
+    m_hotKeys = new HotKeyManager(m_ctx.settings, m_ctx.store, m_ctx.desktop, *m_sender, this);
+    if (m_ctx.settings.flag(Setting::StartHotKey))
+        m_hotKeys->enableAll();
+    connect(m_menu->addAction(QStringLiteral("热键设置")), &QAction::triggered, this,
+            &PanelWindow::openHotKeyWindow);
 }
 
 PanelWindow::~PanelWindow() = default;
@@ -389,15 +390,24 @@ void PanelWindow::showProblem(const QString& message)
     Dialogs::message(this, message);
 }
 
-void PanelWindow::rememberOnClick()
+void PanelWindow::showDesktopProblem(const QString& message)
 {
-    if (m_ctx.settings.value(Setting::KeepInputFocus) == QLatin1String("0"))
-        m_input->remember();
+    if (m_toldProblems.contains(message))
+        return;
+    m_toldProblems.insert(message);
+    showProblem(message);
 }
 
-void PanelWindow::activateEntry(const EntryRef& entry, bool onIcon, ClickSource source)
+void PanelWindow::openHotKeyWindow()
 {
-    m_sender->perform(SendAction::forDoubleClick(entry, onIcon, source, m_ctx.settings));
+    HotKeyWindow window(*m_hotKeys, this);
+    window.exec();
+}
+
+void PanelWindow::activateEntry(const EntryRef& entry, bool onIcon, ClickSource source,
+                                PasteOrigin origin)
+{
+    m_sender->perform(SendAction::forDoubleClick(entry, onIcon, source, m_ctx.settings), origin);
 }
 
 void PanelWindow::startDocking()
@@ -466,7 +476,7 @@ void PanelWindow::changeEvent(QEvent* event)
         setKeepsFocusAway(true);
     // Brought to the front by the agent: the window in front before it is where pastes go.
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
-        m_input->remember();
+        m_input->noteForeground();
     QWidget::changeEvent(event);
 }
 

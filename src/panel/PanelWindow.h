@@ -2,15 +2,18 @@
 
 #include "CurrentUser.h"
 #include "DataRoot.h"
+#include "InputWindow.h"
 #include "SendAction.h"
 
 #include <QPoint>
+#include <QSet>
 #include <QWidget>
 #include <array>
 
 class Desktop;
 class EdgeGrip;
-class InputWindowTracker;
+class HotKeyManager;
+class InputWindow;
 class ListPage;
 class PanelDocking;
 class QCheckBox;
@@ -53,13 +56,16 @@ public:
     QueryPage* queryPage() const { return m_query; }
     ListPage* listPage(int index) const { return m_lists.value(index); }
     Sender& sender() const { return *m_sender; }
-    InputWindowTracker& inputWindow() const { return *m_input; }
+    // K1..K12, hidden children of the panel.
+    HotKeyManager& hotKeys() const { return *m_hotKeys; }
+    InputWindow& inputWindow() const { return *m_input; }
     QSystemTrayIcon* tray() const { return m_tray; }
     int currentTab() const; // 1..6
 
     void selectTab(int oneBased);
     // What a double-click on an entry does, wherever it came from.
-    void activateEntry(const EntryRef& entry, bool onIcon, ClickSource source);
+    void activateEntry(const EntryRef& entry, bool onIcon, ClickSource source,
+                       PasteOrigin origin = PasteOrigin::Panel);
     // Shows the panel again (tray, docking).
     void showPanel();
     // Asks the exit question; on yes the panel's size is kept and the program ends.
@@ -92,11 +98,15 @@ private:
     void buildTray();
     void applyFontPreset();
     void showProblem(const QString& message);
-    void rememberOnClick();
+    // A problem of the window system is told once, however often it recurs.
+    void showDesktopProblem(const QString& message);
+    void openHotKeyWindow();
 
     PanelContext m_ctx;
-    InputWindowTracker* m_input;
+    InputWindow* m_input;
     Sender* m_sender;
+    HotKeyManager* m_hotKeys = nullptr;
+    QSet<QString> m_toldProblems;
     QWidget* m_titleBar = nullptr;
     QLabel* m_title = nullptr;
     QCheckBox* m_top = nullptr;

@@ -17,9 +17,12 @@ public:
     WindowInfo foregroundWindow() override { return {}; }
     WindowInfo window(WindowId) override { return {}; }
     bool activate(WindowId) override { return false; }
-    bool sendKeys(const QList<KeyStroke>&) override { return false; }
+    DesktopResult sendKeys(const QList<KeyStroke>&) override
+    {
+        return DesktopResult::failed(m_reason);
+    }
     int heldModifiers() override { return 0; }
-    bool registerHotKey(int, int, int) override { return false; }
+    DesktopResult registerHotKey(int, int, int) override { return DesktopResult::failed(m_reason); }
     void unregisterHotKey(int) override {}
     QString keyName(int) override { return {}; }
     OpenResult openPath(const QString& path) override { return openLocalPath(path); }

@@ -1,19 +1,21 @@
-#include "InputWindowTracker.h"
+#include "InputWindow.h"
 
-InputWindowTracker::InputWindowTracker(Desktop& desktop, QStringList ownTitles, QObject* parent)
+#include <QCoreApplication>
+
+InputWindow::InputWindow(Desktop& desktop, QStringList ownTitles, QObject* parent)
     : QObject(parent), m_desktop(desktop), m_ownTitles(std::move(ownTitles))
 {
-    connect(&m_desktop, &Desktop::foregroundChanged, this,
-            &InputWindowTracker::onForegroundChanged);
+    connect(&m_desktop, &Desktop::foregroundChanged, this, &InputWindow::onForegroundChanged);
     onForegroundChanged(m_desktop.foregroundWindow().id);
 }
 
-bool InputWindowTracker::isOwnWindow(const WindowInfo& info) const
+bool InputWindow::isOwnWindow(const WindowInfo& info) const
 {
-    return m_ownTitles.contains(info.title);
+    return (info.processId != 0 && info.processId == QCoreApplication::applicationPid()) ||
+           m_ownTitles.contains(info.title);
 }
 
-void InputWindowTracker::onForegroundChanged(WindowId id)
+void InputWindow::onForegroundChanged(WindowId id)
 {
     if (id == 0)
         return;
@@ -22,21 +24,28 @@ void InputWindowTracker::onForegroundChanged(WindowId id)
         m_lastForeign = id;
 }
 
-void InputWindowTracker::remember()
+void InputWindow::noteForeground()
 {
-    // The foreground may already be our own window; the last window in front before it is the
-    // one the agent was typing in.
-    const WindowInfo now = m_desktop.foregroundWindow();
-    if (now.isValid() && !isOwnWindow(now))
-        m_lastForeign = now.id;
-    if (m_lastForeign != 0)
-        m_remembered = m_lastForeign;
-    m_restore = true;
+    onForegroundChanged(m_desktop.foregroundWindow().id);
 }
 
-InputWindowTracker::Target InputWindowTracker::take()
+bool InputWindow::usable(WindowId id)
 {
-    const Target t{m_remembered, m_restore};
-    m_restore = false;
-    return t;
+    if (id == 0)
+        return false;
+    const WindowInfo info = m_desktop.window(id);
+    return info.isValid() && !isOwnWindow(info);
+}
+
+WindowId InputWindow::target(PasteOrigin origin)
+{
+    if (origin == PasteOrigin::HotKey) {
+        const WindowInfo front = m_desktop.foregroundWindow();
+        if (front.isValid() && !isOwnWindow(front))
+            return front.id;
+    }
+    const bool toChat = origin == PasteOrigin::QueryBar || m_docked;
+    if (toChat && usable(m_chat))
+        return m_chat;
+    return usable(m_lastForeign) ? m_lastForeign : 0;
 }

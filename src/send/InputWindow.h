@@ -5,35 +5,42 @@
 #include <QObject>
 #include <QStringList>
 
-// The remembered input window: the window the agent last typed in, to which a paste returns the
-// focus. The desktop reports every change of the foreground window; our own windows (known by
-// their titles) are never remembered.
-class InputWindowTracker : public QObject {
+// How a paste was asked for.
+enum class PasteOrigin { Panel, QueryBar, HotKey };
+
+// The one rule for the window a paste goes to, whatever asked for it:
+//  - a hot key: the window in front, where the agent is typing, unless that is one of ours;
+//  - the bottom query bar: the chat window it sits on;
+//  - the panel: docked, the chat window it is docked to; floating, the window the agent last
+//    had in front before turning to the panel.
+// Where the rule's window is gone, the next rule applies (hot key -> panel, bar and docked panel
+// -> the last window in front). Our own windows are never a target, and no window is remembered
+// from earlier than the agent's last change of window: the answer is always current.
+class InputWindow : public QObject {
     Q_OBJECT
 public:
-    InputWindowTracker(Desktop& desktop, QStringList ownTitles, QObject* parent = nullptr);
+    InputWindow(Desktop& desktop, QStringList ownTitles, QObject* parent = nullptr);
 
-    // The panel (or the query bar) came to the front, or was clicked while the focus is to be
-    // kept: remember the window that was in front before it and ask for the focus back.
-    void remember();
+    // The chat window docking follows (0: none yet, or it has gone).
+    void setChatWindow(WindowId id) { m_chat = id; }
+    void setDocked(bool docked) { m_docked = docked; }
+    // One of our windows came to the front; the window in front until then is the agent's. For
+    // desktops that do not report every change of the window in front.
+    void noteForeground();
 
-    struct Target {
-        WindowId window = 0;
-        bool restoreFocus = false;
-    };
-    // What the next paste uses; the restore-focus flag is cleared by taking it.
-    Target take();
-    Target peek() const { return {m_remembered, m_restore}; }
+    // 0 when there is no window to paste into.
+    WindowId target(PasteOrigin origin);
 
     bool isOwnWindow(const WindowInfo& info) const;
     WindowId lastForeignWindow() const { return m_lastForeign; }
 
 private:
     void onForegroundChanged(WindowId id);
+    bool usable(WindowId id);
 
     Desktop& m_desktop;
     QStringList m_ownTitles;
     WindowId m_lastForeign = 0;
-    WindowId m_remembered = 0;
-    bool m_restore = false;
+    WindowId m_chat = 0;
+    bool m_docked = false;
 };

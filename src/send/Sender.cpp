@@ -1,20 +1,19 @@
 #include "Sender.h"
 
-#include "InputWindowTracker.h"
+#include "ClipboardContent.h"
 #include "Settings.h"
 #include "Store.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QImage>
-#include <QMimeData>
 #include <QUrl>
 
 namespace {
 
-QMimeData* fileMime(const QString& path)
+ClipboardContent* mimeForFile(const QString& path)
 {
-    auto* mime = new QMimeData;
+    auto* mime = new ClipboardContent;
     const QUrl url = QUrl::fromLocalFile(path);
     mime->setUrls({url});
     // File managers on Linux read this to paste a copied file.
@@ -25,12 +24,16 @@ QMimeData* fileMime(const QString& path)
 
 } // namespace
 
-Sender::Sender(Store& store, const Settings& settings, Desktop& desktop, InputWindowTracker& input,
+Sender::Sender(Store& store, const Settings& settings, Desktop& desktop, InputWindow& input,
                const QString& rootFolder, QObject* parent)
     : QObject(parent), m_store(store), m_settings(settings), m_desktop(desktop), m_input(input),
       m_cache(rootFolder), m_paste(desktop)
 {
-    connect(&m_paste, &PasteSequence::finished, this, &Sender::pasteFinished);
+    connect(&m_paste, &PasteSequence::finished, this, [this](bool ok, const QString& problem) {
+        if (!ok)
+            emit message(problem);
+        emit pasteFinished(ok, problem);
+    });
 }
 
 PasteSequence::SendKey Sender::configuredSendKey() const
@@ -45,19 +48,19 @@ PasteSequence::SendKey Sender::configuredSendKey() const
     return PasteSequence::SendKey::None;
 }
 
-void Sender::perform(const SendAction& action)
+void Sender::perform(const SendAction& action, PasteOrigin origin)
 {
     switch (action.type) {
     case SendAction::Type::Nothing:
         return;
     case SendAction::Type::SendText:
-        sendText(action.text);
+        sendText(action.text, origin);
         break;
     case SendAction::Type::SendPicture:
-        sendPicture(action.kind, action.id, false);
+        sendPicture(action.kind, action.id, false, origin);
         break;
     case SendAction::Type::SendFile:
-        sendFile(action.id);
+        sendFile(action.id, origin);
         break;
     case SendAction::Type::OpenView:
         emit viewRequested(action.kind, action.id);
@@ -99,89 +102,114 @@ void Sender::recordUse(SearchKind kind, qint64 id)
         emit message(r.message());
 }
 
-void Sender::pasteClipboard(QMimeData* mime, bool paste, bool toForeground)
+void Sender::deliver(ClipboardContent* mime, std::optional<PasteOrigin> origin)
 {
-    QClipboard* clipboard = QGuiApplication::clipboard();
-    clipboard->clear();
-    clipboard->setMimeData(mime);
-    if (!paste)
+    if (!mime)
         return;
-    InputWindowTracker::Target target = m_input.take();
-    if (toForeground)
-        target = {};
+    const auto toClipboard = [mime] {
+        QClipboard* clipboard = QGuiApplication::clipboard();
+        clipboard->clear();
+        clipboard->setMimeData(mime);
+    };
+    if (!origin) {
+        toClipboard();
+        return;
+    }
     if (!m_pasting) {
+        // The agent was told once why; the content waits on the clipboard.
+        toClipboard();
         emit pasteFinished(false, m_desktop.unavailableReason());
         return;
     }
-    m_paste.start(mime, target.restoreFocus ? target.window : 0, configuredSendKey());
+    const WindowId target = m_input.target(*origin);
+    if (target == 0) {
+        toClipboard();
+        const QString why = QStringLiteral("没有找到要粘贴的聊天窗口，内容已复制到剪贴板。");
+        emit message(why);
+        emit pasteFinished(false, why);
+        return;
+    }
+    m_paste.start(mime, target, configuredSendKey());
 }
 
-void Sender::sendText(const QString& text)
+void Sender::sendText(const QString& text, PasteOrigin origin)
 {
-    auto* mime = new QMimeData;
+    auto* mime = new ClipboardContent;
     mime->setText(text);
-    pasteClipboard(mime);
+    deliver(mime, origin);
 }
 
-void Sender::sendTextToForeground(const QString& text)
+void Sender::sendPicture(SearchKind kind, qint64 id, bool asFile, PasteOrigin origin)
 {
-    auto* mime = new QMimeData;
-    mime->setText(text);
-    pasteClipboard(mime, true, true);
+    deliver(pictureMime(kind, id, asFile), origin);
 }
 
-void Sender::sendPicture(SearchKind kind, qint64 id, bool asFile, bool paste)
+void Sender::sendFile(qint64 id, PasteOrigin origin)
+{
+    deliver(fileMime(id), origin);
+}
+
+void Sender::copyPicture(SearchKind kind, qint64 id)
+{
+    deliver(pictureMime(kind, id, false), std::nullopt);
+}
+
+void Sender::copyFile(qint64 id)
+{
+    deliver(fileMime(id), std::nullopt);
+}
+
+ClipboardContent* Sender::pictureMime(SearchKind kind, qint64 id, bool asFile)
 {
     const bool personal = kind == SearchKind::Personal;
     const Table table = personal ? Table::Personal : Table::Knowledge;
     Result<std::optional<Row>> row = m_store.row(table, id, {QStringLiteral("extname")});
     if (!row) {
         emit message(row.message());
-        return;
+        return nullptr;
     }
     if (!row.value())
-        return;
+        return nullptr;
     const QString extname = row.value()->value(QStringLiteral("extname")).toString().trimmed();
     Result<std::optional<QString>> path =
         m_cache.picture(personal, id, extname, [&] { return m_store.blob(table, id); });
     if (!path) {
         emit message(path.message());
-        return;
+        return nullptr;
     }
     if (!path.value())
-        return; // no picture stored
+        return nullptr; // no picture stored
     // Chat clients take a png more reliably as a file than as a bitmap.
     if (!asFile && extname.compare(QLatin1String("png"), Qt::CaseInsensitive) != 0) {
         const QImage image(*path.value());
         if (!image.isNull()) {
-            auto* mime = new QMimeData;
+            auto* mime = new ClipboardContent;
             mime->setImageData(image);
-            pasteClipboard(mime, paste);
-            return;
+            return mime;
         }
     }
-    pasteClipboard(fileMime(*path.value()), paste);
+    return mimeForFile(*path.value());
 }
 
-void Sender::sendFile(qint64 id, bool paste)
+ClipboardContent* Sender::fileMime(qint64 id)
 {
     Result<std::optional<Row>> row =
         m_store.row(Table::File, id, {QStringLiteral("name"), QStringLiteral("extname")});
     if (!row) {
         emit message(row.message());
-        return;
+        return nullptr;
     }
     if (!row.value())
-        return;
+        return nullptr;
     Result<std::optional<QString>> path =
         m_cache.file(row.value()->value(QStringLiteral("name")).toString(),
                      row.value()->value(QStringLiteral("extname")).toString(),
                      [&] { return m_store.blob(Table::File, id); });
     if (!path) {
         emit message(path.message());
-        return;
+        return nullptr;
     }
     if (!path.value())
-        return;
-    pasteClipboard(fileMime(*path.value()), paste);
+        return nullptr;
+    return mimeForFile(*path.value());
 }

@@ -8,8 +8,8 @@
 #include "KnowledgeTreeModel.h"
 #include "ManagementListWindow.h"
 #include "SendAction.h"
-#include "TextComposer.h"
 #include "TestRoot.h"
+#include "TextComposer.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -1,5 +1,6 @@
-// The panel against a stub chat client on a real X server: docking, pasting, the send key and
-// the modifier keys the agent may still be holding.
+// The panel against stand-in chat clients on a real X server (Qt, GTK and Chromium, which fetch
+// the clipboard the way real chat clients do): docking, pasting with a double-click as people
+// make one, the send key, several chat windows, and the modifier keys the agent may still hold.
 #include "BottomQueryBar.h"
 #include "DesktopFactory.h"
 #include "Dialogs.h"
@@ -57,7 +58,8 @@ struct Rig {
         panel->startDocking();
     }
 
-    // A real double-click, by the X server, on the first phrase of the phrase page.
+    // A real double-click, by the X server, on the first phrase of the phrase page, with the
+    // button held and released as a person does.
     void doubleClickPhrase()
     {
         panel->selectTab(3);
@@ -70,7 +72,28 @@ struct Rig {
         const QPoint at = view->viewport()->mapToGlobal(cell.center());
         QVERIFY(xdotool({"mousemove", QString::number(at.x()), QString::number(at.y())}));
         QTest::qWait(100);
-        QVERIFY(xdotool({"click", "--repeat", "2", "--delay", "60", "1"}));
+        humanClick(2);
+    }
+
+    static void humanClick(int times = 1)
+    {
+        for (int i = 0; i < times; ++i) {
+            if (i > 0)
+                QTest::qWait(60);
+            QVERIFY(xdotool({"mousedown", "1"}));
+            QTest::qWait(70);
+            QVERIFY(xdotool({"mouseup", "1"}));
+        }
+    }
+
+    // A click into a window, as the agent switches between chats.
+    static void clickInto(const StubChatProcess& chat)
+    {
+        const QRect g = chat.geometry();
+        QVERIFY(xdotool(
+            {"mousemove", QString::number(g.center().x()), QString::number(g.center().y())}));
+        QTest::qWait(50);
+        humanClick();
     }
 
     void activate(const StubChatProcess& chat)
@@ -100,6 +123,8 @@ private slots:
     void ignoresWindowsThatAreNotChats();
     void pastesAPhraseAndSendsOnce_data();
     void pastesAPhraseAndSendsOnce();
+    void pastesIntoTheDockedChatAmongSeveral_data();
+    void pastesIntoTheDockedChatAmongSeveral();
     void waitsForHeldModifiers();
     void typingIntoThePanelWhileDocked();
     void barHidesWithTheMinimisedChat();
@@ -152,21 +177,27 @@ void TestPanelE2e::ignoresWindowsThatAreNotChats()
 
 void TestPanelE2e::pastesAPhraseAndSendsOnce_data()
 {
+    QTest::addColumn<StubChatProcess::Toolkit>("toolkit");
     QTest::addColumn<QString>("sendKey");
     QTest::addColumn<int>("enters");
     QTest::addColumn<bool>("ctrl");
-    QTest::newRow("no send key") << "0|CtrlEnter" << 0 << false;
-    QTest::newRow("Enter") << "1|Enter" << 1 << false;
-    QTest::newRow("Ctrl+Enter") << "1|CtrlEnter" << 1 << true;
+    for (const auto toolkit : {StubChatProcess::Toolkit::Qt, StubChatProcess::Toolkit::Gtk,
+                               StubChatProcess::Toolkit::Chromium}) {
+        const QByteArray name = StubChatProcess::toolkitName(toolkit).toUtf8();
+        QTest::newRow(name + ", no send key") << toolkit << "0|CtrlEnter" << 0 << false;
+        QTest::newRow(name + ", Enter") << toolkit << "1|Enter" << 1 << false;
+        QTest::newRow(name + ", Ctrl+Enter") << toolkit << "1|CtrlEnter" << 1 << true;
+    }
 }
 
 void TestPanelE2e::pastesAPhraseAndSendsOnce()
 {
+    QFETCH(StubChatProcess::Toolkit, toolkit);
     QFETCH(QString, sendKey);
     QFETCH(int, enters);
     QFETCH(bool, ctrl);
     Rig rig({{Setting::AutoPressSendKey, sendKey}});
-    StubChatProcess chat("WeChatMainWndForPC", "微信", QRect(200, 100, 600, 500));
+    StubChatProcess chat("WeChatMainWndForPC", "微信", QRect(200, 100, 600, 500), toolkit);
     QVERIFY(chat.start());
     rig.activate(chat);
     rig.dock();
@@ -181,14 +212,16 @@ void TestPanelE2e::pastesAPhraseAndSendsOnce()
     rig.doubleClickPhrase();
     QTRY_VERIFY_WITH_TIMEOUT(pasted.count() == 1, 8000);
     QVERIFY2(pasted.first().at(0).toBool(), qPrintable(pasted.first().at(1).toString()));
+    // The send key comes after the text: it finds the text in the box.
+    if (enters) {
+        QTRY_COMPARE_WITH_TIMEOUT(chat.events("enter").size(), enters, 8000);
+        QCOMPARE(chat.events("enter").first().value("ctrl").toBool(), ctrl);
+        QCOMPARE(chat.events("enter").first().value("text").toString(),
+                 QStringLiteral("亲，您好！\n"));
+    }
     QTRY_COMPARE_WITH_TIMEOUT(chat.text(), QStringLiteral("亲，您好！\n"), 8000);
     QTest::qWait(300);
-    const QList<QJsonObject> sent = chat.events("enter");
-    QCOMPARE(sent.size(), enters);
-    if (enters) {
-        QCOMPARE(sent.first().value("ctrl").toBool(), ctrl);
-        QCOMPARE(sent.first().value("text").toString(), QStringLiteral("亲，您好！\n"));
-    }
+    QCOMPARE(chat.events("enter").size(), enters);
     // Docked, a click into the panel's list never took the focus from the chat window.
     QCOMPARE(focusLosses(), lossesBefore);
     // No key is left pressed.
@@ -198,6 +231,50 @@ void TestPanelE2e::pastesAPhraseAndSendsOnce()
                  ->value("usetime")
                  .toInt(),
              1);
+}
+
+void TestPanelE2e::pastesIntoTheDockedChatAmongSeveral_data()
+{
+    QTest::addColumn<StubChatProcess::Toolkit>("first");
+    QTest::addColumn<StubChatProcess::Toolkit>("second");
+    QTest::newRow("GTK then Chromium")
+        << StubChatProcess::Toolkit::Gtk << StubChatProcess::Toolkit::Chromium;
+    QTest::newRow("Qt then GTK") << StubChatProcess::Toolkit::Qt << StubChatProcess::Toolkit::Gtk;
+}
+
+void TestPanelE2e::pastesIntoTheDockedChatAmongSeveral()
+{
+    // 微信 was in front when the agent docked; then the agent turned to 张三 and the panel went
+    // with it. The answer is for 张三, and with the send key on, it is sent there.
+    QFETCH(StubChatProcess::Toolkit, first);
+    QFETCH(StubChatProcess::Toolkit, second);
+    Rig rig({{Setting::AutoPressSendKey, "1|Enter"}});
+    StubChatProcess weixin("WeChatMainWndForPC", "微信", QRect(60, 80, 560, 420), first);
+    StubChatProcess zhang("TXGuiFoundation", "张三", QRect(640, 380, 520, 420), second);
+    QVERIFY(weixin.start());
+    QVERIFY(zhang.start());
+    Rig::clickInto(weixin);
+    QTRY_COMPARE_WITH_TIMEOUT(rig.desktop->foregroundWindow().id, weixin.window(), 5000);
+    auto* button = rig.panel->findChild<QPushButton*>(QStringLiteral("btnXiFu"));
+    const QPoint at = button->mapToGlobal(button->rect().center());
+    QVERIFY(xdotool({"mousemove", QString::number(at.x()), QString::number(at.y())}));
+    QTest::qWait(50);
+    Rig::humanClick();
+    QTRY_VERIFY_WITH_TIMEOUT(rig.panel->docking()->dockSwitch().docked(), 5000);
+    Rig::clickInto(zhang);
+    QTRY_COMPARE_WITH_TIMEOUT(rig.panel->docking()->controller().target().window, zhang.window(),
+                              5000);
+    QTRY_COMPARE_WITH_TIMEOUT(rig.panel->frameGeometry().left(),
+                              rig.desktop->window(zhang.window()).frame.right() + 1 - rig.overlap(),
+                              5000);
+
+    rig.doubleClickPhrase();
+    QTRY_COMPARE_WITH_TIMEOUT(zhang.events("enter").size(), 1, 8000);
+    QCOMPARE(zhang.events("enter").first().value("text").toString(),
+             QStringLiteral("亲，您好！\n"));
+    QTest::qWait(300);
+    QCOMPARE(weixin.text(), QString());
+    QVERIFY(weixin.events("enter").isEmpty());
 }
 
 void TestPanelE2e::waitsForHeldModifiers()

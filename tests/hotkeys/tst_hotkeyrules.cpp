@@ -2,8 +2,8 @@
 #include "HotKeyCapture.h"
 #include "HotKeySaveCheck.h"
 #include "SendAction.h"
-#include "TextComposer.h"
 #include "TestRoot.h"
+#include "TextComposer.h"
 #include "VirtualKeyMap.h"
 
 #include <QHash>

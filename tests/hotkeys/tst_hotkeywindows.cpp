@@ -2,13 +2,13 @@
 #include "FakeDesktop.h"
 #include "HotKeyManager.h"
 #include "HotKeyWindow.h"
-#include "InputWindowTracker.h"
+#include "InputWindow.h"
 #include "KnowledgePickModel.h"
 #include "RKHotKey.h"
 #include "SelectContentWindow.h"
 #include "Sender.h"
-#include "TextComposer.h"
 #include "TestRoot.h"
+#include "TextComposer.h"
 
 #include <QAbstractItemModelTester>
 #include <QCheckBox>
@@ -68,7 +68,7 @@ std::pair<int, int> combination(const RKHotKey* key)
 struct Rig {
     TestRoot root;
     FakeDesktop desktop;
-    InputWindowTracker input{desktop, {QStringLiteral("客服Tavro(Quillmate)")}};
+    InputWindow input{desktop, {QStringLiteral("客服Tavro(Quillmate)")}};
     Sender sender{*root.store, *root.settings, desktop, input, root.dir.path()};
     QWidget panel;
     HotKeyManager* keys = nullptr;
@@ -231,6 +231,14 @@ void TestHotKeyWindows::registrationAndClashes()
     k2->setHotKeyEnabled(true);
     QCOMPARE(shownTexts(), QStringList{"K2热键冲突，请换一个热键。"});
     QCOMPARE(k2->text(), "无");
+    // A refusal for any other cause is told as it is, not as a clash.
+    desktop.setHotKeyFailure("当前键盘布局中没有这个键");
+    k2->setCombination("F2", 113, 0);
+    k2->setHotKeyEnabled(true);
+    QCOMPARE(shownTexts(), QStringList{"K2热键无法注册：当前键盘布局中没有这个键"});
+    QVERIFY(!k2->clashed());
+    QCOMPARE(clashes.size(), 2);
+    desktop.setHotKeyFailure({});
     k2->setCombination("F2", 113, 0);
     k2->setHotKeyEnabled(true);
     QVERIFY(k2->hotKeyEnabled());
@@ -307,7 +315,9 @@ void TestHotKeyWindows::panelKeysPasteTheirEntries()
     QCOMPARE(shownTexts(), QStringList());
 
     QSignalSpy done(&rig.sender, &Sender::pasteFinished);
-    rig.desktop.pressHotKey(keys.control(2)->registrationId());
+    // Pressed for 80 ms, as people press keys; the paste goes where the agent types.
+    rig.desktop.setForeground(100);
+    rig.desktop.pressHotKey(keys.control(2)->registrationId(), 80);
     QTRY_COMPARE(done.size(), 1);
     QVERIFY2(done.first().at(0).toBool(), qPrintable(done.first().at(1).toString()));
     QCOMPARE(rig.desktop.pastes().size(), 1);

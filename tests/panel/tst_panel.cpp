@@ -2,15 +2,14 @@
 #include "Dialogs.h"
 #include "EntryView.h"
 #include "FakeDesktop.h"
-#include "InputWindowTracker.h"
 #include "ListPage.h"
 #include "PanelDocking.h"
 #include "PanelWindow.h"
 #include "QueryPage.h"
 #include "SearchService.h"
 #include "Sender.h"
-#include "TextComposer.h"
 #include "TestRoot.h"
+#include "TextComposer.h"
 #include "TreePage.h"
 
 #include <QCheckBox>
@@ -302,7 +301,6 @@ void TestPanel::doubleClicksSendOrOpen()
     // The agent clicks into the panel: the chat window is where pastes go back to.
     p.desktop.addWindow({200, "Quillmate", PanelWindow::windowCaption(), QRect(), true, false});
     p.desktop.setForeground(200);
-    p.window->inputWindow().remember();
 
     auto* tree = p.find<EntryView>("TreeView1");
     QTRY_VERIFY(p.tree()->indexForKey(QStringLiteral("K%1").arg(p.k1)).isValid());

@@ -22,8 +22,10 @@ int main(int argc, char** argv)
     QObject::connect(&desktop, &Desktop::problem, [](const QString& message) {
         std::fprintf(stderr, "hotkey_holder: %s\n", qPrintable(message));
     });
-    const bool registered = desktop.registerHotKey(1, QByteArray(argv[1]).toInt(nullptr, 0),
-                                                   QByteArray(argv[2]).toInt(nullptr, 0));
+    const bool registered = desktop
+                                .registerHotKey(1, QByteArray(argv[1]).toInt(nullptr, 0),
+                                                QByteArray(argv[2]).toInt(nullptr, 0))
+                                .ok();
     std::printf("%s\n", registered ? "registered" : "refused");
     std::fflush(stdout);
     while (std::fgetc(stdin) != EOF) {

@@ -40,9 +40,11 @@ void TestDesktopFactory::withoutDisplayTheDesktopIsUnavailable()
     QVERIFY(!desktop->foregroundWindow().isValid());
     QVERIFY(!desktop->window(0x400001).isValid());
     QVERIFY(!desktop->activate(0x400001));
-    QVERIFY(!desktop->sendKeys({{VirtualKey::Control, true}, {VirtualKey::Control, false}}));
+    const DesktopResult typed =
+        desktop->sendKeys({{VirtualKey::Control, true}, {VirtualKey::Control, false}});
+    QCOMPARE(typed.reason(), NullDesktop::defaultReason());
     QCOMPARE(desktop->heldModifiers(), 0);
-    QVERIFY(!desktop->registerHotKey(1, 0x78, ModifierMask::Control));
+    QVERIFY(!desktop->registerHotKey(1, 0x78, ModifierMask::Control).ok());
 }
 
 void TestDesktopFactory::documentsStillOpenWithoutWindowAccess()

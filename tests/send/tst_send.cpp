@@ -1,8 +1,5 @@
-#include "FakeDesktop.h"
-#include "InputWindowTracker.h"
-#include "Sender.h"
+#include "SendRig.h"
 #include "TextComposer.h"
-#include "TestRoot.h"
 
 #include <QBuffer>
 #include <QClipboard>
@@ -18,16 +15,6 @@ namespace {
 using Type = SendAction::Type;
 const QString NL = TextComposer::lineBreak();
 
-QList<KeyStroke> keys(std::initializer_list<std::pair<int, bool>> list)
-{
-    QList<KeyStroke> out;
-    for (const auto& [vk, down] : list)
-        out.append({vk, down});
-    return out;
-}
-
-const QList<KeyStroke> CtrlV = keys({{0x11, true}, {0x56, true}, {0x56, false}, {0x11, false}});
-
 QByteArray pngBytes(const char* format)
 {
     QImage image(4, 3, QImage::Format_RGB32);
@@ -39,25 +26,6 @@ QByteArray pngBytes(const char* format)
     return bytes;
 }
 
-// A chat window, the panel, and a sender wired to a fake desktop.
-struct Rig {
-    TestRoot root;
-    FakeDesktop desktop;
-    InputWindowTracker input{desktop, {QStringLiteral("客服Tavro(Quillmate)")}};
-    Sender sender{*root.store, *root.settings, desktop, input, root.dir.path()};
-
-    Rig()
-    {
-        desktop.addWindow({100, "ChatClient", "客户 张三", QRect(0, 0, 800, 600), true, false});
-        desktop.addWindow(
-            {200, "Quillmate", "客服Tavro(Quillmate)", QRect(800, 0, 300, 600), true, false});
-        desktop.setForeground(100);
-        desktop.setForeground(200); // the agent clicked into the panel
-        input.remember();
-    }
-    void set(Setting s, const QString& v) { QVERIFY(root.settings->setValue(s, v).ok()); }
-};
-
 } // namespace
 
 class TestSend : public QObject {
@@ -66,11 +34,6 @@ private slots:
     void composesText_data();
     void composesText();
     void doubleClickDecisions();
-    void pasteKeysPerSendKey_data();
-    void pasteKeysPerSendKey();
-    void pasteWaitsForTheChatWindowAndReleasedModifiers();
-    void failedStepSendsNothingAfterIt();
-    void hotKeyPastesIntoTheWindowInFront();
     void picturesAndFilesGoThroughTheCache();
     void useCountsPerTableAndStore();
     void opensLinksToolsAndViews();
@@ -161,110 +124,9 @@ void TestSend::doubleClickDecisions()
     QCOMPARE(decide(SearchKind::Tool, false, ClickSource::PageList).type, Type::OpenTool);
 }
 
-void TestSend::pasteKeysPerSendKey_data()
-{
-    QTest::addColumn<QString>("setting");
-    QTest::addColumn<QList<KeyStroke>>("expected");
-    QTest::newRow("off") << "0|CtrlEnter" << CtrlV;
-    QTest::newRow("off with Enter") << "0|Enter" << CtrlV;
-    QTest::newRow("Enter") << "1|Enter" << CtrlV + keys({{0x0D, true}, {0x0D, false}});
-    QTest::newRow("CtrlEnter releases Ctrl first")
-        << "1|CtrlEnter"
-        << CtrlV + keys({{0x11, true}, {0x0D, true}, {0x11, false}, {0x0D, false}});
-    QTest::newRow("unknown key") << "1|Space" << CtrlV;
-}
-
-void TestSend::pasteKeysPerSendKey()
-{
-    QFETCH(QString, setting);
-    QFETCH(QList<KeyStroke>, expected);
-    Rig rig;
-    rig.set(Setting::AutoPressSendKey, setting);
-    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
-    rig.sender.sendText("亲，您好");
-    QTRY_COMPARE(done.count(), 1);
-    QVERIFY(done.first().at(0).toBool());
-    QCOMPARE(rig.desktop.keys(), expected);
-    QCOMPARE(rig.desktop.pastes().size(), 1);
-    QCOMPARE(rig.desktop.pastes().first().text, QStringLiteral("亲，您好"));
-    QCOMPARE(rig.desktop.pastes().first().target, WindowId(100));
-    QCOMPARE(rig.desktop.activations(), QList<WindowId>{100});
-}
-
-void TestSend::pasteWaitsForTheChatWindowAndReleasedModifiers()
-{
-    Rig rig;
-    rig.desktop.setActivationDelay(60);
-    rig.desktop.setHeldModifiers(ModifierMask::Control | ModifierMask::Alt);
-    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
-    rig.sender.sendText("x");
-    QTest::qWait(150);
-    // In front by now, but the agent still holds Ctrl+Alt: nothing typed yet.
-    QCOMPARE(rig.desktop.foregroundWindow().id, WindowId(100));
-    QVERIFY(rig.desktop.keys().isEmpty());
-    QCOMPARE(done.count(), 0);
-    rig.desktop.setHeldModifiers(0);
-    QTRY_COMPARE(done.count(), 1);
-    QCOMPARE(rig.desktop.keys(), CtrlV);
-    QCOMPARE(rig.desktop.pastes().first().target, WindowId(100));
-
-    // The focus goes back only once per click into the panel.
-    rig.desktop.clearRecords();
-    rig.sender.sendText("y");
-    QTRY_COMPARE(done.count(), 2);
-    QVERIFY(rig.desktop.activations().isEmpty());
-}
-
-void TestSend::failedStepSendsNothingAfterIt()
-{
-    Rig rig;
-    rig.set(Setting::AutoPressSendKey, "1|Enter");
-    rig.sender.paste().setLimits({200, 100, 100, 5});
-    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
-
-    rig.desktop.setActivationDelay(-1); // the chat window never comes to the front
-    rig.sender.sendText("x");
-    QTRY_COMPARE(done.count(), 1);
-    QVERIFY(!done.last().at(0).toBool());
-    QVERIFY(!done.last().at(1).toString().isEmpty());
-    QVERIFY(rig.desktop.keys().isEmpty());
-
-    rig.desktop.setActivationDelay(0);
-    rig.desktop.setHeldModifiers(ModifierMask::Shift); // never let go
-    rig.input.remember();
-    rig.sender.sendText("y");
-    QTRY_COMPARE(done.count(), 2);
-    QVERIFY(!done.last().at(0).toBool());
-    QVERIFY(rig.desktop.keys().isEmpty());
-
-    // A new paste replaces one still waiting: only the second arrives.
-    rig.desktop.setHeldModifiers(ModifierMask::Shift);
-    rig.sender.sendText("first");
-    rig.sender.sendText("second");
-    rig.desktop.setHeldModifiers(0);
-    QTRY_COMPARE(rig.desktop.pastes().size(), 1);
-    QCOMPARE(rig.desktop.pastes().first().text, QStringLiteral("second"));
-}
-
-void TestSend::hotKeyPastesIntoTheWindowInFront()
-{
-    Rig rig; // the chat window 100 is remembered from a click into the panel
-    rig.desktop.addWindow({300, "Other", "另一个聊天", QRect(), true, false});
-    rig.desktop.setForeground(300);
-    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
-    rig.sender.sendTextToForeground("hot");
-    QTRY_COMPARE(done.count(), 1);
-    QVERIFY(rig.desktop.activations().isEmpty());
-    QCOMPARE(rig.desktop.pastes().first().target, WindowId(300));
-    // The remembered window is forgotten: a later double-click does not jump back to it.
-    rig.sender.sendText("next");
-    QTRY_COMPARE(done.count(), 2);
-    QVERIFY(rig.desktop.activations().isEmpty());
-}
-
 void TestSend::picturesAndFilesGoThroughTheCache()
 {
-    Rig rig;
+    SendRig rig;
     const qint64 jpg = rig.root.add(
         Table::Knowledge, {{"name", "图一"}, {"pic", pngBytes("JPG")}, {"extname", "jpg"}});
     const qint64 png = rig.root.add(
@@ -272,28 +134,27 @@ void TestSend::picturesAndFilesGoThroughTheCache()
     const qint64 own = rig.root.add(
         Table::Personal, {{"name", "私图"}, {"pic", pngBytes("JPG")}, {"extname", "jpg"}});
     const qint64 none = rig.root.add(Table::Knowledge, {{"name", "无图"}});
-    QSignalSpy done(&rig.sender, &Sender::pasteFinished);
 
     rig.sender.sendPicture(SearchKind::Knowledge, jpg, false);
-    QTRY_COMPARE(done.count(), 1);
+    QTRY_COMPARE(rig.done.count(), 1);
     QVERIFY(rig.desktop.pastes().last().image);
     QVERIFY(QFile::exists(rig.root.path("pic/%1.jpg").arg(jpg)));
 
     rig.sender.sendPicture(SearchKind::Knowledge, png, false);
-    QTRY_COMPARE(done.count(), 2);
+    QTRY_COMPARE(rig.done.count(), 2);
     QCOMPARE(
         rig.desktop.pastes().last().urls,
         QList<QUrl>{QUrl::fromLocalFile(rig.root.path(QStringLiteral("pic/%1.png").arg(png)))});
 
     rig.sender.sendPicture(SearchKind::Personal, own, true);
-    QTRY_COMPARE(done.count(), 3);
+    QTRY_COMPARE(rig.done.count(), 3);
     QCOMPARE(
         rig.desktop.pastes().last().urls,
         QList<QUrl>{QUrl::fromLocalFile(rig.root.path(QStringLiteral("ppic/%1.jpg").arg(own)))});
 
     rig.sender.sendPicture(SearchKind::Knowledge, none, false);
     QTest::qWait(20);
-    QCOMPARE(done.count(), 3); // nothing stored, nothing sent
+    QCOMPARE(rig.done.count(), 3); // nothing stored, nothing sent
 
     // A cached copy is reused even after the stored picture changed.
     const QString cached = rig.root.path(QStringLiteral("pic/%1.png").arg(png));
@@ -303,7 +164,7 @@ void TestSend::picturesAndFilesGoThroughTheCache()
     f.close();
     QVERIFY(rig.root.store->setBlob(Table::Knowledge, png, QByteArray("changed")).ok());
     rig.sender.sendPicture(SearchKind::Knowledge, png, false);
-    QTRY_COMPARE(done.count(), 4);
+    QTRY_COMPARE(rig.done.count(), 4);
     QVERIFY(f.open(QIODevice::ReadOnly));
     QCOMPARE(f.readAll(), before);
 
@@ -314,9 +175,11 @@ void TestSend::picturesAndFilesGoThroughTheCache()
         Table::File, {{"name", "README"}, {"file", QByteArray("R")}, {"extname", "无"}});
     const qint64 evil = rig.root.add(
         Table::File, {{"name", "../../escape"}, {"file", QByteArray("E")}, {"extname", "sh"}});
-    for (qint64 id : {doc, bare, evil})
+    for (qint64 id : {doc, bare, evil}) {
         rig.sender.sendFile(id);
-    QTRY_COMPARE(done.count(), 7);
+        QVERIFY(rig.waitForPaste(rig.done.count() + 1));
+    }
+    QCOMPARE(rig.done.count(), 7);
     QVERIFY(QFile::exists(rig.root.path("file/说明书.docx")));
     QVERIFY(QFile::exists(rig.root.path("file/README")));
     QVERIFY(QFile::exists(rig.root.path("file/.._.._escape.sh")));
@@ -328,7 +191,7 @@ void TestSend::picturesAndFilesGoThroughTheCache()
 
 void TestSend::useCountsPerTableAndStore()
 {
-    Rig rig;
+    SendRig rig;
     const qint64 phrase = rig.root.add(Table::Simple, {{"name", "您好"}});
     const qint64 note = rig.root.add(Table::Personal, {{"name", "笔记"}, {"description", "内容"}});
     const qint64 tool = rig.root.add(
@@ -359,7 +222,7 @@ void TestSend::useCountsPerTableAndStore()
 
 void TestSend::opensLinksToolsAndViews()
 {
-    Rig rig;
+    SendRig rig;
     QSignalSpy views(&rig.sender, &Sender::viewRequested);
     QSignalSpy messages(&rig.sender, &Sender::message);
     rig.sender.perform({Type::OpenTool, SearchKind::Tool, 1, {}, "/no/such/tool", true});

@@ -2,6 +2,7 @@
 
 #include "KeySymTable.h"
 #include "NullDesktop.h"
+#include "X11ClipboardWatch.h"
 
 #include <QSocketNotifier>
 #include <QStringDecoder>
@@ -159,8 +160,9 @@ X11Desktop::X11Desktop(const QByteArray& displayName, QObject* parent) : Desktop
     m_root = DefaultRootWindow(m_display);
 
     const char* names[AtomCount] = {
-        "_NET_ACTIVE_WINDOW",   "_NET_WM_NAME", "_NET_FRAME_EXTENTS", "_NET_WM_STATE",
-        "_NET_WM_STATE_HIDDEN", "WM_STATE",     "UTF8_STRING",        "COMPOUND_TEXT"};
+        "_NET_ACTIVE_WINDOW", "_NET_WM_NAME",         "_NET_FRAME_EXTENTS",
+        "_NET_WM_STATE",      "_NET_WM_STATE_HIDDEN", "_NET_WM_PID",
+        "WM_STATE",           "UTF8_STRING",          "COMPOUND_TEXT"};
     {
         ErrorTrap trap(this);
         XInternAtoms(m_display, const_cast<char**>(names), AtomCount, False, m_atoms);
@@ -181,6 +183,11 @@ X11Desktop::X11Desktop(const QByteArray& displayName, QObject* parent) : Desktop
     m_foreground = activeWindow();
     if (m_foreground)
         watch(m_foreground, false);
+
+    m_clipboardWatch = X11ClipboardWatch::create(this);
+    if (m_clipboardWatch)
+        connect(m_clipboardWatch, &X11ClipboardWatch::requested, this,
+                [this](unsigned long requestor) { emit clipboardRequested(clientOf(requestor)); });
 
     m_notifier = new QSocketNotifier(ConnectionNumber(m_display), QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &X11Desktop::processEvents);
@@ -248,14 +255,12 @@ bool X11Desktop::activate(WindowId id)
     return false;
 }
 
-bool X11Desktop::sendKeys(const QList<KeyStroke>& keys)
+DesktopResult X11Desktop::sendKeys(const QList<KeyStroke>& keys)
 {
     if (!m_display)
-        return false;
-    if (!m_hasXTest) {
-        emit problem(QStringLiteral("X 服务器没有 XTEST 扩展，无法模拟按键。"));
-        return false;
-    }
+        return DesktopResult::failed(m_unavailableReason);
+    if (!m_hasXTest)
+        return DesktopResult::failed(QStringLiteral("X 服务器没有 XTEST 扩展，无法模拟按键。"));
     // Every key is looked up before the first is sent: a half-typed shortcut could leave a
     // modifier held down in the target program.
     QList<std::pair<unsigned, bool>> strokes;
@@ -263,13 +268,16 @@ bool X11Desktop::sendKeys(const QList<KeyStroke>& keys)
     for (const KeyStroke& key : keys) {
         const unsigned long keysym = KeySymTable::keysymForVirtualKey(key.virtualKey);
         const unsigned code = keysym == NoSymbol ? 0 : XKeysymToKeycode(m_display, keysym);
-        if (code == 0) {
-            emit problem(QStringLiteral("无法模拟按键 0x%1：当前键盘布局中没有这个键。")
-                             .arg(hex(key.virtualKey)));
-            return false;
-        }
+        if (code == 0)
+            return DesktopResult::failed(
+                QStringLiteral("无法模拟按键 %1：当前键盘布局中没有这个键。")
+                    .arg(combinationName(key.virtualKey, 0)));
         strokes.append({code, key.down});
     }
+    // Whatever Qt has sent (the clipboard data another program asked for) is handled by the
+    // server before these keys, so they reach that program after the data.
+    if (m_clipboardWatch)
+        m_clipboardWatch->settle();
     ErrorTrap trap(this);
     for (const auto& [code, down] : strokes)
         XTestFakeKeyEvent(m_display, code, down ? True : False, CurrentTime);
@@ -277,9 +285,8 @@ bool X11Desktop::sendKeys(const QList<KeyStroke>& keys)
     const QList<ServerError> errors = trap.sync();
     scheduleProcessing();
     if (errors.isEmpty())
-        return true;
-    report(errors, QStringLiteral("模拟按键"));
-    return false;
+        return DesktopResult::done();
+    return DesktopResult::failed(QStringLiteral("模拟按键失败：") + errorText(errors.first()));
 }
 
 int X11Desktop::heldModifiers()
@@ -325,10 +332,35 @@ int X11Desktop::heldModifiers()
     return mask;
 }
 
-bool X11Desktop::registerHotKey(int id, int virtualKey, int modifierMask)
+bool X11Desktop::hotKeyHeld()
+{
+    if (!m_display || m_pressedKeys.isEmpty())
+        return false;
+    // The server's own state: once it has the key up, its grab is over, even when the release
+    // event has not been read yet.
+    char keys[32] = {};
+    XQueryKeymap(m_display, keys);
+    for (auto it = m_pressedKeys.begin(); it != m_pressedKeys.end();) {
+        if (static_cast<unsigned char>(keys[*it / 8]) & (1u << (*it % 8)))
+            ++it;
+        else
+            it = m_pressedKeys.erase(it);
+    }
+    scheduleProcessing();
+    return !m_pressedKeys.isEmpty();
+}
+
+quint64 X11Desktop::clientOf(WindowId id)
+{
+    // The server gives every connection a range of resource ids; the bits outside the mask
+    // name the connection, and so the program that created the window.
+    return m_clipboardWatch ? id & ~static_cast<quint64>(m_clipboardWatch->resourceIdMask()) : id;
+}
+
+DesktopResult X11Desktop::registerHotKey(int id, int virtualKey, int modifierMask)
 {
     if (!m_display)
-        return false;
+        return DesktopResult::failed(m_unavailableReason);
     const unsigned long keysym = KeySymTable::keysymForVirtualKey(virtualKey);
     const unsigned keycode = keysym == NoSymbol ? 0 : XKeysymToKeycode(m_display, keysym);
     const unsigned modifiers = modifierState(modifierMask);
@@ -339,37 +371,44 @@ bool X11Desktop::registerHotKey(int id, int virtualKey, int modifierMask)
             continue;
         if ((it->virtualKey == virtualKey && it->modifierMask == modifierMask) ||
             (keycode != 0 && it->keycode == keycode && it->modifiers == modifiers))
-            return false;
+            return DesktopResult::taken();
     }
 
     const auto existing = m_hotKeys.find(id);
     if (existing != m_hotKeys.end()) {
         if (existing->virtualKey == virtualKey && existing->modifierMask == modifierMask &&
             !existing->grabbedStates.isEmpty())
-            return true;
+            return DesktopResult::done();
         ungrab(*existing);
     }
     HotKey key;
     key.virtualKey = virtualKey;
     key.modifierMask = modifierMask;
-    const GrabResult result = grab(key);
+    QString failure;
+    const GrabResult result = grab(key, &failure);
     if (result == GrabResult::Grabbed) {
         m_hotKeys.insert(id, key);
         scheduleProcessing();
-        return true;
+        return DesktopResult::done();
     }
     // A failed change leaves the id with the combination it had.
     if (existing != m_hotKeys.end() && grab(*existing) != GrabResult::Grabbed)
         m_hotKeys.erase(existing);
     scheduleProcessing();
-    if (result == GrabResult::Unmappable)
-        emit problem(QStringLiteral("无法注册热键 %1：当前键盘布局中没有这个键。")
-                         .arg(combinationName(virtualKey, modifierMask)));
-    else if (result == GrabResult::Reserved)
-        emit problem(
+    const QString name = combinationName(virtualKey, modifierMask);
+    switch (result) {
+    case GrabResult::Taken:
+        return DesktopResult::taken();
+    case GrabResult::Unmappable:
+        return DesktopResult::failed(
+            QStringLiteral("无法注册热键 %1：当前键盘布局中没有这个键。").arg(name));
+    case GrabResult::Reserved:
+        return DesktopResult::failed(
             QStringLiteral("热键 %1 由 X 服务器自己使用（例如切换虚拟终端），请换一个组合键。")
-                .arg(combinationName(virtualKey, modifierMask)));
-    return false;
+                .arg(name));
+    default:
+        return DesktopResult::failed(QStringLiteral("无法注册热键 %1：%2").arg(name, failure));
+    }
 }
 
 void X11Desktop::unregisterHotKey(int id)
@@ -505,7 +544,8 @@ void X11Desktop::handleKey(XEvent& event)
                 return;
             }
         }
-        m_pressedKeys.remove(key.keycode);
+        if (m_pressedKeys.remove(key.keycode))
+            emit hotKeysReleased();
         return;
     }
     if (m_pressedKeys.contains(key.keycode))
@@ -575,6 +615,10 @@ WindowInfo X11Desktop::readWindow(unsigned long id)
                               static_cast<int>(height + 2 * border));
         }
         info.frame = frame;
+
+        QList<unsigned long> pid;
+        if (readProperty(id, m_atoms[NetWmPid], XA_CARDINAL, nullptr, &pid) && !pid.isEmpty())
+            info.processId = static_cast<qint64>(pid.first());
 
         QList<unsigned long> states;
         if (readProperty(id, m_atoms[NetWmState], XA_ATOM, nullptr, &states))
@@ -880,7 +924,7 @@ QList<unsigned> X11Desktop::lockVariants(unsigned modifiers) const
     return states;
 }
 
-X11Desktop::GrabResult X11Desktop::grab(HotKey& key)
+X11Desktop::GrabResult X11Desktop::grab(HotKey& key, QString* failure)
 {
     key.grabbedStates.clear();
     const unsigned long keysym = KeySymTable::keysymForVirtualKey(key.virtualKey);
@@ -915,11 +959,11 @@ X11Desktop::GrabResult X11Desktop::grab(HotKey& key)
     const bool taken = std::any_of(errors.cbegin(), errors.cend(), [](const ServerError& error) {
         return error.code == BadAccess;
     });
-    if (!taken)
-        report(
-            errors,
-            QStringLiteral("注册热键 %1").arg(combinationName(key.virtualKey, key.modifierMask)));
-    return taken ? GrabResult::Taken : GrabResult::Failed;
+    if (taken)
+        return GrabResult::Taken;
+    if (failure && !errors.isEmpty())
+        *failure = errorText(errors.first());
+    return GrabResult::Failed;
 }
 
 void X11Desktop::ungrab(HotKey& key)

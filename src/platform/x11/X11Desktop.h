@@ -8,6 +8,7 @@
 #include <QSet>
 
 class QSocketNotifier;
+class X11ClipboardWatch;
 
 // Xlib's own types, declared here so that its macros (None, KeyPress, Bool, Status...) stay out
 // of every file that includes this header.
@@ -32,13 +33,16 @@ public:
     WindowInfo foregroundWindow() override;
     WindowInfo window(WindowId id) override;
     bool activate(WindowId id) override;
-    bool sendKeys(const QList<KeyStroke>& keys) override;
+    DesktopResult sendKeys(const QList<KeyStroke>& keys) override;
     int heldModifiers() override;
-    bool registerHotKey(int id, int virtualKey, int modifierMask) override;
+    bool hotKeyHeld() override;
+    DesktopResult registerHotKey(int id, int virtualKey, int modifierMask) override;
     void unregisterHotKey(int id) override;
     QString keyName(int virtualKey) override;
     OpenResult openPath(const QString& path) override;
     OpenResult openUrl(const QUrl& url) override;
+    bool reportsClipboardRequests() const override { return m_clipboardWatch != nullptr; }
+    quint64 clientOf(WindowId id) override;
 
 private:
     class ErrorTrap;
@@ -56,6 +60,7 @@ private:
         NetFrameExtents,
         NetWmState,
         NetWmStateHidden,
+        NetWmPid,
         WmState,
         Utf8String,
         CompoundText,
@@ -112,7 +117,7 @@ private:
     void readModifierBits();
     unsigned modifierState(int modifierMask) const;
     QList<unsigned> lockVariants(unsigned modifiers) const;
-    GrabResult grab(HotKey& key);
+    GrabResult grab(HotKey& key, QString* failure = nullptr);
     void ungrab(HotKey& key);
     void regrabHotKeys();
 
@@ -125,6 +130,7 @@ private:
     unsigned long m_root = 0;
     unsigned long m_atoms[AtomCount] = {};
     QSocketNotifier* m_notifier = nullptr;
+    X11ClipboardWatch* m_clipboardWatch = nullptr; // null where Qt itself does not run on X11
     bool m_processingScheduled = false;
     bool m_hasXTest = false;
     bool m_detectableRepeat = false;
