@@ -184,18 +184,26 @@ int main(int argc, char* argv[])
     }
     Settings& settings = startup.settings();
     const QString phrase = QStringLiteral("亲，您好！请问有什么可以帮您？");
-    const qint64 entry =
-        startup.store()
-            .insert(Table::Knowledge, {{QStringLiteral("name"), QStringLiteral("问候")},
-                                       {QStringLiteral("description"), phrase}})
-            .value();
-    startup.store().insert(Table::Simple, {{QStringLiteral("name"), phrase}});
-    for (const auto& [s, v] : {std::pair{Setting::AutoPressSendKey, QStringLiteral("1|Enter")},
-                               std::pair{Setting::EndNewLineOne, QStringLiteral("0")},
-                               std::pair{Setting::AddHotKeyEndNewLine, QStringLiteral("0")},
-                               std::pair{Setting::StartHotKey, QStringLiteral("1")}})
-        settings.setValue(s, v);
-    settings.setHotKey(1, HotKeyField::SendContent, QString::number(entry));
+    const Result<qint64> entry =
+        startup.store().insert(Table::Knowledge, {{QStringLiteral("name"), QStringLiteral("问候")},
+                                                  {QStringLiteral("description"), phrase}});
+    const Result<qint64> simple =
+        startup.store().insert(Table::Simple, {{QStringLiteral("name"), phrase}});
+    if (!entry || !simple) {
+        out << "set-up failed: " << entry.message() << simple.message() << Qt::endl;
+        return 1;
+    }
+    for (const Result<void>& r :
+         {settings.setValue(Setting::AutoPressSendKey, QStringLiteral("1|Enter")),
+          settings.setValue(Setting::EndNewLineOne, QStringLiteral("0")),
+          settings.setValue(Setting::AddHotKeyEndNewLine, QStringLiteral("0")),
+          settings.setValue(Setting::StartHotKey, QStringLiteral("1")),
+          settings.setHotKey(1, HotKeyField::SendContent, QString::number(entry.value()))}) {
+        if (!r) {
+            out << "set-up failed: " << r.message() << Qt::endl;
+            return 1;
+        }
+    }
 
     Dialogs::setRecording(true);
     std::unique_ptr<Desktop> desktop = createDesktop();

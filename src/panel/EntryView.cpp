@@ -34,7 +34,6 @@ bool EntryView::isOnIcon(const QModelIndex& index, const QPoint& pos) const
 void EntryView::mousePressEvent(QMouseEvent* event)
 {
     m_lastClick = event->position().toPoint();
-    emit pressed();
     QTreeView::mousePressEvent(event);
 }
 

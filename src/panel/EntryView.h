@@ -14,10 +14,6 @@ public:
     bool isOnIcon(const QModelIndex& index, const QPoint& pos) const;
     QPoint lastClick() const { return m_lastClick; }
 
-signals:
-    // The mouse went down in the view (before any selection changes).
-    void pressed();
-
 protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;

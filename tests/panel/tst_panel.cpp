@@ -111,6 +111,7 @@ private slots:
     void doubleClicksSendOrOpen();
     void queryPageSearchesAndCounts();
     void viewsInsteadOfSending();
+    void desktopProblemsAreToldOnce();
     void docksBesideTheChatWindow();
 };
 
@@ -380,6 +381,20 @@ void TestPanel::viewsInsteadOfSending()
     QCOMPARE(views.last().at(1).toLongLong(), p.phrase);
     QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("untouched"));
     QVERIFY(p.desktop.keys().isEmpty());
+}
+
+void TestPanel::desktopProblemsAreToldOnce()
+{
+    // A hot key lost when the keyboard layout changed is said once, not on every change.
+    Panel p;
+    Dialogs::takeShown();
+    const QString lost = QStringLiteral("键盘布局改变后，热键 F3 无法重新注册。");
+    p.desktop.problemOccurred(lost);
+    p.desktop.problemOccurred(lost);
+    p.desktop.problemOccurred(QStringLiteral("模拟按键失败：BadValue"));
+    const QList<ShownDialog> shown = Dialogs::takeShown();
+    QCOMPARE(shown.size(), 2);
+    QCOMPARE(shown.first().text, lost);
 }
 
 void TestPanel::docksBesideTheChatWindow()

@@ -99,7 +99,7 @@ void TestPaste::sendKeyWaitsUntilTheChatHasTheText()
         rig.desktop.setReadingClient(SendRig::Chat, 777);
     // Two pastes: a clipboard manager is recognised as such by its reads before the first
     // Ctrl+V, and the second paste must not suffer from it either.
-    for (const QString text : {QStringLiteral("亲，您好"), QStringLiteral("请稍等")}) {
+    for (const QString& text : {QStringLiteral("亲，您好"), QStringLiteral("请稍等")}) {
         rig.sender.sendText(text);
         QVERIFY(rig.waitForPaste(rig.done.count() + 1));
         QVERIFY2(rig.pasted(rig.done.count()), qPrintable(rig.problem(rig.done.count())));
