@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Result.h"
-#include "Store.h"
+#include "data/Result.h"
+#include "data/Store.h"
 
 #include <QSet>
 #include <QString>

@@ -11,17 +11,17 @@
 // Ends with one line "RESULT <toolkit>_<gesture>_arrived=<n>/<N> ..._p95_ms=<x> ..." and
 // "RESULT idle_cpu_ms=<z> idle_s=<n>".
 
-#include "DesktopFactory.h"
-#include "Dialogs.h"
-#include "EntryView.h"
-#include "HotKeyManager.h"
-#include "PanelDocking.h"
-#include "PanelWindow.h"
-#include "SearchService.h"
-#include "Sender.h"
-#include "Settings.h"
-#include "Startup.h"
-#include "StubChatProcess.h"
+#include "app/Startup.h"
+#include "data/SearchService.h"
+#include "data/Settings.h"
+#include "e2e/StubChatProcess.h"
+#include "hotkeys/HotKeyManager.h"
+#include "panel/EntryView.h"
+#include "panel/PanelDocking.h"
+#include "panel/PanelWindow.h"
+#include "platform/DesktopFactory.h"
+#include "send/Sender.h"
+#include "widgets/Dialogs.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -8,9 +8,9 @@
 // approaches disagree on a hit count, 2 bad arguments.
 
 #include "LibraryGenerator.h"
-#include "PlatformPaths.h"
-#include "SearchService.h"
-#include "Startup.h"
+#include "app/Startup.h"
+#include "data/SearchService.h"
+#include "platform/PlatformPaths.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -6,14 +6,14 @@
 // Fills DIR with the generated library on first use. Runs offscreen unless QT_QPA_PLATFORM says
 // otherwise. Ends with one line "RESULT start_ms=<x> rss_mb=<y> eager_start_ms=<z>".
 
-#include "CurrentUser.h"
-#include "FakeDesktop.h"
 #include "LibraryGenerator.h"
-#include "PanelWindow.h"
-#include "PlatformPaths.h"
-#include "SearchService.h"
-#include "Startup.h"
-#include "TreePage.h"
+#include "app/Startup.h"
+#include "data/SearchService.h"
+#include "panel/PanelWindow.h"
+#include "panel/TreePage.h"
+#include "platform/PlatformPaths.h"
+#include "platform/fake/FakeDesktop.h"
+#include "users/CurrentUser.h"
 
 #include <QApplication>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "CommandLine.h"
+#include "app/CommandLine.h"
 
 std::optional<SearchMode> CommandLine::modeFromKind(const QString& kind)
 {

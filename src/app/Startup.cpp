@@ -1,4 +1,4 @@
-#include "Startup.h"
+#include "app/Startup.h"
 
 namespace {
 const QString PinyinFile = QStringLiteral("pylib.dll");

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "DataRoot.h"
-#include "PinyinTable.h"
-#include "Result.h"
-#include "Settings.h"
-#include "Store.h"
+#include "data/DataRoot.h"
+#include "data/PinyinTable.h"
+#include "data/Result.h"
+#include "data/Settings.h"
+#include "data/Store.h"
 
 #include <QStringList>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "ClickLabel.h"
+#include "content/ClickLabel.h"
 
 #include <QMouseEvent>
 

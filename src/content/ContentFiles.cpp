@@ -1,7 +1,7 @@
-#include "ContentFiles.h"
+#include "content/ContentFiles.h"
 
-#include "ContentCache.h"
-#include "Store.h"
+#include "data/Store.h"
+#include "send/ContentCache.h"
 
 #include <QDir>
 #include <QFileInfo>

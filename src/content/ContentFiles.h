@@ -1,7 +1,7 @@
 #pragma once
 
-#include "KindDescriptor.h"
-#include "Result.h"
+#include "content/KindDescriptor.h"
+#include "data/Result.h"
 
 #include <QByteArray>
 #include <QString>

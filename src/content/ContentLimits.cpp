@@ -1,7 +1,7 @@
-#include "ContentLimits.h"
+#include "content/ContentLimits.h"
 
-#include "Settings.h"
-#include "SettingsTable.h"
+#include "data/Settings.h"
+#include "data/SettingsTable.h"
 
 namespace {
 

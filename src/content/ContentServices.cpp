@@ -1,6 +1,6 @@
-#include "ContentServices.h"
+#include "content/ContentServices.h"
 
-#include "ContentLimits.h"
+#include "content/ContentLimits.h"
 
 ContentServices::ContentServices(const DataRoot& root, Settings& settings, Store& store,
                                  Desktop& desktop, CurrentUser user)

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ContentFiles.h"
-#include "CurrentUser.h"
-#include "DataRoot.h"
-#include "EntryWriter.h"
-#include "FilePicker.h"
+#include "content/ContentFiles.h"
+#include "content/EntryWriter.h"
+#include "content/FilePicker.h"
+#include "data/DataRoot.h"
+#include "users/CurrentUser.h"
 
 class Desktop;
 class Settings;

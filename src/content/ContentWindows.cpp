@@ -1,12 +1,12 @@
-#include "ContentWindows.h"
+#include "content/ContentWindows.h"
 
-#include "DeletePolicy.h"
-#include "Dialogs.h"
-#include "EntryDialog.h"
-#include "EntryForm.h"
-#include "EntryViewWindow.h"
-#include "ManagementListWindow.h"
-#include "Settings.h"
+#include "content/DeletePolicy.h"
+#include "content/EntryDialog.h"
+#include "content/EntryForm.h"
+#include "content/EntryViewWindow.h"
+#include "content/ManagementListWindow.h"
+#include "data/Settings.h"
+#include "widgets/Dialogs.h"
 
 #include <QMenu>
 

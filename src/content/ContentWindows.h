@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ContentServices.h"
-#include "KindDescriptor.h"
+#include "content/ContentServices.h"
+#include "content/KindDescriptor.h"
 
 #include <QHash>
 #include <QObject>

@@ -1,4 +1,4 @@
-#include "DeletePolicy.h"
+#include "content/DeletePolicy.h"
 
 DeletePolicy::Plan DeletePolicy::plan(const KindDescriptor& kind, const QString& typeDelMode,
                                       int childCount, bool fromMenu)

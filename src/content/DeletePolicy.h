@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KindDescriptor.h"
+#include "content/KindDescriptor.h"
 
 // What deleting a row asks or refuses, by TypeDelMode: "0" refuses to delete a category that
 // still has children; any other value asks and deletes the children with it. Rows without

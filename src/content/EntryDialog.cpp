@@ -1,9 +1,9 @@
-#include "EntryDialog.h"
+#include "content/EntryDialog.h"
 
-#include "ContentServices.h"
-#include "Dialogs.h"
-#include "EntryForm.h"
-#include "Settings.h"
+#include "content/ContentServices.h"
+#include "content/EntryForm.h"
+#include "data/Settings.h"
+#include "widgets/Dialogs.h"
 
 #include <QHBoxLayout>
 #include <QLineEdit>

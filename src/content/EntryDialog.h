@@ -1,7 +1,7 @@
 #pragma once
 
-#include "FramelessDialog.h"
-#include "KindDescriptor.h"
+#include "content/KindDescriptor.h"
+#include "widgets/FramelessDialog.h"
 
 class ContentServices;
 class EntryForm;

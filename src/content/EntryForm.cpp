@@ -1,12 +1,12 @@
-#include "EntryForm.h"
+#include "content/EntryForm.h"
 
-#include "ClickLabel.h"
-#include "ContentServices.h"
-#include "Desktop.h"
-#include "Dialogs.h"
-#include "PathText.h"
-#include "Settings.h"
-#include "SizeRule.h"
+#include "content/ClickLabel.h"
+#include "content/ContentServices.h"
+#include "content/PathText.h"
+#include "content/SizeRule.h"
+#include "data/Settings.h"
+#include "platform/Desktop.h"
+#include "widgets/Dialogs.h"
 
 #include <QCheckBox>
 #include <QComboBox>

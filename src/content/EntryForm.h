@@ -1,7 +1,7 @@
 #pragma once
 
-#include "EntryValues.h"
-#include "KindDescriptor.h"
+#include "content/EntryValues.h"
+#include "content/KindDescriptor.h"
 
 #include <QMap>
 #include <QWidget>

@@ -1,4 +1,4 @@
-#include "EntryValidator.h"
+#include "content/EntryValidator.h"
 
 QString EntryValidator::text(const FieldDef& field, const EntryValues& values)
 {

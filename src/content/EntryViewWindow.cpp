@@ -1,10 +1,10 @@
-#include "EntryViewWindow.h"
+#include "content/EntryViewWindow.h"
 
-#include "ContentServices.h"
-#include "Dialogs.h"
-#include "EntryForm.h"
-#include "SendAction.h"
-#include "TextComposer.h"
+#include "content/ContentServices.h"
+#include "content/EntryForm.h"
+#include "send/SendAction.h"
+#include "send/TextComposer.h"
+#include "widgets/Dialogs.h"
 
 #include <QClipboard>
 #include <QGridLayout>

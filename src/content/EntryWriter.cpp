@@ -1,7 +1,7 @@
-#include "EntryWriter.h"
+#include "content/EntryWriter.h"
 
-#include "DbError.h"
-#include "EntryValidator.h"
+#include "content/EntryValidator.h"
+#include "data/DbError.h"
 
 using namespace Qt::StringLiterals;
 

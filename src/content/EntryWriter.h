@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ContentFiles.h"
-#include "EntryValues.h"
-#include "KindDescriptor.h"
-#include "Result.h"
-#include "Store.h"
+#include "content/ContentFiles.h"
+#include "content/EntryValues.h"
+#include "content/KindDescriptor.h"
+#include "data/Result.h"
+#include "data/Store.h"
 
 // Writes what the forms hold: the checks in the kind's order, the duplicate test, then the row
 // with its picture or file in one transaction. A name that another seat wrote between the test

@@ -1,4 +1,4 @@
-#include "FilePicker.h"
+#include "content/FilePicker.h"
 
 #include <QFileDialog>
 #include <QStringList>

@@ -1,4 +1,4 @@
-#include "KindDescriptor.h"
+#include "content/KindDescriptor.h"
 
 #include <array>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "SearchService.h"
-#include "SettingsTable.h"
-#include "Store.h"
-#include "Tables.h"
+#include "data/SearchService.h"
+#include "data/SettingsTable.h"
+#include "data/Store.h"
+#include "data/Tables.h"
 
 #include <QList>
 #include <QString>

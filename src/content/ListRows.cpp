@@ -1,4 +1,4 @@
-#include "ListRows.h"
+#include "content/ListRows.h"
 
 using namespace Qt::StringLiterals;
 

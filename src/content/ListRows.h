@@ -1,7 +1,7 @@
 #pragma once
 
-#include "EntryValues.h"
-#include "KindDescriptor.h"
+#include "content/EntryValues.h"
+#include "content/KindDescriptor.h"
 
 // What a list window shows of its rows: which rows a filter keeps and each cell's text.
 // Texts are matched literally and without regard to letter case.

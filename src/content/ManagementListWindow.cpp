@@ -1,11 +1,11 @@
-#include "ManagementListWindow.h"
+#include "content/ManagementListWindow.h"
 
-#include "ContentServices.h"
-#include "DeletePolicy.h"
-#include "Dialogs.h"
-#include "EntryForm.h"
-#include "ListRows.h"
-#include "Settings.h"
+#include "content/ContentServices.h"
+#include "content/DeletePolicy.h"
+#include "content/EntryForm.h"
+#include "content/ListRows.h"
+#include "data/Settings.h"
+#include "widgets/Dialogs.h"
 
 #include <QFormLayout>
 #include <QHBoxLayout>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KindDescriptor.h"
+#include "content/KindDescriptor.h"
 
 #include <QWidget>
 

@@ -1,4 +1,4 @@
-#include "PathText.h"
+#include "content/PathText.h"
 
 namespace {
 

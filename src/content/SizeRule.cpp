@@ -1,4 +1,4 @@
-#include "SizeRule.h"
+#include "content/SizeRule.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include "DataRoot.h"
+#include "data/DataRoot.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "GbkCodec.h"
+#include "data/GbkCodec.h"
 
 #include <memory>
 #include <unicode/ucnv.h>

@@ -1,6 +1,6 @@
-#include "IniFile.h"
+#include "data/IniFile.h"
 
-#include "GbkCodec.h"
+#include "data/GbkCodec.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include "PinyinTable.h"
+#include "data/PinyinTable.h"
 
-#include "GbkCodec.h"
+#include "data/GbkCodec.h"
 
 #include <QFile>
 #include <atomic>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tables.h"
+#include "data/Tables.h"
 
 #include <QStringList>
 

@@ -1,8 +1,8 @@
-#include "SearchService.h"
+#include "data/SearchService.h"
 
-#include "DbError.h"
-#include "Settings.h"
-#include "SortOrder.h"
+#include "data/DbError.h"
+#include "data/Settings.h"
+#include "data/SortOrder.h"
 
 #include <QSqlQuery>
 #include <algorithm>

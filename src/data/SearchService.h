@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Result.h"
-#include "SearchIndex.h"
-#include "Store.h"
+#include "data/Result.h"
+#include "data/SearchIndex.h"
+#include "data/Store.h"
 
 #include <QObject>
 #include <QSet>

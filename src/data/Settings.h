@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Result.h"
-#include "SettingsTable.h"
+#include "data/Result.h"
+#include "data/SettingsTable.h"
 
 #include <QObject>
 #include <QString>

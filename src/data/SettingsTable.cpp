@@ -1,4 +1,4 @@
-#include "SettingsTable.h"
+#include "data/SettingsTable.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "SortOrder.h"
+#include "data/SortOrder.h"
 
 namespace SortOrder {
 

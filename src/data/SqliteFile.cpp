@@ -1,4 +1,4 @@
-#include "SqliteFile.h"
+#include "data/SqliteFile.h"
 
 #include <QFile>
 

@@ -1,11 +1,11 @@
-#include "Store.h"
+#include "data/Store.h"
 
-#include "DbError.h"
-#include "PinyinTable.h"
-#include "Schema.h"
-#include "Settings.h"
-#include "SortOrder.h"
-#include "SqliteFile.h"
+#include "data/DbError.h"
+#include "data/PinyinTable.h"
+#include "data/Schema.h"
+#include "data/Settings.h"
+#include "data/SortOrder.h"
+#include "data/SqliteFile.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Result.h"
-#include "Tables.h"
+#include "data/Result.h"
+#include "data/Tables.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,4 +1,4 @@
-#include "Tables.h"
+#include "data/Tables.h"
 
 #include <array>
 

@@ -1,9 +1,9 @@
-#include "HotKeyAssignments.h"
+#include "hotkeys/HotKeyAssignments.h"
 
-#include "SendAction.h"
-#include "Settings.h"
-#include "Store.h"
-#include "TextComposer.h"
+#include "data/Settings.h"
+#include "data/Store.h"
+#include "send/SendAction.h"
+#include "send/TextComposer.h"
 
 #include <QStringList>
 #include <algorithm>

@@ -1,7 +1,7 @@
-#include "HotKeyCapture.h"
+#include "hotkeys/HotKeyCapture.h"
 
-#include "Desktop.h"
-#include "VirtualKeyMap.h"
+#include "hotkeys/VirtualKeyMap.h"
+#include "platform/Desktop.h"
 
 #include <utility>
 

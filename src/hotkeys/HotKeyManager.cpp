@@ -1,10 +1,10 @@
-#include "HotKeyManager.h"
+#include "hotkeys/HotKeyManager.h"
 
-#include "Desktop.h"
-#include "Dialogs.h"
-#include "RKHotKey.h"
-#include "Sender.h"
-#include "Settings.h"
+#include "data/Settings.h"
+#include "hotkeys/RKHotKey.h"
+#include "platform/Desktop.h"
+#include "send/Sender.h"
+#include "widgets/Dialogs.h"
 
 #include <QWidget>
 #include <utility>

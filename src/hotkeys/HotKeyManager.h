@@ -1,6 +1,6 @@
 #pragma once
 
-#include "HotKeyAssignments.h"
+#include "hotkeys/HotKeyAssignments.h"
 
 #include <QList>
 #include <QObject>

@@ -1,6 +1,6 @@
-#include "HotKeySaveCheck.h"
+#include "hotkeys/HotKeySaveCheck.h"
 
-#include "HotKeyCapture.h"
+#include "hotkeys/HotKeyCapture.h"
 
 #include <QStringList>
 

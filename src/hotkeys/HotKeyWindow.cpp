@@ -1,12 +1,12 @@
-#include "HotKeyWindow.h"
+#include "hotkeys/HotKeyWindow.h"
 
-#include "Dialogs.h"
-#include "HotKeyManager.h"
-#include "HotKeySaveCheck.h"
-#include "RKHotKey.h"
-#include "SelectContentWindow.h"
-#include "Settings.h"
-#include "Store.h"
+#include "data/Settings.h"
+#include "data/Store.h"
+#include "hotkeys/HotKeyManager.h"
+#include "hotkeys/HotKeySaveCheck.h"
+#include "hotkeys/RKHotKey.h"
+#include "hotkeys/SelectContentWindow.h"
+#include "widgets/Dialogs.h"
 
 #include <QCheckBox>
 #include <QGridLayout>

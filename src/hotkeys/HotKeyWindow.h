@@ -1,7 +1,7 @@
 #pragma once
 
-#include "FramelessDialog.h"
-#include "HotKeyAssignments.h"
+#include "hotkeys/HotKeyAssignments.h"
+#include "widgets/FramelessDialog.h"
 
 #include <QList>
 #include <array>

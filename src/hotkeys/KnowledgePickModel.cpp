@@ -1,6 +1,6 @@
-#include "KnowledgePickModel.h"
+#include "hotkeys/KnowledgePickModel.h"
 
-#include "Store.h"
+#include "data/Store.h"
 
 KnowledgePickModel::KnowledgePickModel(QObject* parent) : QAbstractTableModel(parent) {}
 

@@ -1,10 +1,10 @@
-#include "RKHotKey.h"
+#include "hotkeys/RKHotKey.h"
 
-#include "Desktop.h"
-#include "Dialogs.h"
-#include "IniFile.h"
-#include "SettingsTable.h"
-#include "VirtualKeyMap.h"
+#include "data/IniFile.h"
+#include "data/SettingsTable.h"
+#include "hotkeys/VirtualKeyMap.h"
+#include "platform/Desktop.h"
+#include "widgets/Dialogs.h"
 
 #include <QContextMenuEvent>
 #include <QKeyEvent>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "HotKeyCapture.h"
-#include "Result.h"
+#include "data/Result.h"
+#include "hotkeys/HotKeyCapture.h"
 
 #include <QLineEdit>
 

@@ -1,9 +1,9 @@
-#include "SelectContentWindow.h"
+#include "hotkeys/SelectContentWindow.h"
 
-#include "Dialogs.h"
-#include "HotKeyAssignments.h"
-#include "KnowledgePickModel.h"
-#include "Store.h"
+#include "data/Store.h"
+#include "hotkeys/HotKeyAssignments.h"
+#include "hotkeys/KnowledgePickModel.h"
+#include "widgets/Dialogs.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FramelessDialog.h"
+#include "widgets/FramelessDialog.h"
 
 #include <QList>
 

@@ -1,4 +1,4 @@
-#include "VirtualKeyMap.h"
+#include "hotkeys/VirtualKeyMap.h"
 
 #include <array>
 #include <utility>

@@ -1,9 +1,9 @@
-#include "BottomQueryBar.h"
+#include "panel/BottomQueryBar.h"
 
-#include "EntryListModel.h"
-#include "EntryView.h"
-#include "InputWindow.h"
-#include "Sender.h"
+#include "panel/EntryListModel.h"
+#include "panel/EntryView.h"
+#include "send/InputWindow.h"
+#include "send/Sender.h"
 
 #include <QEvent>
 #include <QLineEdit>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SendAction.h"
+#include "send/SendAction.h"
 
 #include <QWidget>
 

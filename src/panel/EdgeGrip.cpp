@@ -1,4 +1,4 @@
-#include "EdgeGrip.h"
+#include "panel/EdgeGrip.h"
 
 #include <QMouseEvent>
 

@@ -1,7 +1,7 @@
-#include "EntryListModel.h"
+#include "panel/EntryListModel.h"
 
-#include "IdSequenceSync.h"
-#include "Settings.h"
+#include "data/Settings.h"
+#include "panel/IdSequenceSync.h"
 
 #include <QSet>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "SearchService.h"
-#include "SendAction.h"
-#include "Store.h"
+#include "data/SearchService.h"
+#include "data/Store.h"
+#include "send/SendAction.h"
 
 #include <QAbstractTableModel>
 #include <QHash>

@@ -1,4 +1,4 @@
-#include "EntryView.h"
+#include "panel/EntryView.h"
 
 #include <QHeaderView>
 #include <QMouseEvent>

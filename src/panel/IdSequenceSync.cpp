@@ -1,4 +1,4 @@
-#include "IdSequenceSync.h"
+#include "panel/IdSequenceSync.h"
 
 #include <QSet>
 

@@ -1,6 +1,6 @@
-#include "KnowledgeTreeModel.h"
+#include "panel/KnowledgeTreeModel.h"
 
-#include "IdSequenceSync.h"
+#include "panel/IdSequenceSync.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "SendAction.h"
-#include "Store.h"
+#include "data/Store.h"
+#include "send/SendAction.h"
 
 #include <QAbstractItemModel>
 #include <QHash>

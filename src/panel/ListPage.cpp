@@ -1,6 +1,6 @@
-#include "ListPage.h"
+#include "panel/ListPage.h"
 
-#include "EntryView.h"
+#include "panel/EntryView.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "EntryListModel.h"
-#include "SettingsTable.h"
+#include "data/SettingsTable.h"
+#include "panel/EntryListModel.h"
 
 #include <QWidget>
 

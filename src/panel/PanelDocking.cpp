@@ -1,10 +1,10 @@
-#include "PanelDocking.h"
+#include "panel/PanelDocking.h"
 
-#include "BottomQueryBar.h"
-#include "DockGeometry.h"
-#include "PanelWindow.h"
-#include "Settings.h"
-#include "Skin.h"
+#include "data/Settings.h"
+#include "panel/BottomQueryBar.h"
+#include "panel/PanelWindow.h"
+#include "panel/docking/DockGeometry.h"
+#include "widgets/Skin.h"
 
 #include <QCursor>
 #include <QLabel>

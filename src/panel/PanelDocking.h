@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ChatWindowList.h"
-#include "DockSwitch.h"
-#include "DockingController.h"
+#include "panel/docking/ChatWindowList.h"
+#include "panel/docking/DockSwitch.h"
+#include "panel/docking/DockingController.h"
 
 #include <QObject>
 #include <QRect>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "CurrentUser.h"
-#include "DataRoot.h"
-#include "InputWindow.h"
-#include "SendAction.h"
+#include "data/DataRoot.h"
+#include "send/InputWindow.h"
+#include "send/SendAction.h"
+#include "users/CurrentUser.h"
 
 #include <QPoint>
 #include <QSet>

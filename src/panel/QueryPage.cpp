@@ -1,6 +1,6 @@
-#include "QueryPage.h"
+#include "panel/QueryPage.h"
 
-#include "EntryView.h"
+#include "panel/EntryView.h"
 
 #include <QGridLayout>
 #include <QLabel>

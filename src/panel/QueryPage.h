@@ -1,6 +1,6 @@
 #pragma once
 
-#include "EntryListModel.h"
+#include "panel/EntryListModel.h"
 
 #include <QWidget>
 

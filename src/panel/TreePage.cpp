@@ -1,7 +1,7 @@
-#include "TreePage.h"
+#include "panel/TreePage.h"
 
-#include "EntryView.h"
-#include "Settings.h"
+#include "data/Settings.h"
+#include "panel/EntryView.h"
 
 #include <QPushButton>
 #include <QScrollBar>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KnowledgeTreeModel.h"
+#include "panel/KnowledgeTreeModel.h"
 
 #include <QSet>
 #include <QTimer>

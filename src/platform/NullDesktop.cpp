@@ -1,4 +1,4 @@
-#include "NullDesktop.h"
+#include "platform/NullDesktop.h"
 
 #include <QDesktopServices>
 #include <QFileInfo>

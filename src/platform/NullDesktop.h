@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Desktop.h"
+#include "platform/Desktop.h"
 
 // The desktop of a session that gives no access to other programs' windows (a Wayland session
 // without XWayland): nothing is found, activated, typed or grabbed, but documents and links

@@ -1,4 +1,4 @@
-#include "PlatformPaths.h"
+#include "platform/PlatformPaths.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "ClipboardContent.h"
+#include "send/ClipboardContent.h"
 
 #include <QImage>
 

@@ -1,4 +1,4 @@
-#include "ContentCache.h"
+#include "send/ContentCache.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "InputWindow.h"
+#include "send/InputWindow.h"
 
 #include <QCoreApplication>
 

@@ -1,6 +1,6 @@
-#include "PasteSequence.h"
+#include "send/PasteSequence.h"
 
-#include "ClipboardContent.h"
+#include "send/ClipboardContent.h"
 
 #include <QClipboard>
 #include <QGuiApplication>

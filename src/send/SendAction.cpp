@@ -1,7 +1,7 @@
-#include "SendAction.h"
+#include "send/SendAction.h"
 
-#include "Settings.h"
-#include "TextComposer.h"
+#include "data/Settings.h"
+#include "send/TextComposer.h"
 
 namespace {
 

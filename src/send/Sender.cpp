@@ -1,8 +1,8 @@
-#include "Sender.h"
+#include "send/Sender.h"
 
-#include "ClipboardContent.h"
-#include "Settings.h"
-#include "Store.h"
+#include "data/Settings.h"
+#include "data/Store.h"
+#include "send/ClipboardContent.h"
 
 #include <QClipboard>
 #include <QGuiApplication>

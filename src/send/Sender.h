@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ContentCache.h"
-#include "InputWindow.h"
-#include "PasteSequence.h"
-#include "SendAction.h"
+#include "send/ContentCache.h"
+#include "send/InputWindow.h"
+#include "send/PasteSequence.h"
+#include "send/SendAction.h"
 
 #include <QObject>
 #include <optional>

@@ -1,6 +1,6 @@
-#include "TextComposer.h"
+#include "send/TextComposer.h"
 
-#include "Settings.h"
+#include "data/Settings.h"
 
 namespace TextComposer {
 

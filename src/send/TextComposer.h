@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SearchService.h"
+#include "data/SearchService.h"
 
 #include <QString>
 

@@ -1,8 +1,8 @@
-#include "LoginWindow.h"
+#include "users/LoginWindow.h"
 
-#include "Dialogs.h"
-#include "Store.h"
-#include "UserAccounts.h"
+#include "data/Store.h"
+#include "users/UserAccounts.h"
+#include "widgets/Dialogs.h"
 
 #include <QComboBox>
 #include <QFormLayout>

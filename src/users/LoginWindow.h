@@ -1,7 +1,7 @@
 #pragma once
 
-#include "CurrentUser.h"
-#include "FramelessDialog.h"
+#include "users/CurrentUser.h"
+#include "widgets/FramelessDialog.h"
 
 #include <optional>
 

@@ -1,6 +1,6 @@
-#include "UserAccounts.h"
+#include "users/UserAccounts.h"
 
-#include "Store.h"
+#include "data/Store.h"
 
 #include <QByteArray>
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "CurrentUser.h"
-#include "Result.h"
+#include "data/Result.h"
+#include "users/CurrentUser.h"
 
 #include <QList>
 #include <QString>

@@ -1,7 +1,7 @@
-#include "ConfirmWindow.h"
+#include "widgets/ConfirmWindow.h"
 
-#include "Dialogs.h"
-#include "SoundPlayer.h"
+#include "widgets/Dialogs.h"
+#include "widgets/SoundPlayer.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

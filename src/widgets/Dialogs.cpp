@@ -1,9 +1,9 @@
-#include "Dialogs.h"
+#include "widgets/Dialogs.h"
 
-#include "ConfirmWindow.h"
-#include "MessageWindow.h"
-#include "Settings.h"
-#include "SoundPlayer.h"
+#include "data/Settings.h"
+#include "widgets/ConfirmWindow.h"
+#include "widgets/MessageWindow.h"
+#include "widgets/SoundPlayer.h"
 
 #include <QPointer>
 #include <QQueue>

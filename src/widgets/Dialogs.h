@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DataRoot.h"
+#include "data/DataRoot.h"
 
 #include <QList>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "FontPreset.h"
+#include "widgets/FontPreset.h"
 
 FontPreset FontPreset::of(FontSize size)
 {

@@ -1,6 +1,6 @@
-#include "FramelessDialog.h"
+#include "widgets/FramelessDialog.h"
 
-#include "TitleBar.h"
+#include "widgets/TitleBar.h"
 
 #include <QFrame>
 #include <QVBoxLayout>

@@ -1,6 +1,6 @@
-#include "MessageWindow.h"
+#include "widgets/MessageWindow.h"
 
-#include "Dialogs.h"
+#include "widgets/Dialogs.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

@@ -1,4 +1,4 @@
-#include "Skin.h"
+#include "widgets/Skin.h"
 
 #include <QApplication>
 #include <QColor>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FontPreset.h"
+#include "widgets/FontPreset.h"
 
 #include <QIcon>
 #include <QString>

@@ -1,7 +1,7 @@
-#include "SoundPlayer.h"
+#include "widgets/SoundPlayer.h"
 
-#include "DataRoot.h"
-#include "Settings.h"
+#include "data/DataRoot.h"
+#include "data/Settings.h"
 
 #include <QFileInfo>
 #include <QProcess>

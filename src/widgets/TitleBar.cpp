@@ -1,6 +1,6 @@
-#include "TitleBar.h"
+#include "widgets/TitleBar.h"
 
-#include "Skin.h"
+#include "widgets/Skin.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

@@ -1,6 +1,6 @@
-#include "DataRoot.h"
-#include "Settings.h"
-#include "Store.h"
+#include "data/DataRoot.h"
+#include "data/Settings.h"
+#include "data/Store.h"
 
 #include <QCryptographicHash>
 #include <QDir>

@@ -1,13 +1,13 @@
-#include "ContentLimits.h"
-#include "DeletePolicy.h"
-#include "EntryValidator.h"
-#include "FilePicker.h"
-#include "IniFile.h"
-#include "KindDescriptor.h"
-#include "ListRows.h"
-#include "PathText.h"
-#include "SizeRule.h"
-#include "TestRoot.h"
+#include "content/ContentLimits.h"
+#include "content/DeletePolicy.h"
+#include "content/EntryValidator.h"
+#include "content/FilePicker.h"
+#include "content/KindDescriptor.h"
+#include "content/ListRows.h"
+#include "content/PathText.h"
+#include "content/SizeRule.h"
+#include "data/IniFile.h"
+#include "support/TestRoot.h"
 
 #include <QSet>
 #include <QTest>

@@ -1,7 +1,7 @@
-#include "ContentCache.h"
-#include "ContentFiles.h"
-#include "EntryWriter.h"
-#include "TestRoot.h"
+#include "content/ContentFiles.h"
+#include "content/EntryWriter.h"
+#include "send/ContentCache.h"
+#include "support/TestRoot.h"
 
 #include <QDir>
 #include <QDirIterator>

@@ -1,7 +1,7 @@
 // Adds rows to the stores of a data root, as one of several programs sharing the files.
 // Usage: store_writer ROOT NAME COUNT
-#include "Settings.h"
-#include "Store.h"
+#include "data/Settings.h"
+#include "data/Store.h"
 
 #include <QCoreApplication>
 #include <QTextStream>

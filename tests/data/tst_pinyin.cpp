@@ -1,5 +1,5 @@
-#include "GbkCodec.h"
-#include "PinyinTable.h"
+#include "data/GbkCodec.h"
+#include "data/PinyinTable.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,5 +1,5 @@
-#include "SearchService.h"
-#include "TestRoot.h"
+#include "data/SearchService.h"
+#include "support/TestRoot.h"
 
 #include <QRandomGenerator>
 #include <QSignalSpy>

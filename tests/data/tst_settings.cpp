@@ -1,7 +1,7 @@
-#include "GbkCodec.h"
-#include "IniFile.h"
-#include "Settings.h"
-#include "SettingsTable.h"
+#include "data/GbkCodec.h"
+#include "data/IniFile.h"
+#include "data/Settings.h"
+#include "data/SettingsTable.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,5 @@
-#include "DbError.h"
-#include "TestRoot.h"
+#include "data/DbError.h"
+#include "support/TestRoot.h"
 
 #include <QCryptographicHash>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "TestRoot.h"
+#include "support/TestRoot.h"
 
 #include <QCoreApplication>
 #include <QProcess>

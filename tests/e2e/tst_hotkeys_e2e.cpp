@@ -2,15 +2,15 @@
 // modifiers let go after the key): each press pastes its entries once into the stand-in chat
 // client in front, the send key follows the text, also with NumLock on; a combination another
 // client holds is reported.
-#include "DesktopFactory.h"
-#include "Dialogs.h"
-#include "HotKeyManager.h"
-#include "PanelWindow.h"
-#include "RKHotKey.h"
-#include "SearchService.h"
-#include "Sender.h"
 #include "StubChatProcess.h"
-#include "TestRoot.h"
+#include "data/SearchService.h"
+#include "hotkeys/HotKeyManager.h"
+#include "hotkeys/RKHotKey.h"
+#include "panel/PanelWindow.h"
+#include "platform/DesktopFactory.h"
+#include "send/Sender.h"
+#include "support/TestRoot.h"
+#include "widgets/Dialogs.h"
 
 #include <QJsonObject>
 #include <QProcess>

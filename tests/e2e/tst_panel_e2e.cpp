@@ -1,17 +1,17 @@
 // The panel against stand-in chat clients on a real X server (Qt, GTK and Chromium, which fetch
 // the clipboard the way real chat clients do): docking, pasting with a double-click as people
 // make one, the send key, several chat windows, and the modifier keys the agent may still hold.
-#include "BottomQueryBar.h"
-#include "DesktopFactory.h"
-#include "Dialogs.h"
-#include "EntryView.h"
-#include "ListPage.h"
-#include "PanelDocking.h"
-#include "PanelWindow.h"
-#include "SearchService.h"
-#include "Sender.h"
 #include "StubChatProcess.h"
-#include "TestRoot.h"
+#include "data/SearchService.h"
+#include "panel/BottomQueryBar.h"
+#include "panel/EntryView.h"
+#include "panel/ListPage.h"
+#include "panel/PanelDocking.h"
+#include "panel/PanelWindow.h"
+#include "platform/DesktopFactory.h"
+#include "send/Sender.h"
+#include "support/TestRoot.h"
+#include "widgets/Dialogs.h"
 
 #include <QElapsedTimer>
 #include <QJsonObject>

@@ -1,10 +1,10 @@
-#include "HotKeyAssignments.h"
-#include "HotKeyCapture.h"
-#include "HotKeySaveCheck.h"
-#include "SendAction.h"
-#include "TestRoot.h"
-#include "TextComposer.h"
-#include "VirtualKeyMap.h"
+#include "hotkeys/HotKeyAssignments.h"
+#include "hotkeys/HotKeyCapture.h"
+#include "hotkeys/HotKeySaveCheck.h"
+#include "hotkeys/VirtualKeyMap.h"
+#include "send/SendAction.h"
+#include "send/TextComposer.h"
+#include "support/TestRoot.h"
 
 #include <QHash>
 

@@ -1,9 +1,9 @@
-#include "ChatWindowList.h"
-#include "DockGeometry.h"
-#include "DockSwitch.h"
-#include "DockingController.h"
-#include "FakeDesktop.h"
-#include "TestRoot.h"
+#include "panel/docking/ChatWindowList.h"
+#include "panel/docking/DockGeometry.h"
+#include "panel/docking/DockSwitch.h"
+#include "panel/docking/DockingController.h"
+#include "platform/fake/FakeDesktop.h"
+#include "support/TestRoot.h"
 
 #include <QSet>
 #include <QSignalSpy>

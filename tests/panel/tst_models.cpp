@@ -1,7 +1,7 @@
-#include "EntryListModel.h"
-#include "IdSequenceSync.h"
-#include "KnowledgeTreeModel.h"
-#include "TestRoot.h"
+#include "panel/EntryListModel.h"
+#include "panel/IdSequenceSync.h"
+#include "panel/KnowledgeTreeModel.h"
+#include "support/TestRoot.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>

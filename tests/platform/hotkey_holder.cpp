@@ -2,7 +2,7 @@
 // Another X client for the hot key tests: registers the combination through an X11Desktop of its
 // own, prints "registered" or "refused", and holds it until its standard input is closed.
 
-#include "x11/X11Desktop.h"
+#include "platform/x11/X11Desktop.h"
 
 #include <QCoreApplication>
 #include <cstdio>

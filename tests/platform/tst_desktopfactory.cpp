@@ -1,5 +1,5 @@
-#include "DesktopFactory.h"
-#include "NullDesktop.h"
+#include "platform/DesktopFactory.h"
+#include "platform/NullDesktop.h"
 
 #include <QGuiApplication>
 #include <QTemporaryDir>

@@ -1,4 +1,4 @@
-#include "x11/KeySymTable.h"
+#include "platform/x11/KeySymTable.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
-#include "DesktopFactory.h"
-#include "StubChatProcess.h"
 #include "XProbe.h"
+#include "e2e/StubChatProcess.h"
+#include "platform/DesktopFactory.h"
 
 #include <QClipboard>
 #include <QGuiApplication>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "FakeDesktop.h"
-#include "InputWindow.h"
-#include "Sender.h"
-#include "TestRoot.h"
+#include "platform/fake/FakeDesktop.h"
+#include "send/InputWindow.h"
+#include "send/Sender.h"
+#include "support/TestRoot.h"
 
 #include <QSignalSpy>
 

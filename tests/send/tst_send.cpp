@@ -1,5 +1,5 @@
 #include "SendRig.h"
-#include "TextComposer.h"
+#include "send/TextComposer.h"
 
 #include <QBuffer>
 #include <QClipboard>

@@ -1,8 +1,8 @@
-#include "Dialogs.h"
-#include "LoginWindow.h"
-#include "ModalDriver.h"
-#include "TestRoot.h"
-#include "UserAccounts.h"
+#include "support/TestRoot.h"
+#include "users/LoginWindow.h"
+#include "users/UserAccounts.h"
+#include "widgets/Dialogs.h"
+#include "widgets/ModalDriver.h"
 
 #include <QApplication>
 #include <QComboBox>

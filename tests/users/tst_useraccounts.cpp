@@ -1,5 +1,5 @@
-#include "TestRoot.h"
-#include "UserAccounts.h"
+#include "support/TestRoot.h"
+#include "users/UserAccounts.h"
 
 #include <QTest>
 

@@ -1,10 +1,10 @@
-#include "ConfirmWindow.h"
-#include "DataRoot.h"
-#include "Dialogs.h"
-#include "MessageWindow.h"
 #include "ModalDriver.h"
-#include "TestRoot.h"
-#include "TitleBar.h"
+#include "data/DataRoot.h"
+#include "support/TestRoot.h"
+#include "widgets/ConfirmWindow.h"
+#include "widgets/Dialogs.h"
+#include "widgets/MessageWindow.h"
+#include "widgets/TitleBar.h"
 
 #include <QApplication>
 #include <QFile>

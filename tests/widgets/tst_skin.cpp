@@ -1,5 +1,5 @@
-#include "ConfirmWindow.h"
-#include "Skin.h"
+#include "widgets/ConfirmWindow.h"
+#include "widgets/Skin.h"
 
 #include <QApplication>
 #include <QComboBox>

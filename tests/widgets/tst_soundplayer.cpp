@@ -1,6 +1,6 @@
-#include "DataRoot.h"
-#include "SoundPlayer.h"
-#include "TestRoot.h"
+#include "data/DataRoot.h"
+#include "support/TestRoot.h"
+#include "widgets/SoundPlayer.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include "ChatWindowList.h"
+#include "panel/docking/ChatWindowList.h"
 
-#include "Settings.h"
+#include "data/Settings.h"
 
 namespace {
 

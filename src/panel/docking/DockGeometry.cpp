@@ -1,6 +1,6 @@
-#include "DockGeometry.h"
+#include "panel/docking/DockGeometry.h"
 
-#include "Twips.h"
+#include "panel/Twips.h"
 
 namespace DockGeometry {
 

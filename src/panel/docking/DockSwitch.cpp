@@ -1,4 +1,4 @@
-#include "DockSwitch.h"
+#include "panel/docking/DockSwitch.h"
 
 QString DockSwitch::dockCaption()
 {

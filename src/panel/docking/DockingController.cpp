@@ -1,7 +1,7 @@
-#include "DockingController.h"
+#include "panel/docking/DockingController.h"
 
-#include "DockGeometry.h"
-#include "Settings.h"
+#include "data/Settings.h"
+#include "panel/docking/DockGeometry.h"
 
 #include <QGuiApplication>
 #include <QScreen>

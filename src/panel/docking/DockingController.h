@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ChatWindowList.h"
-#include "Desktop.h"
+#include "panel/docking/ChatWindowList.h"
+#include "platform/Desktop.h"
 
 #include <QObject>
 #include <QRect>

@@ -1,4 +1,4 @@
-#include "FakeDesktop.h"
+#include "platform/fake/FakeDesktop.h"
 
 #include <QClipboard>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
-#include "DesktopFactory.h"
-#include "NullDesktop.h"
-#include "X11Desktop.h"
+#include "platform/DesktopFactory.h"
+#include "platform/NullDesktop.h"
+#include "platform/x11/X11Desktop.h"
 
 #include <QGuiApplication>
 #include <X11/Xlib.h>

@@ -1,4 +1,4 @@
-#include "KeySymTable.h"
+#include "platform/x11/KeySymTable.h"
 
 #include <X11/Xlib.h>
 #include <X11/keysym.h>

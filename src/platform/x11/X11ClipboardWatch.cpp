@@ -1,4 +1,4 @@
-#include "X11ClipboardWatch.h"
+#include "platform/x11/X11ClipboardWatch.h"
 
 #include <QGuiApplication>
 #include <cstdlib>

@@ -1,8 +1,8 @@
-#include "X11Desktop.h"
+#include "platform/x11/X11Desktop.h"
 
-#include "KeySymTable.h"
-#include "NullDesktop.h"
-#include "X11ClipboardWatch.h"
+#include "platform/NullDesktop.h"
+#include "platform/x11/KeySymTable.h"
+#include "platform/x11/X11ClipboardWatch.h"
 
 #include <QSocketNotifier>
 #include <QStringDecoder>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "PinyinTable.h"
-#include "Settings.h"
-#include "Store.h"
+#include "data/PinyinTable.h"
+#include "data/Settings.h"
+#include "data/Store.h"
 
 #include <QTemporaryDir>
 #include <QTest>
