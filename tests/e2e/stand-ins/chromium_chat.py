@@ -51,6 +51,7 @@ class Page:
     def __init__(self, log):
         self.log = log
         self.loaded = threading.Event()
+        self.probed = threading.Event()
         self.closing = False
         self._commands = []
         self._changed = threading.Condition()
@@ -75,6 +76,8 @@ class Page:
         kind = entry.get("event")
         if kind == "loaded":
             self.loaded.set()
+        elif kind == "probe":
+            self.probed.set()
         elif kind == "text":
             self.log.write({"event": "text", "text": str(entry.get("text", ""))})
         elif kind == "enter":
@@ -284,6 +287,25 @@ def stop_browser(browser, marker):
     return True
 
 
+# Chromium can lose the keys of a window that was just shown, although the page already has the
+# focus: on a slow machine everything typed into a new stand-in went nowhere. So the launcher
+# brings its window to the front and presses Shift (which types nothing) until the page reports
+# the key; only then is the stand-in ready.
+PROBE_ATTEMPTS = 40
+PROBE_WAIT = 0.25
+
+
+def prove_input(page, window):
+    for _ in range(PROBE_ATTEMPTS):
+        subprocess.run(["xdotool", "windowactivate", "--sync", str(window)],
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+        subprocess.run(["xdotool", "key", "shift"], stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL, check=False)
+        if page.probed.wait(PROBE_WAIT):
+            return True
+    return False
+
+
 def tail(path, lines=30):
     try:
         with open(path, "rb") as f:
@@ -376,6 +398,8 @@ def main():
                     else:
                         standin.warn(PROGRAM, "the window did not go where it was asked to")
                 if window:
+                    if not prove_input(page, window):
+                        standin.warn(PROGRAM, "keys typed into the window never reached the page")
                     log.write({"event": "ready", "window": window, "pid": browser.pid})
     except OSError as e:
         standin.warn(PROGRAM, str(e))
