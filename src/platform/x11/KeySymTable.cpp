@@ -1,5 +1,7 @@
 #include "platform/x11/KeySymTable.h"
 
+#include "platform/Desktop.h"
+
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 #include <array>
@@ -58,6 +60,22 @@ QString keyName(int virtualKey)
         return {};
     const char* name = XKeysymToString(keysym);
     return name ? QString::fromLatin1(name) : QString();
+}
+
+QString combinationName(int virtualKey, int modifierMask)
+{
+    QString name;
+    if (modifierMask & ModifierMask::Control)
+        name += QStringLiteral("Ctrl+");
+    if (modifierMask & ModifierMask::Alt)
+        name += QStringLiteral("Alt+");
+    if (modifierMask & ModifierMask::Shift)
+        name += QStringLiteral("Shift+");
+    if (modifierMask & ModifierMask::Meta)
+        name += QStringLiteral("Super+");
+    const QString key = keyName(virtualKey);
+    return name +
+           (key.isEmpty() ? QStringLiteral("0x") + QString::number(virtualKey, 16).toUpper() : key);
 }
 
 } // namespace KeySymTable

@@ -13,4 +13,7 @@ unsigned long keysymForVirtualKey(int virtualKey);
 // the keyboard. Empty for an unknown key.
 QString keyName(int virtualKey);
 
+// "Ctrl+Alt+F9", for messages; a key without a name as its hexadecimal code ("0xFF").
+QString combinationName(int virtualKey, int modifierMask);
+
 } // namespace KeySymTable
