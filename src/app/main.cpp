@@ -12,8 +12,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QMenu>
-#include <QPushButton>
 #include <QTextStream>
 #include <memory>
 
@@ -90,8 +88,7 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     auto* content = new ContentWindows(startup.root(), startup.settings(), startup.store(),
                                        *desktop, *user, &panel);
     QObject::connect(&panel, &PanelWindow::viewRequested, content, &ContentWindows::openView);
-    panel.findChild<QPushButton*>(QStringLiteral("btnManage"))
-        ->setMenu(content->managementMenu(&panel));
+    panel.setManagementMenu(content->managementMenu(&panel));
     panel.show();
     panel.startDocking();
     return app.exec();

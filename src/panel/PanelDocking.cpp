@@ -2,8 +2,8 @@
 
 #include "data/Settings.h"
 #include "panel/BottomQueryBar.h"
-#include "panel/PanelWindow.h"
 #include "panel/docking/DockGeometry.h"
+#include "send/InputWindow.h"
 #include "widgets/Skin.h"
 
 #include <QCursor>
@@ -33,7 +33,7 @@ bool isDockingSetting(Setting s)
 }
 } // namespace
 
-PanelDocking::PanelDocking(PanelWindow& panel, Desktop& desktop, Settings& settings, Store& store,
+PanelDocking::PanelDocking(QWidget& panel, Desktop& desktop, Settings& settings, Store& store,
                            SearchService& search, Sender& sender, InputWindow& input,
                            QPushButton* dockButton)
     : QObject(&panel), m_panel(panel), m_input(input), m_settings(settings),
@@ -49,9 +49,7 @@ PanelDocking::PanelDocking(PanelWindow& panel, Desktop& desktop, Settings& setti
 
     m_bar = new BottomQueryBar(store, search, settings, sender, input, &panel);
     m_bar->setAttribute(Qt::WA_ShowWithoutActivating);
-    connect(m_bar, &BottomQueryBar::activated, &panel, [this](const EntryRef& e, bool onIcon) {
-        m_panel.activateEntry(e, onIcon, ClickSource::QueryList, PasteOrigin::QueryBar);
-    });
+    connect(m_bar, &BottomQueryBar::activated, this, &PanelDocking::barActivated);
 
     // The handle a floating panel shrinks to at a screen edge.
     auto* handle =
@@ -90,11 +88,11 @@ void PanelDocking::start()
     updateEdgeTimer();
 }
 
-void PanelDocking::setDocked(bool docked)
+void PanelDocking::setDocked(bool docked, bool byButton)
 {
     m_button->setText(m_switch.caption());
     m_input.setDocked(docked);
-    m_panel.setKeepsFocusAway(docked);
+    emit dockedChanged(docked, byButton);
     m_controller.setPanelWidth(m_panel.width());
     m_controller.setDocked(docked);
     if (m_handle->isVisible()) {
@@ -106,20 +104,13 @@ void PanelDocking::setDocked(bool docked)
 
 void PanelDocking::toggle()
 {
-    if (m_switch.click() == DockSwitch::Action::Dock) {
-        m_panel.setTopMost(true);
-        setDocked(true);
-        return;
-    }
-    setDocked(false);
-    m_panel.setTopMost(true);
-    m_panel.placeOnScreen();
+    setDocked(m_switch.click() == DockSwitch::Action::Dock, true);
 }
 
 void PanelDocking::undock()
 {
     if (m_switch.undock())
-        setDocked(false);
+        setDocked(false, false);
 }
 
 void PanelDocking::updateEdgeTimer()

@@ -3,6 +3,7 @@
 #include "panel/docking/ChatWindowList.h"
 #include "panel/docking/DockSwitch.h"
 #include "panel/docking/DockingController.h"
+#include "send/SendAction.h"
 
 #include <QObject>
 #include <QRect>
@@ -10,7 +11,6 @@
 
 class BottomQueryBar;
 class InputWindow;
-class PanelWindow;
 class QPushButton;
 class QWidget;
 class SearchService;
@@ -19,11 +19,12 @@ class Settings;
 class Store;
 
 // The panel's side of docking: the dock button, following the chat window, the bottom query
-// bar, and the edge auto-hide of the floating panel.
+// bar, and the edge auto-hide of the floating panel. It moves, shows and hides the panel window;
+// everything else the panel does about it, it learns from the signals.
 class PanelDocking : public QObject {
     Q_OBJECT
 public:
-    PanelDocking(PanelWindow& panel, Desktop& desktop, Settings& settings, Store& store,
+    PanelDocking(QWidget& panel, Desktop& desktop, Settings& settings, Store& store,
                  SearchService& search, Sender& sender, InputWindow& input,
                  QPushButton* dockButton);
     ~PanelDocking() override;
@@ -41,13 +42,17 @@ public:
 
 signals:
     void foregroundInfo(const QString& className, const QString& title);
+    // Docked or floating now; `byButton`: the agent pressed the dock button.
+    void dockedChanged(bool docked, bool byButton);
+    // A double-click in the bottom query bar's results.
+    void barActivated(const EntryRef& entry, bool onIcon);
 
 private:
-    void setDocked(bool docked);
+    void setDocked(bool docked, bool byButton);
     void checkEdge();
     void updateEdgeTimer();
 
-    PanelWindow& m_panel;
+    QWidget& m_panel;
     InputWindow& m_input;
     Settings& m_settings;
     ChatWindowList m_chats;

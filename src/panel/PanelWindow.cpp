@@ -9,6 +9,7 @@
 #include "panel/EntryView.h"
 #include "panel/ListPage.h"
 #include "panel/PanelDocking.h"
+#include "panel/PanelTitleBar.h"
 #include "panel/QueryPage.h"
 #include "panel/TreePage.h"
 #include "panel/Twips.h"
@@ -22,10 +23,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
-#include <QGridLayout>
-#include <QHBoxLayout>
 #include <QHeaderView>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
@@ -33,25 +31,12 @@
 #include <QStackedWidget>
 #include <QSystemTrayIcon>
 #include <QTabBar>
-#include <QToolButton>
 #include <QVBoxLayout>
-#include <QWidgetAction>
 #include <QWindow>
 
 namespace {
 
 constexpr int GripSize = 5;
-
-QToolButton* chromeButton(const char* name, const QString& text, const QString& tip,
-                          QWidget* parent)
-{
-    auto* b = new QToolButton(parent);
-    b->setObjectName(QLatin1String(name));
-    b->setText(text);
-    b->setToolTip(tip);
-    b->setAutoRaise(true);
-    return b;
-}
 
 QIcon nodeIcon(const KnowledgeTreeModel::Node& n)
 {
@@ -120,6 +105,37 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
         "QWidget#frmMain QPushButton { padding: 3px 5px; min-width: 0; }"
         "QWidget#picQuery QPushButton { padding: 3px 1px; min-width: 0; }"));
 
+    buildSending();
+    m_titleBar = new PanelTitleBar(titleText(), m_ctx.user.isAdministrator, this);
+    auto* content = new QVBoxLayout(this);
+    content->setContentsMargins(GripSize, 0, GripSize, GripSize);
+    content->setSpacing(2);
+    content->addWidget(m_titleBar);
+    buildPages(content);
+    m_grips = {new EdgeGrip(QStringLiteral("imgLeft"), EdgeGrip::Left, this),
+               new EdgeGrip(QStringLiteral("imgRight"), EdgeGrip::Right, this),
+               new EdgeGrip(QStringLiteral("imgBottom"), EdgeGrip::Bottom, this),
+               new EdgeGrip(QStringLiteral("imgJiao"), EdgeGrip::Right | EdgeGrip::Bottom, this)};
+    buildTray();
+    buildDocking();
+    connectTitleBar();
+    for (QLineEdit* edit : findChildren<QLineEdit*>()) {
+        if (edit->window() == this)
+            edit->installEventFilter(this);
+    }
+    loadAsConfigured();
+
+    m_hotKeys = new HotKeyManager(m_ctx.settings, m_ctx.store, m_ctx.desktop, *m_sender, this);
+    if (m_ctx.settings.flag(Setting::StartHotKey))
+        m_hotKeys->enableAll();
+    connect(menu()->addAction(QStringLiteral("热键设置")), &QAction::triggered, this,
+            &PanelWindow::openHotKeyWindow);
+}
+
+PanelWindow::~PanelWindow() = default;
+
+void PanelWindow::buildSending()
+{
     m_input = new InputWindow(m_ctx.desktop,
                               {windowCaption(), QStringLiteral("QuillmateBottomQuery")}, this);
     m_sender =
@@ -128,7 +144,10 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
     connect(m_sender, &Sender::viewRequested, this, &PanelWindow::viewRequested);
     connect(m_sender, &Sender::message, this, &PanelWindow::showProblem);
     connect(&m_ctx.desktop, &Desktop::problem, this, &PanelWindow::showDesktopProblem);
+}
 
+void PanelWindow::buildPages(QVBoxLayout* layout)
+{
     m_tabs = new QTabBar(this);
     m_tabs->setObjectName(QStringLiteral("TabStrip1"));
     m_tabs->setExpanding(true);
@@ -169,38 +188,59 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
         m_pages->setCurrentIndex(index);
         m_tree->refreshButton()->setVisible(index == 0);
     });
+    layout->addWidget(m_tabs);
+    layout->addWidget(m_pages, 1);
+}
 
-    auto* content = new QVBoxLayout;
-    content->setContentsMargins(GripSize, 0, GripSize, GripSize);
-    content->setSpacing(2);
-    content->addWidget(buildTitleBar());
-    content->addWidget(m_tabs);
-    content->addWidget(m_pages, 1);
-    setLayout(content);
-
-    m_grips = {new EdgeGrip(QStringLiteral("imgLeft"), EdgeGrip::Left, this),
-               new EdgeGrip(QStringLiteral("imgRight"), EdgeGrip::Right, this),
-               new EdgeGrip(QStringLiteral("imgBottom"), EdgeGrip::Bottom, this),
-               new EdgeGrip(QStringLiteral("imgJiao"), EdgeGrip::Right | EdgeGrip::Bottom, this)};
-
-    buildTray();
+void PanelWindow::buildDocking()
+{
     m_docking = new PanelDocking(*this, m_ctx.desktop, m_ctx.settings, m_ctx.store, m_ctx.search,
-                                 *m_sender, *m_input, m_dockButton);
-    connect(m_docking, &PanelDocking::foregroundInfo, this,
-            [this](const QString& className, const QString& title) {
-                m_foregroundClass->setText(QStringLiteral("类名：") + className);
-                m_foregroundTitle->setText(QStringLiteral("标题：") + title);
-            });
+                                 *m_sender, *m_input, m_titleBar->dockButton());
+    connect(m_docking, &PanelDocking::foregroundInfo, m_titleBar, &PanelTitleBar::showForeground);
+    connect(m_docking, &PanelDocking::barActivated, this, [this](const EntryRef& e, bool onIcon) {
+        activateEntry(e, onIcon, ClickSource::QueryList, PasteOrigin::QueryBar);
+    });
+    connect(m_docking, &PanelDocking::dockedChanged, this, [this](bool docked, bool byButton) {
+        setKeepsFocusAway(docked);
+        // Either way the button leaves the panel on top; floating, back in its own place.
+        if (byButton)
+            setTopMost(true);
+        if (byButton && !docked)
+            placeOnScreen();
+    });
+}
 
-    for (QLineEdit* edit : findChildren<QLineEdit*>()) {
-        if (edit->window() == this)
-            edit->installEventFilter(this);
-    }
+void PanelWindow::connectTitleBar()
+{
+    connect(m_titleBar->topBox(), &QCheckBox::toggled, this, [this](bool on) {
+        const bool shown = isVisible();
+        setWindowFlag(Qt::WindowStaysOnTopHint, on);
+        if (shown)
+            show();
+    });
+    connect(m_titleBar, &PanelTitleBar::minimizeClicked, this, &QWidget::showMinimized);
+    connect(m_titleBar, &PanelTitleBar::closeClicked, this, &QWidget::close);
+    connect(m_titleBar, &PanelTitleBar::logoPressed, m_docking, &PanelDocking::undock);
+    connect(m_titleBar, &PanelTitleBar::rollClicked, this, [this] {
+        // Rolled up, only the title bar stays on screen.
+        m_rolledUp = !m_rolledUp;
+        m_tabs->setVisible(!m_rolledUp);
+        m_pages->setVisible(!m_rolledUp);
+        if (m_rolledUp) {
+            m_unrolledHeight = height();
+            resize(width(), m_titleBar->sizeHint().height() + GripSize);
+        } else {
+            resize(width(), m_unrolledHeight);
+        }
+    });
+}
 
+void PanelWindow::loadAsConfigured()
+{
     // The start-up order: place, top-most, first tab, fonts, tree, lists, query list.
     placeOnScreen();
-    m_top->setChecked(m_ctx.settings.flag(Setting::StartTop));
-    setWindowFlag(Qt::WindowStaysOnTopHint, m_top->isChecked());
+    m_titleBar->topBox()->setChecked(m_ctx.settings.flag(Setting::StartTop));
+    setWindowFlag(Qt::WindowStaysOnTopHint, m_titleBar->topBox()->isChecked());
     bool ok = false;
     const int first = m_ctx.settings.value(Setting::StartInterface).toInt(&ok);
     selectTab(ok && first >= 1 && first <= 6 ? first : 1);
@@ -211,113 +251,16 @@ PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
         page->load(m_ctx.settings.flag(page->pageDef().startLoad));
     if (m_ctx.settings.flag(Setting::StartLoadQuery))
         m_query->setMode(SearchMode::All);
-
-    m_hotKeys = new HotKeyManager(m_ctx.settings, m_ctx.store, m_ctx.desktop, *m_sender, this);
-    if (m_ctx.settings.flag(Setting::StartHotKey))
-        m_hotKeys->enableAll();
-    connect(m_menu->addAction(QStringLiteral("热键设置")), &QAction::triggered, this,
-            &PanelWindow::openHotKeyWindow);
 }
 
-PanelWindow::~PanelWindow() = default;
-
-QWidget* PanelWindow::buildTitleBar()
+QMenu* PanelWindow::menu() const
 {
-    auto* box = new QWidget(this);
-    m_titleBar = new QWidget(box);
-    m_titleBar->setObjectName(QStringLiteral("titleBar"));
-    m_titleBar->setAttribute(Qt::WA_StyledBackground);
-    m_titleBar->installEventFilter(this);
+    return m_titleBar->menu();
+}
 
-    auto* logo = new QLabel(m_titleBar);
-    logo->setObjectName(QStringLiteral("imgLogo"));
-    logo->setPixmap(Skin::appIcon().pixmap(20, 20));
-    logo->setToolTip(QStringLiteral("点击取消吸附"));
-    logo->installEventFilter(this);
-    m_logo = logo;
-    m_title = new QLabel(titleText(), m_titleBar);
-    m_title->setObjectName(QStringLiteral("lblTitle"));
-    auto* min = chromeButton("imgMin", QStringLiteral("–"), QStringLiteral("最小化"), m_titleBar);
-    auto* up =
-        chromeButton("imgGoUp", QStringLiteral("▴"), QStringLiteral("收起/展开"), m_titleBar);
-    auto* close = chromeButton("imgClose", QStringLiteral("×"), QStringLiteral("退出"), m_titleBar);
-
-    m_top = new QCheckBox(QStringLiteral("置顶"), box);
-    m_top->setObjectName(QStringLiteral("chkTop"));
-    m_manage = new QPushButton(QStringLiteral("管理"), box);
-    m_manage->setObjectName(QStringLiteral("btnManage"));
-    m_users = new QPushButton(QStringLiteral("用户"), box);
-    m_users->setObjectName(QStringLiteral("btnUsers"));
-    m_dockButton = new QPushButton(box);
-    m_dockButton->setObjectName(QStringLiteral("btnXiFu"));
-    auto* menuButton = new QPushButton(QStringLiteral("菜单"), box);
-    menuButton->setObjectName(QStringLiteral("btnMenu"));
-    // The window in front, as docking sees it: what a custom chat-window rule needs.
-    auto* menu = new QMenu(menuButton);
-    auto* readout = new QWidget(menu);
-    m_foregroundClass = new QLabel(readout);
-    m_foregroundClass->setObjectName(QStringLiteral("txtClassName"));
-    m_foregroundTitle = new QLabel(readout);
-    m_foregroundTitle->setObjectName(QStringLiteral("txtTitle"));
-    for (QLabel* l : {m_foregroundClass, m_foregroundTitle})
-        l->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    auto* readoutLayout = new QVBoxLayout(readout);
-    readoutLayout->setContentsMargins(8, 4, 8, 4);
-    readoutLayout->addWidget(new QLabel(QStringLiteral("当前窗口"), readout));
-    readoutLayout->addWidget(m_foregroundClass);
-    readoutLayout->addWidget(m_foregroundTitle);
-    auto* readoutAction = new QWidgetAction(menu);
-    readoutAction->setDefaultWidget(readout);
-    menu->addAction(readoutAction);
-    menu->addSeparator();
-    menuButton->setMenu(menu);
-    m_menu = menu;
-    // Management windows and user administration are for administrators only.
-    m_manage->setEnabled(m_ctx.user.isAdministrator);
-    m_users->setEnabled(m_ctx.user.isAdministrator);
-
-    auto* strip = new QHBoxLayout(m_titleBar);
-    strip->setContentsMargins(4, 2, 2, 2);
-    strip->addWidget(logo);
-    strip->addWidget(m_title, 1);
-    strip->addWidget(min);
-    strip->addWidget(up);
-    strip->addWidget(close);
-    auto* tools = new QHBoxLayout;
-    tools->setContentsMargins(2, 0, 2, 0);
-    tools->addWidget(m_top);
-    tools->addStretch(1);
-    tools->addWidget(m_dockButton);
-    tools->addWidget(menuButton);
-    tools->addWidget(m_manage);
-    tools->addWidget(m_users);
-    auto* layout = new QVBoxLayout(box);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(2);
-    layout->addWidget(m_titleBar);
-    layout->addLayout(tools);
-
-    connect(m_top, &QCheckBox::toggled, this, [this](bool on) {
-        const bool shown = isVisible();
-        setWindowFlag(Qt::WindowStaysOnTopHint, on);
-        if (shown)
-            show();
-    });
-    connect(min, &QToolButton::clicked, this, &QWidget::showMinimized);
-    connect(close, &QToolButton::clicked, this, &QWidget::close);
-    connect(up, &QToolButton::clicked, this, [this] {
-        // Rolled up, only the caption strip stays on screen.
-        m_rolledUp = !m_rolledUp;
-        m_tabs->setVisible(!m_rolledUp);
-        m_pages->setVisible(!m_rolledUp);
-        if (m_rolledUp) {
-            m_unrolledHeight = height();
-            resize(width(), m_titleBar->parentWidget()->sizeHint().height() + GripSize);
-        } else {
-            resize(width(), m_unrolledHeight);
-        }
-    });
-    return box;
+void PanelWindow::setManagementMenu(QMenu* menu)
+{
+    m_titleBar->manageButton()->setMenu(menu);
 }
 
 void PanelWindow::buildTray()
@@ -425,8 +368,9 @@ void PanelWindow::setKeepsFocusAway(bool on)
 
 void PanelWindow::setTopMost(bool on)
 {
-    if (m_top->isChecked() != on)
-        m_top->setChecked(on);
+    QCheckBox* top = m_titleBar->topBox();
+    if (top->isChecked() != on)
+        top->setChecked(on);
     else if (windowFlags().testFlag(Qt::WindowStaysOnTopHint) != on) {
         setWindowFlag(Qt::WindowStaysOnTopHint, on);
         show();
@@ -489,21 +433,6 @@ bool PanelWindow::eventFilter(QObject* watched, QEvent* event)
             w->setFlag(Qt::WindowDoesNotAcceptFocus, false);
         activateWindow();
         static_cast<QWidget*>(watched)->setFocus(Qt::MouseFocusReason);
-    }
-    if (watched == m_logo && event->type() == QEvent::MouseButtonPress) {
-        m_docking->undock();
-        return false;
-    }
-    if (watched == m_titleBar) {
-        auto* e = static_cast<QMouseEvent*>(event);
-        if (event->type() == QEvent::MouseButtonPress && e->button() == Qt::LeftButton) {
-            m_dragging = true;
-            m_dragOffset = e->globalPosition().toPoint() - frameGeometry().topLeft();
-        } else if (event->type() == QEvent::MouseMove && m_dragging) {
-            move(e->globalPosition().toPoint() - m_dragOffset);
-        } else if (event->type() == QEvent::MouseButtonRelease) {
-            m_dragging = false;
-        }
     }
     return QWidget::eventFilter(watched, event);
 }

@@ -5,7 +5,6 @@
 #include "send/SendAction.h"
 #include "users/CurrentUser.h"
 
-#include <QPoint>
 #include <QSet>
 #include <QWidget>
 #include <array>
@@ -16,14 +15,12 @@ class HotKeyManager;
 class InputWindow;
 class ListPage;
 class PanelDocking;
-class QCheckBox;
-class QLabel;
+class PanelTitleBar;
+class QVBoxLayout;
 class QMenu;
-class QPushButton;
 class QStackedWidget;
 class QSystemTrayIcon;
 class QTabBar;
-class QToolButton;
 class QueryPage;
 class SearchService;
 class Sender;
@@ -79,7 +76,9 @@ public:
     bool keepsFocusAway() const { return m_keepFocusAway; }
     PanelDocking* docking() const { return m_docking; }
     // The menu of the 菜单 button, where other parts of the program add their commands.
-    QMenu* menu() const { return m_menu; }
+    QMenu* menu() const;
+    // The commands of the management button (btnManage).
+    void setManagementMenu(QMenu* menu);
     // Starts following chat windows (after the panel is shown).
     void startDocking();
 
@@ -94,8 +93,12 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
-    QWidget* buildTitleBar();
+    void buildSending();
+    void buildPages(QVBoxLayout* layout);
     void buildTray();
+    void buildDocking();
+    void connectTitleBar();
+    void loadAsConfigured();
     void applyFontPreset();
     void showProblem(const QString& message);
     // A problem of the window system is told once, however often it recurs.
@@ -107,28 +110,17 @@ private:
     Sender* m_sender;
     HotKeyManager* m_hotKeys = nullptr;
     QSet<QString> m_toldProblems;
-    QWidget* m_titleBar = nullptr;
-    QLabel* m_title = nullptr;
-    QCheckBox* m_top = nullptr;
-    QPushButton* m_manage = nullptr;
-    QPushButton* m_users = nullptr;
     QTabBar* m_tabs = nullptr;
     QStackedWidget* m_pages = nullptr;
     TreePage* m_tree = nullptr;
     QueryPage* m_query = nullptr;
     QList<ListPage*> m_lists;
     QSystemTrayIcon* m_tray = nullptr;
+    PanelTitleBar* m_titleBar = nullptr;
     PanelDocking* m_docking = nullptr;
-    QPushButton* m_dockButton = nullptr;
-    QLabel* m_logo = nullptr;
-    QMenu* m_menu = nullptr;
-    QLabel* m_foregroundClass = nullptr;
-    QLabel* m_foregroundTitle = nullptr;
     std::array<EdgeGrip*, 4> m_grips{};
     bool m_exiting = false;
     bool m_keepFocusAway = false;
     bool m_rolledUp = false;
     int m_unrolledHeight = 0;
-    QPoint m_dragOffset;
-    bool m_dragging = false;
 };
