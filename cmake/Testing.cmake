@@ -1,7 +1,7 @@
-# quillmate_test(NAME LABEL label SOURCES ... LIBS ...)
+# quillmate_test(NAME LABEL label... SOURCES ... LIBS ...)
 # One QTest executable per behaviour group; CTest runs it with the given label (unit, gui, e2e).
 function(quillmate_test name)
-  cmake_parse_arguments(T "" "LABEL" "SOURCES;LIBS;ENV" ${ARGN})
+  cmake_parse_arguments(T "" "" "LABEL;SOURCES;LIBS;ENV" ${ARGN})
   add_executable(${name} ${T_SOURCES})
   target_link_libraries(${name} PRIVATE Qt6::Test ${T_LIBS})
   # Helpers shared by tests are included by their folder: "support/TestRoot.h".

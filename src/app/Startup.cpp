@@ -26,5 +26,8 @@ Result<void> Startup::run()
 
     m_store = std::make_unique<Store>(m_root.folder(), *m_settings);
     m_store->setPinyin(&m_pinyin);
-    return m_store->open();
+    if (Result<void> r = m_store->open(); !r)
+        return r;
+    m_warnings << m_store->warnings();
+    return {};
 }

@@ -13,6 +13,11 @@ Error fromQuery(const QSqlError& error);
 // seen it.
 Error fromOpen(int number, const QString& description);
 
+// A store that SQLite could not read or write while opening it: the file and the cause in words
+// ("数据库文件 X 正被另一个座席锁住……"), then SQLite's own text; `busySeconds` is how long a
+// lock was waited for.
+Error openFailure(const QString& shownPath, const QSqlError& error, double busySeconds);
+
 bool isUniqueViolation(const Error& error);
 
 } // namespace DbError

@@ -2,6 +2,62 @@
 
 namespace {
 
+struct ViewDef {
+    const char* name;
+    const char* base;
+    const char* joins;
+};
+
+struct IndexDef {
+    const char* name;
+    const char* table;
+    const char* column;
+};
+
+const QList<ViewDef>& views(StoreId store)
+{
+    static const QList<ViewDef> assistant = {
+        {"v_goods", "goods",
+         "type.name AS TypeName FROM goods LEFT JOIN type ON type.id = goods.typeid"},
+        {"v_knowledge", "knowledge",
+         "goods.name AS goodsname, type.name AS typename FROM knowledge "
+         "LEFT JOIN goods ON goods.id = knowledge.goodsid "
+         "LEFT JOIN type ON type.id = knowledge.typeid"},
+        {"v_simple", "simple",
+         "simpletype.name AS typename FROM simple "
+         "LEFT JOIN simpletype ON simpletype.id = simple.typeid"},
+        {"v_file", "file",
+         "filetype.name AS typename FROM file LEFT JOIN filetype ON filetype.id = file.typeid"},
+    };
+    static const QList<ViewDef> personal = {
+        {"v_tools", "tools",
+         "toolstype.name AS typename FROM tools "
+         "LEFT JOIN toolstype ON toolstype.id = tools.typeid"},
+        {"v_personal", "personal",
+         "personaltype.name AS typename FROM personal "
+         "LEFT JOIN personaltype ON personaltype.id = personal.typeid"},
+    };
+    return store == StoreId::Assistant ? assistant : personal;
+}
+
+const QList<IndexDef>& indexes(StoreId store)
+{
+    static const QList<IndexDef> assistant = {
+        {"type_itemid", "type", "itemid"},
+        {"goods_typeid", "goods", "typeid"},
+        {"knowledge_goodsid", "knowledge", "goodsid"},
+        {"knowledge_typeid", "knowledge", "typeid"},
+        {"knowledge_common", "knowledge", "commonflag"},
+        {"simple_typeid", "simple", "typeid"},
+        {"file_typeid", "file", "typeid"},
+    };
+    static const QList<IndexDef> personal = {
+        {"tools_typeid", "tools", "typeid"},
+        {"personal_typeid", "personal", "typeid"},
+    };
+    return store == StoreId::Assistant ? assistant : personal;
+}
+
 QString columnSql(const ColumnDef& c)
 {
     const QString name = QString::fromLatin1(c.name);
@@ -42,12 +98,6 @@ QString createTable(Table table)
         .arg(Tables::name(table), parts.join(QLatin1String(", ")));
 }
 
-QString createView(const char* view, const char* base, const QString& joins)
-{
-    return QStringLiteral("CREATE VIEW IF NOT EXISTS %1 AS SELECT %2.*, %3")
-        .arg(QLatin1String(view), QLatin1String(base), joins);
-}
-
 } // namespace
 
 namespace Schema {
@@ -57,41 +107,15 @@ QStringList createStatements(StoreId store)
     QStringList out;
     for (Table t : Tables::ofStore(store))
         out << createTable(t);
-
-    if (store == StoreId::Assistant) {
-        out << createView("v_goods", "goods",
-                          QStringLiteral("type.name AS TypeName FROM goods "
-                                         "LEFT JOIN type ON type.id = goods.typeid"))
-            << createView("v_knowledge", "knowledge",
-                          QStringLiteral("goods.name AS goodsname, type.name AS typename "
-                                         "FROM knowledge "
-                                         "LEFT JOIN goods ON goods.id = knowledge.goodsid "
-                                         "LEFT JOIN type ON type.id = knowledge.typeid"))
-            << createView("v_simple", "simple",
-                          QStringLiteral("simpletype.name AS typename FROM simple "
-                                         "LEFT JOIN simpletype ON simpletype.id = simple.typeid"))
-            << createView("v_file", "file",
-                          QStringLiteral("filetype.name AS typename FROM file "
-                                         "LEFT JOIN filetype ON filetype.id = file.typeid"))
-            << QStringLiteral("CREATE INDEX IF NOT EXISTS type_itemid ON type(itemid)")
-            << QStringLiteral("CREATE INDEX IF NOT EXISTS goods_typeid ON goods(typeid)")
-            << QStringLiteral("CREATE INDEX IF NOT EXISTS knowledge_goodsid ON knowledge(goodsid)")
-            << QStringLiteral("CREATE INDEX IF NOT EXISTS knowledge_typeid ON knowledge(typeid)")
-            << QStringLiteral(
-                   "CREATE INDEX IF NOT EXISTS knowledge_common ON knowledge(commonflag)")
-            << QStringLiteral("CREATE INDEX IF NOT EXISTS simple_typeid ON simple(typeid)")
-            << QStringLiteral("CREATE INDEX IF NOT EXISTS file_typeid ON file(typeid)");
-    } else {
-        out << createView("v_tools", "tools",
-                          QStringLiteral("toolstype.name AS typename FROM tools "
-                                         "LEFT JOIN toolstype ON toolstype.id = tools.typeid"))
-            << createView(
-                   "v_personal", "personal",
-                   QStringLiteral("personaltype.name AS typename FROM personal "
-                                  "LEFT JOIN personaltype ON personaltype.id = personal.typeid"))
-            << QStringLiteral("CREATE INDEX IF NOT EXISTS tools_typeid ON tools(typeid)")
-            << QStringLiteral("CREATE INDEX IF NOT EXISTS personal_typeid ON personal(typeid)");
-    }
+    if (store == StoreId::Personal)
+        out << QStringLiteral("CREATE TABLE IF NOT EXISTS %1 (key TEXT PRIMARY KEY, value TEXT)")
+                   .arg(QLatin1String(MemoryTable));
+    for (const ViewDef& v : views(store))
+        out << QStringLiteral("CREATE VIEW IF NOT EXISTS %1 AS SELECT %2.*, %3")
+                   .arg(QLatin1String(v.name), QLatin1String(v.base), QLatin1String(v.joins));
+    for (const IndexDef& i : indexes(store))
+        out << QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2(%3)")
+                   .arg(QLatin1String(i.name), QLatin1String(i.table), QLatin1String(i.column));
     return out;
 }
 
@@ -112,6 +136,30 @@ QStringList markerTables(StoreId store)
     if (store == StoreId::Assistant)
         return {QStringLiteral("item"), QStringLiteral("knowledge")};
     return {QStringLiteral("tools"), QStringLiteral("personal")};
+}
+
+QStringList viewNames(StoreId store)
+{
+    QStringList out;
+    for (const ViewDef& v : views(store))
+        out << QLatin1String(v.name);
+    return out;
+}
+
+QStringList indexNames(StoreId store)
+{
+    QStringList out;
+    for (const IndexDef& i : indexes(store))
+        out << QLatin1String(i.name);
+    return out;
+}
+
+QString addColumnStatement(Table table, const ColumnDef& column)
+{
+    if (column.type == ColumnType::Key || column.unique)
+        return {};
+    return QStringLiteral("ALTER TABLE \"%1\" ADD COLUMN %2")
+        .arg(Tables::name(table), columnSql(column));
 }
 
 } // namespace Schema

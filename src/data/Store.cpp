@@ -5,14 +5,13 @@
 #include "data/Schema.h"
 #include "data/Settings.h"
 #include "data/SortOrder.h"
-#include "data/SqliteFile.h"
+#include "data/StoreFile.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSqlQuery>
 #include <QSqlRecord>
-#include <QUrl>
 #include <atomic>
 
 namespace {
@@ -28,6 +27,17 @@ QString uniqueConnectionName(StoreId store)
     return QStringLiteral("quillmate-%1-%2")
         .arg(store == StoreId::Assistant ? QLatin1String("assistant") : QLatin1String("personal"))
         .arg(counter++);
+}
+
+bool samePath(const QString& a, const QString& b)
+{
+#ifdef Q_OS_WIN
+    const Qt::CaseSensitivity cs = Qt::CaseInsensitive;
+#else
+    const Qt::CaseSensitivity cs = Qt::CaseSensitive;
+#endif
+    return QDir::cleanPath(QFileInfo(a).absoluteFilePath())
+               .compare(QDir::cleanPath(QFileInfo(b).absoluteFilePath()), cs) == 0;
 }
 
 bool isIdentifier(const QString& s)
@@ -94,7 +104,7 @@ Result<QSqlQuery> run(const QSqlDatabase& db, const QString& sql, const QVariant
 } // namespace
 
 Store::Store(QString rootFolder, const Settings& settings, QObject* parent)
-    : QObject(parent), m_rootFolder(std::move(rootFolder)), m_settings(settings)
+    : QObject(parent), m_rootFolder(QDir(rootFolder).absolutePath()), m_settings(settings)
 {
     for (StoreId s : {StoreId::Assistant, StoreId::Personal})
         connection(s).name = uniqueConnectionName(s);
@@ -120,10 +130,11 @@ QString Store::assistantFolder(const QString& rootFolder, const QString& databas
 
 QString Store::filePath(StoreId store) const
 {
-    const QString folder =
-        store == StoreId::Assistant
-            ? assistantFolder(m_rootFolder, m_settings.value(Setting::DatabasePath))
-            : assistantFolder(m_rootFolder, QString());
+    QString folder = assistantFolder(m_rootFolder, store == StoreId::Assistant
+                                                       ? m_settings.value(Setting::DatabasePath)
+                                                       : QString());
+    if (QDir::isRelativePath(folder))
+        folder = QDir(m_rootFolder).filePath(folder);
     return QDir::cleanPath(folder + QLatin1Char('/') + QLatin1String(fileName(store)));
 }
 
@@ -134,10 +145,18 @@ QString Store::sortSetting() const
 
 Result<void> Store::open()
 {
-    for (StoreId s : {StoreId::Assistant, StoreId::Personal}) {
-        if (Result<void> r = openFile(s); !r)
-            return r;
-    }
+    m_warnings.clear();
+    // The personal store is always local and remembers which assistant store this seat used.
+    if (Result<void> r = openFile(StoreId::Personal); !r)
+        return r;
+    const Result<QString> remembered = rememberedAssistant();
+    if (!remembered)
+        return remembered.error();
+    if (Result<void> r = checkAssistantMayBeCreated(remembered.value()); !r)
+        return r;
+    if (Result<void> r = openFile(StoreId::Assistant); !r)
+        return r;
+    rememberAssistant(remembered.value());
     return {};
 }
 
@@ -155,94 +174,83 @@ Result<void> Store::openFile(StoreId store)
     Connection& conn = connection(store);
     conn.path = filePath(store);
     const QString shown = QDir::toNativeSeparators(conn.path);
-
-    const SqliteFile::State state = SqliteFile::inspect(conn.path);
-    switch (state) {
-    case SqliteFile::State::Empty:
-    case SqliteFile::State::NotDatabase:
-        return DbError::fromOpen(
-            26, QStringLiteral("文件 %1 不是客服Tavro的数据库（空文件或其他格式），"
-                               "程序没有改动它。")
-                    .arg(shown));
-    case SqliteFile::State::Truncated:
-        return DbError::fromOpen(11, QStringLiteral("数据库文件 %1 不完整或已损坏，程序没有改动它。"
-                                                    "请从备份中恢复。")
-                                         .arg(shown));
-    case SqliteFile::State::Missing:
-        if (!QFileInfo(QFileInfo(conn.path).absolutePath()).isDir())
-            return DbError::fromOpen(
-                14, QStringLiteral("数据库文件夹 %1 不存在。")
-                        .arg(QDir::toNativeSeparators(QFileInfo(conn.path).absolutePath())));
-        break;
-    case SqliteFile::State::Database:
-        break;
+    const QFileInfo info(conn.path);
+    if (!info.exists() && !info.isSymLink()) {
+        if (!QFileInfo(info.absolutePath()).isDir())
+            return DbError::fromOpen(14, QStringLiteral("数据库文件夹 %1 不存在。")
+                                             .arg(QDir::toNativeSeparators(info.absolutePath())));
+        if (Result<void> r = StoreFile::create(conn.path, store); !r)
+            return r;
     }
 
     QSqlDatabase db = QSqlDatabase::contains(conn.name)
                           ? QSqlDatabase::database(conn.name, false)
                           : QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), conn.name);
-    db.close();
-    // mode=rw never creates a file; only a missing store may be created.
-    const QString mode =
-        state == SqliteFile::State::Missing ? QStringLiteral("rwc") : QStringLiteral("rw");
-    db.setDatabaseName(QUrl::fromLocalFile(conn.path).toString(QUrl::FullyEncoded) +
-                       QLatin1String("?mode=") + mode);
-    db.setConnectOptions(
-        QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(BusyTimeoutMs));
-    if (!db.open()) {
-        const QSqlError e = db.lastError();
-        return DbError::fromOpen(
-            e.nativeErrorCode().toInt(),
-            QStringLiteral("无法打开数据库文件 %1：%2").arg(shown, e.databaseText()));
-    }
+    const Result<QStringList> lost = StoreFile::open(db, conn.path, store, m_busyTimeoutMs);
+    if (!lost)
+        return lost.error();
+    if (!lost.value().isEmpty())
+        m_warnings << QStringLiteral("数据库文件 %1 缺少%2，已补上（其中原有的内容已无法找回）。"
+                                     "如有必要，请从备份中恢复。")
+                          .arg(shown, lost.value().join(QStringLiteral("、")));
+    return {};
+}
 
-    auto refuse = [&](const QString& why) {
-        db.close();
-        return DbError::fromOpen(26,
-                                 QStringLiteral("文件 %1 %2，程序没有改动它。").arg(shown, why));
-    };
+Result<QString> Store::rememberedAssistant()
+{
+    Result<QSqlQuery> r = run(database(StoreId::Personal),
+                              QStringLiteral("SELECT value FROM %1 WHERE key = 'assistant'")
+                                  .arg(QLatin1String(Schema::MemoryTable)),
+                              {});
+    if (!r)
+        return r.error();
+    return r.value().next() ? r.value().value(0).toString() : QString();
+}
 
-    Result<QSqlQuery> app = run(db, QStringLiteral("PRAGMA application_id"), {});
-    if (!app)
-        return refuse(QStringLiteral("不是可读的数据库（") + app.error().message +
-                      QLatin1Char(')'));
-    const int appId = app.value().next() ? app.value().value(0).toInt() : 0;
-    Result<QSqlQuery> version = run(db, QStringLiteral("PRAGMA user_version"), {});
-    const int userVersion =
-        version && version.value().next() ? version.value().value(0).toInt() : 0;
-    if (appId == Schema::ApplicationId && userVersion >= Schema::Version)
+void Store::rememberAssistant(const QString& remembered)
+{
+    const QString path = connection(StoreId::Assistant).path;
+    if (!remembered.isEmpty() && samePath(remembered, path))
+        return;
+    Result<QSqlQuery> r =
+        run(database(StoreId::Personal),
+            QStringLiteral("INSERT OR REPLACE INTO %1(key, value) VALUES ('assistant', ?)")
+                .arg(QLatin1String(Schema::MemoryTable)),
+            {path});
+    if (!r)
+        m_warnings << r.error().message;
+}
+
+Result<void> Store::checkAssistantMayBeCreated(const QString& remembered) const
+{
+    const QString path = filePath(StoreId::Assistant);
+    const QFileInfo info(path);
+    if (info.exists() || info.isSymLink())
         return {};
-    if (appId != 0 && appId != Schema::ApplicationId)
-        return refuse(QStringLiteral("属于其他程序"));
-
-    Result<QSqlQuery> tables =
-        run(db,
-            QStringLiteral(
-                "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%'"),
-            {});
-    if (!tables)
-        return refuse(QStringLiteral("不是可读的数据库（") + tables.error().message +
-                      QLatin1Char(')'));
-    QStringList present;
-    while (tables.value().next())
-        present << tables.value().value(0).toString().toLower();
-    if (!present.isEmpty()) {
-        for (const QString& marker : Schema::markerTables(store)) {
-            if (!present.contains(marker))
-                return refuse(QStringLiteral("不是客服Tavro的数据库"));
-        }
+    const QString shownFolder = QDir::toNativeSeparators(info.absolutePath());
+    const QString shownRemembered = QDir::toNativeSeparators(remembered);
+    const bool usedAnother = !remembered.isEmpty() && !samePath(remembered, path);
+    if (!QFileInfo(info.absolutePath()).isDir()) {
+        if (!usedAnother)
+            return DbError::fromOpen(
+                14, QStringLiteral("数据库文件夹 %1 不存在或无法访问。").arg(shownFolder));
+        return DbError::fromOpen(14, QStringLiteral("数据库文件夹 %1 不存在或无法访问。"
+                                                    "这台电脑上次使用的数据库是 %2。")
+                                         .arg(shownFolder, shownRemembered));
     }
-
-    return transaction(store, [&]() -> Result<void> {
-        QStringList statements = Schema::createStatements(store) + Schema::seedStatements(store);
-        statements << QStringLiteral("PRAGMA application_id = %1").arg(Schema::ApplicationId)
-                   << QStringLiteral("PRAGMA user_version = %1").arg(Schema::Version);
-        for (const QString& sql : statements) {
-            if (Result<QSqlQuery> r = run(db, sql, {}); !r)
-                return r.error();
-        }
+    if (!usedAnother)
         return {};
-    });
+    // Only a store whose folder is there without it is known to be gone; an unreachable folder
+    // says nothing.
+    const QFileInfo before(remembered);
+    if (QFileInfo(before.absolutePath()).isDir() && !before.exists() && !before.isSymLink())
+        return {};
+    return DbError::fromOpen(
+        14, QStringLiteral("这台电脑上次使用的数据库是 %1，而现在的 DatabasePath 指向 %2，"
+                           "那里没有数据库。为免在一个新的空数据库上工作，程序没有新建它。"
+                           "请检查 config.ini 中的 DatabasePath；如确要换用 %2，"
+                           "请先把数据库文件放到那里。")
+                .arg(shownRemembered, shownFolder));
 }
 
 QSqlDatabase Store::database(StoreId store) const

@@ -71,12 +71,20 @@ public:
     // The folder of the assistant store: DatabasePath with one trailing separator removed, or the
     // data root when DatabasePath is empty.
     static QString assistantFolder(const QString& rootFolder, const QString& databasePath);
+    // A relative DatabasePath is taken from the data root, never from the working folder, which
+    // depends on how the program was started.
     QString filePath(StoreId store) const;
 
     // Opens both files, creating a missing one with its schema. A file that is not one of our
-    // databases is refused and left exactly as it is.
+    // databases is refused and left exactly as it is. The assistant store is not created when
+    // this seat has used another one that may still exist: a lost DatabasePath must not move
+    // the agent onto a new, empty store.
     Result<void> open();
     bool isOpen() const;
+    // What open() repaired in a damaged store, for the user to be told.
+    QStringList warnings() const { return m_warnings; }
+    // How long a statement waits for another seat's lock.
+    void setBusyTimeout(int ms) { m_busyTimeoutMs = ms; }
 
     // Rows written from now on carry this name in `username`; pycode is computed with `pinyin`.
     void setCurrentUser(const QString& name) { m_currentUser = name; }
@@ -147,6 +155,9 @@ private:
     };
 
     Result<void> openFile(StoreId store);
+    Result<void> checkAssistantMayBeCreated(const QString& remembered) const;
+    Result<QString> rememberedAssistant();
+    void rememberAssistant(const QString& remembered);
     Connection& connection(StoreId store) { return m_connections[static_cast<size_t>(store)]; }
     QSqlDatabase db(Table table) const;
     void announce(Table table, qint64 id, Change change);
@@ -159,4 +170,6 @@ private:
     const PinyinTable* m_pinyin = nullptr;
     QString m_currentUser;
     std::array<Connection, 2> m_connections;
+    int m_busyTimeoutMs = BusyTimeoutMs;
+    QStringList m_warnings;
 };

@@ -1,0 +1,474 @@
+#include "data/Settings.h"
+#include "data/Store.h"
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+#include <csignal>
+#include <functional>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+struct Outcome {
+    bool killed = false;
+    int code = -1;
+    QString err;
+};
+
+using Env = QList<std::pair<QString, QString>>;
+
+// A store_child process; `limit` caps the size of every file it writes, as a full disk would.
+QProcess* launch(const QString& root, const QStringList& args, const Env& env = {},
+                 rlim_t limit = RLIM_INFINITY, bool unprivileged = false)
+{
+    auto* p = new QProcess;
+    QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
+    for (const auto& [name, value] : env)
+        e.insert(name, value);
+#ifdef QUILLMATE_CRASH_SHIM
+    e.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(QUILLMATE_CRASH_SHIM));
+#endif
+    p->setProcessEnvironment(e);
+    p->setChildProcessModifier([limit, unprivileged] {
+        const rlimit size{limit, limit};
+        ::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails with EFBIG instead
+        if (::setrlimit(RLIMIT_FSIZE, &size) != 0)
+            ::_exit(3);
+        // Permissions do not hold for root; the seat then runs as nobody.
+        if (unprivileged && ::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
+            ::_exit(3);
+    });
+    p->start(QCoreApplication::applicationDirPath() + QStringLiteral("/store_child"),
+             QStringList{root} + args);
+    return p;
+}
+
+Outcome finish(QProcess* p)
+{
+    Outcome o;
+    if (p->waitForFinished(20000)) {
+        o.killed = p->exitStatus() == QProcess::CrashExit;
+        o.code = p->exitCode();
+        o.err = QString::fromUtf8(p->readAllStandardError());
+    } else {
+        p->kill();
+        p->waitForFinished();
+        o.err = QStringLiteral("hung");
+    }
+    delete p;
+    return o;
+}
+
+Outcome seat(const QString& root, const QStringList& args, const Env& env = {},
+             rlim_t limit = RLIM_INFINITY, bool unprivileged = false)
+{
+    return finish(launch(root, args, env, limit, unprivileged));
+}
+
+QString makeRoot(const QTemporaryDir& dir, const QString& name = QStringLiteral("root"))
+{
+    const QString root = dir.filePath(name);
+    QDir().mkpath(root);
+    if (!Settings::ensureFile(root + QStringLiteral("/config.ini")).ok())
+        return {};
+    return root;
+}
+
+// The stores of a data root, opened in this process as a start opens them.
+struct Seat {
+    explicit Seat(const QString& root)
+        : settings(root + QStringLiteral("/config.ini")), store(root, settings)
+    {
+        loaded = settings.load().ok();
+    }
+    Result<void> open() { return loaded ? store.open() : Error{QStringLiteral("config.ini")}; }
+    int count(Table table) { return store.count(table).value(); }
+    QString scalar(StoreId id, const QString& sql)
+    {
+        QSqlQuery q(store.database(id));
+        return q.exec(sql) && q.next() ? q.value(0).toString() : q.lastError().text();
+    }
+
+    Settings settings;
+    Store store;
+    bool loaded = false;
+};
+
+Result<void> addKnowledge(Store& store, int rows, int pictureBytes)
+{
+    return store.transaction(StoreId::Assistant, [&]() -> Result<void> {
+        for (int i = 0; i < rows; ++i) {
+            const Result<qint64> id = store.insert(
+                Table::Knowledge, {{QStringLiteral("name"), QString::number(i)},
+                                   {QStringLiteral("pic"), QByteArray(pictureBytes, 'k')}});
+            if (!id)
+                return id.error();
+        }
+        return {};
+    });
+}
+
+QByteArray digest(const QString& path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return {};
+    return QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha256);
+}
+
+// Opens the root and checks that it holds a whole assistant store with `knowledge` entries.
+#define VERIFY_WHOLE(root, knowledge, context)                                                     \
+    do {                                                                                           \
+        Seat check(root);                                                                          \
+        const Result<void> opened = check.open();                                                  \
+        QVERIFY2(opened.ok(), qPrintable(context + QStringLiteral(": ") + opened.message()));      \
+        QCOMPARE(check.scalar(StoreId::Assistant, QStringLiteral("PRAGMA integrity_check")),       \
+                 QStringLiteral("ok"));                                                            \
+        QCOMPARE(check.count(Table::Item), 4);                                                     \
+        QCOMPARE(check.count(Table::Users), 1);                                                    \
+        QCOMPARE(check.count(Table::Knowledge), knowledge);                                        \
+    } while (false)
+
+} // namespace
+
+// Faults reproduced for real: seats killed in the middle of a commit or of creating a store,
+// full disks, seats starting together, files that are not what they should be.
+class TestStoreFaults : public QObject {
+    Q_OBJECT
+private slots:
+    void killedMidCommitLosesNothing();
+    void killedWhileCreatingBlocksNoLaterStart();
+    void fullDiskLeavesNoHalfStore();
+    void seatsStartingTogetherAllOpen();
+    void oddFilesAndLocksAreNamedWithTheirCause();
+    void damagedSchemaIsCompletedOrRefused();
+    void storeStaysOnTheRollbackJournal();
+    void sharedStoreIsNeverSwappedForAnEmptyOne();
+};
+
+void TestStoreFaults::killedMidCommitLosesNothing()
+{
+#ifndef QUILLMATE_CRASH_SHIM
+    QSKIP("the crash shim is preloaded on Linux only");
+#else
+    QTemporaryDir dir;
+    const QString root = makeRoot(dir);
+    constexpr int Kept = 150;
+    {
+        Seat first(root);
+        QVERIFY(first.open().ok());
+        QVERIFY(addKnowledge(first.store, Kept, 8192).ok());
+    }
+    const QString journal = root + QStringLiteral("/assistant.dll-journal");
+    // The commit writes page 1 (with the new page count) first and then ~200 pages, most of them
+    // past the end of the file: killed in between, the file is shorter than its header says
+    // until SQLite rolls the journal back.
+    int hotJournals = 0;
+    for (int at : {1, 2, 3, 5, 20, 60, 120, 180}) {
+        const Outcome o =
+            seat(root, {QStringLiteral("fill"), QStringLiteral("100"), QStringLiteral("8192")},
+                 {{QStringLiteral("QM_CRASH_FILE"), QStringLiteral("assistant.dll")},
+                  {QStringLiteral("QM_CRASH_AT"), QString::number(at)}});
+        QVERIFY2(o.killed,
+                 qPrintable(QStringLiteral("write %1 never came: %2").arg(at).arg(o.err)));
+        hotJournals += QFileInfo(journal).size() > 0;
+        VERIFY_WHOLE(root, Kept, QStringLiteral("killed at write %1").arg(at));
+    }
+    QCOMPARE(hotJournals, 8);
+    QCOMPARE(
+        seat(root, {QStringLiteral("fill"), QStringLiteral("100"), QStringLiteral("8192")}).code,
+        0);
+    VERIFY_WHOLE(root, Kept + 100, QStringLiteral("after a whole commit"));
+#endif
+}
+
+void TestStoreFaults::killedWhileCreatingBlocksNoLaterStart()
+{
+#ifndef QUILLMATE_CRASH_SHIM
+    QSKIP("the crash shim is preloaded on Linux only");
+#else
+    // Every write of the assistant store's creation, its journal and any temporary file
+    // included, until a seat gets through.
+    int at = 1;
+    for (;; ++at) {
+        QTemporaryDir dir;
+        const QString root = makeRoot(dir);
+        const Outcome o = seat(root, {QStringLiteral("open")},
+                               {{QStringLiteral("QM_CRASH_FILE"), QStringLiteral("assistant.dll*")},
+                                {QStringLiteral("QM_CRASH_AT"), QString::number(at)}});
+        if (!o.killed) {
+            QCOMPARE(o.code, 0);
+            break;
+        }
+        VERIFY_WHOLE(root, 0, QStringLiteral("killed at write %1").arg(at));
+        QVERIFY(at < 200);
+    }
+    QVERIFY2(at > 10, qPrintable(QString::number(at)));
+#endif
+}
+
+void TestStoreFaults::fullDiskLeavesNoHalfStore()
+{
+    // Creating: limits below one store, between the personal and the assistant store, and just
+    // short of a whole assistant store.
+    for (rlim_t limit : {0, 8192, 40960, 61440, 98304, 110592}) {
+        QTemporaryDir dir;
+        const QString root = makeRoot(dir);
+        const Outcome o = seat(root, {QStringLiteral("open")}, {}, limit);
+        QCOMPARE(o.code, 1);
+        QVERIFY2(o.err.contains(QStringLiteral("磁盘已满")), qPrintable(o.err));
+        VERIFY_WHOLE(root, 0, QStringLiteral("after a full disk at %1 bytes").arg(limit));
+    }
+
+    // Committing: the store keeps what it had.
+    QTemporaryDir dir;
+    const QString root = makeRoot(dir);
+    {
+        Seat first(root);
+        QVERIFY(first.open().ok());
+        QVERIFY(addKnowledge(first.store, 20, 4096).ok());
+    }
+    const rlim_t size =
+        static_cast<rlim_t>(QFileInfo(root + QStringLiteral("/assistant.dll")).size());
+    const Outcome o =
+        seat(root, {QStringLiteral("fill"), QStringLiteral("100"), QStringLiteral("4096")}, {},
+             size + 65536);
+    QCOMPARE(o.code, 1);
+    QVERIFY2(o.err.contains(QStringLiteral("错误号")), qPrintable(o.err));
+    VERIFY_WHOLE(root, 20, QStringLiteral("after a full disk mid-commit"));
+}
+
+void TestStoreFaults::seatsStartingTogetherAllOpen()
+{
+    constexpr int Seats = 4;
+    constexpr int Rounds = 4;
+    auto together = [&](const QString& root) {
+        const Env at = {{QStringLiteral("QM_START_AT"),
+                         QString::number(QDateTime::currentMSecsSinceEpoch() + 400)}};
+        QList<QProcess*> seats;
+        for (int s = 0; s < Seats; ++s)
+            seats << launch(root, {QStringLiteral("open")}, at);
+        QStringList failures;
+        for (QProcess* p : seats) {
+            const Outcome o = finish(p);
+            if (o.killed || o.code != 0)
+                failures << o.err;
+        }
+        return failures;
+    };
+    for (int round = 0; round < Rounds; ++round) {
+        QTemporaryDir dir;
+        const QString root = makeRoot(dir);
+        QStringList failures = together(root); // a fresh folder
+        QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QLatin1Char('\n'))));
+
+        // Stores of an older version: no application id yet, so every seat completes them.
+        for (const char* name : {"assistant.dll", "personal.dll"}) {
+            QSqlDatabase db =
+                QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("old"));
+            db.setDatabaseName(root + QLatin1Char('/') + QLatin1String(name));
+            QVERIFY(db.open());
+            QSqlQuery(db).exec(QStringLiteral("PRAGMA application_id = 0"));
+            QSqlQuery(db).exec(QStringLiteral("PRAGMA user_version = 0"));
+            db.close();
+            db = QSqlDatabase();
+            QSqlDatabase::removeDatabase(QStringLiteral("old"));
+        }
+        failures = together(root);
+        QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QLatin1Char('\n'))));
+        VERIFY_WHOLE(root, 0, QStringLiteral("round %1").arg(round));
+    }
+}
+
+void TestStoreFaults::oddFilesAndLocksAreNamedWithTheirCause()
+{
+    QTemporaryDir dir;
+    const QString root = makeRoot(dir);
+    const QString path = root + QStringLiteral("/assistant.dll");
+    const QString shown = QDir::toNativeSeparators(path);
+    {
+        Seat first(root);
+        QVERIFY(first.open().ok());
+    }
+
+    // Another seat holds the lock longer than this one waits.
+    {
+        QSqlDatabase holder =
+            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("holder"));
+        holder.setDatabaseName(path);
+        QVERIFY(holder.open());
+        QVERIFY(QSqlQuery(holder).exec(QStringLiteral("BEGIN EXCLUSIVE")));
+        Seat waiting(root);
+        waiting.store.setBusyTimeout(300);
+        const Result<void> r = waiting.open();
+        QVERIFY(!r.ok());
+        QVERIFY2(r.message().contains(shown) && r.message().contains(QStringLiteral("锁住")),
+                 qPrintable(r.message()));
+        QSqlQuery(holder).exec(QStringLiteral("ROLLBACK"));
+        QVERIFY(waiting.open().ok());
+        holder.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("holder"));
+
+    // A file this seat may not read: refused as such, not as a foreign format.
+    QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                          QFileDevice::ExeOwner | QFileDevice::ReadOther |
+                                          QFileDevice::ExeOther);
+    QFile::setPermissions(root, QFile::permissions(dir.path()));
+    QFile::setPermissions(root + QStringLiteral("/config.ini"),
+                          QFileDevice::ReadOwner | QFileDevice::ReadOther);
+    QFile::setPermissions(root + QStringLiteral("/personal.dll"), QFileDevice::ReadOwner |
+                                                                      QFileDevice::WriteOwner |
+                                                                      QFileDevice::ReadOther);
+    const QByteArray before = digest(path);
+    QFile::setPermissions(path, QFileDevice::Permissions());
+    Outcome o = seat(root, {QStringLiteral("open")}, {}, RLIM_INFINITY, true);
+    QCOMPARE(o.code, 1);
+    QVERIFY2(o.err.contains(shown) && o.err.contains(QStringLiteral("没有读取权限")),
+             qPrintable(o.err));
+    QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    QCOMPARE(digest(path), before);
+
+    // A pipe in place of the store: reading it would wait forever for a writer.
+    QVERIFY(QFile::remove(path));
+    QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+    o = seat(root, {QStringLiteral("open")});
+    QCOMPARE(o.code, 1);
+    QVERIFY2(o.err.contains(shown) && o.err.contains(QStringLiteral("不是普通文件")),
+             qPrintable(o.err));
+}
+
+void TestStoreFaults::damagedSchemaIsCompletedOrRefused()
+{
+    QTemporaryDir dir;
+    const QString root = makeRoot(dir);
+    const QString path = root + QStringLiteral("/assistant.dll");
+    {
+        Seat first(root);
+        QVERIFY(first.open().ok());
+        QVERIFY(
+            first.store.insert(Table::Simple, {{QStringLiteral("name"), QStringLiteral("kept")}})
+                .ok());
+        QSqlQuery q(first.store.database(StoreId::Assistant));
+        QVERIFY(q.exec(QStringLiteral("DROP VIEW v_simple")));
+        QVERIFY(q.exec(QStringLiteral("ALTER TABLE simple DROP COLUMN usetime")));
+        QVERIFY(q.exec(QStringLiteral("DROP TABLE goods")));
+    }
+    {
+        Seat damaged(root);
+        QVERIFY(damaged.open().ok());
+        const QString told = damaged.store.warnings().join(QLatin1Char('\n'));
+        for (const char* part : {"simple 的列 usetime", "表 goods", "视图 v_simple"})
+            QVERIFY2(told.contains(QString::fromUtf8(part)), qPrintable(told));
+        QVERIFY2(told.contains(QDir::toNativeSeparators(path)), qPrintable(told));
+        Query q;
+        q.table = Table::Simple;
+        q.withNames = true;
+        QCOMPARE(damaged.store.rows(q).value().size(), 1);
+        QVERIFY(damaged.store.addUse(Table::Simple, 1).ok());
+        QVERIFY(damaged.store.insert(Table::Goods, {{QStringLiteral("name"), QStringLiteral("g")}})
+                    .ok());
+    }
+    {
+        Seat again(root);
+        QVERIFY(again.open().ok());
+        QCOMPARE(again.store.warnings(), QStringList());
+    }
+
+    // A key column cannot be added back: the file is refused and left as it is.
+    {
+        Seat first(root);
+        QVERIFY(first.open().ok());
+        QSqlQuery q(first.store.database(StoreId::Assistant));
+        QVERIFY(q.exec(QStringLiteral("DROP TABLE item")));
+        QVERIFY(q.exec(QStringLiteral("CREATE TABLE item(name TEXT)")));
+    }
+    const QByteArray before = digest(path);
+    Seat broken(root);
+    const Result<void> r = broken.open();
+    QVERIFY(!r.ok());
+    QVERIFY2(r.message().contains(QDir::toNativeSeparators(path)) &&
+                 r.message().contains(QStringLiteral("表 item 的列 id")),
+             qPrintable(r.message()));
+    QCOMPARE(digest(path), before);
+}
+
+void TestStoreFaults::storeStaysOnTheRollbackJournal()
+{
+    QTemporaryDir dir;
+    const QString root = makeRoot(dir);
+    const QString path = root + QStringLiteral("/assistant.dll");
+    {
+        Seat first(root);
+        QVERIFY(first.open().ok());
+        QSqlQuery q(first.store.database(StoreId::Assistant));
+        QVERIFY(q.exec(QStringLiteral("PRAGMA journal_mode = WAL")) && q.next());
+        QCOMPARE(q.value(0).toString(), QStringLiteral("wal"));
+    }
+    Seat seat(root);
+    QVERIFY(seat.open().ok());
+    QCOMPARE(seat.scalar(StoreId::Assistant, QStringLiteral("PRAGMA journal_mode")),
+             QStringLiteral("delete"));
+    QVERIFY(seat.store.insert(Table::Simple, {{QStringLiteral("name"), QStringLiteral("x")}}).ok());
+    QVERIFY(!QFileInfo::exists(path + QStringLiteral("-wal")));
+}
+
+void TestStoreFaults::sharedStoreIsNeverSwappedForAnEmptyOne()
+{
+    QTemporaryDir dir;
+    const QString share = dir.filePath(QStringLiteral("share"));
+    QVERIFY(QDir().mkpath(share));
+    auto open = [&](const QString& root, const QString& databasePath) {
+        Seat s(root);
+        if (!s.settings.setValue(Setting::DatabasePath, databasePath).ok())
+            return QStringLiteral("config.ini");
+        const Result<void> r = s.open();
+        return r.ok() ? QString() : r.message();
+    };
+
+    // A relative DatabasePath belongs to the data root, wherever the program was started from.
+    const QString other = makeRoot(dir, QStringLiteral("other"));
+    QVERIFY(QDir().mkpath(other + QStringLiteral("/team")));
+    const QString cwd = QDir::currentPath();
+    QDir::setCurrent(dir.path());
+    const QString relative = open(other, QStringLiteral("team"));
+    QDir::setCurrent(cwd);
+    QCOMPARE(relative, QString());
+    QVERIFY(QFileInfo::exists(other + QStringLiteral("/team/assistant.dll")));
+    QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("team"))));
+
+    const QString root = makeRoot(dir);
+    const QString local = root + QStringLiteral("/assistant.dll");
+    QCOMPARE(open(root, share), QString());
+    // config.ini lost its DatabasePath, or names a folder that is gone: the shared store is
+    // still there, so no empty one is made in its place.
+    for (const QString& elsewhere : {QString(), dir.filePath(QStringLiteral("gone"))}) {
+        const QString refused = open(root, elsewhere);
+        QVERIFY2(
+            refused.contains(QDir::toNativeSeparators(share + QStringLiteral("/assistant.dll"))),
+            qPrintable(refused));
+        QVERIFY2(refused.contains(QDir::toNativeSeparators(elsewhere.isEmpty() ? root : elsewhere)),
+                 qPrintable(refused));
+        QVERIFY(!QFileInfo::exists(local));
+    }
+    QCOMPARE(open(root, share), QString());
+
+    // A store known to be gone (its folder is there without it) stands in the way of nothing.
+    QVERIFY(QFile::remove(share + QStringLiteral("/assistant.dll")));
+    QCOMPARE(open(root, QString()), QString());
+    QVERIFY(QFileInfo::exists(local));
+}
+
+QTEST_GUILESS_MAIN(TestStoreFaults)
+#include "tst_storefaults.moc"
