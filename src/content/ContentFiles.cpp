@@ -1,11 +1,11 @@
 #include "content/ContentFiles.h"
 
+#include "data/AtomicFile.h"
 #include "data/Store.h"
 #include "send/ContentCache.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 
 using namespace Qt::StringLiterals;
 
@@ -33,7 +33,7 @@ QString ContentFiles::picturePath(Table table, qint64 id, const QString& extname
     const QString ext = extname.trimmed();
     const QString name = ext.isEmpty()
                              ? QString::number(id)
-                             : QString::number(id) + u'.' + ContentCache::safeFileName(ext);
+                             : ContentCache::safeFileName(QString::number(id) + u'.' + ext);
     return QDir(QDir(m_root).filePath(folderName(table))).filePath(name);
 }
 
@@ -55,10 +55,7 @@ Result<void> ContentFiles::write(const QString& path, const QByteArray& bytes) c
     const QString root = QFileInfo(m_root).absoluteFilePath() + u'/';
     if (!QFileInfo(path).absoluteFilePath().startsWith(root))
         return Error{u"文件名无效："_s + QFileInfo(path).fileName()};
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit())
-        return Error{u"无法写入文件 "_s + QDir::toNativeSeparators(path)};
-    return {};
+    return AtomicFile::write(path, bytes);
 }
 
 void ContentFiles::forget(const QString& path) const

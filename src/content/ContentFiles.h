@@ -8,10 +8,11 @@
 
 class Store;
 
-// The copies of stored pictures and files in the program folder: pic/<id>.<ext> for knowledge,
-// ppic/<id>.<ext> for private knowledge, file/<name>.<ext> for stored files. The names are
-// those the panel's cache uses, so a copy written here is the copy the panel sends; names from
-// the store are made safe and cannot leave their folder.
+// The copies of stored pictures and files that users open and export, in the program folder:
+// pic/<id>.<ext> for knowledge, ppic/<id>.<ext> for private knowledge, file/<name>.<ext> for
+// stored files. Names from the store are made safe as the send cache makes them (they cannot
+// leave their folder, name a device or run too long); what is sent comes from the cache's own
+// folder, never from here. A copy is written whole or not at all.
 class ContentFiles {
 public:
     explicit ContentFiles(QString rootFolder);
@@ -26,7 +27,7 @@ public:
     QString picturePath(Table table, qint64 id, const QString& extname) const;
     QString filePath(const QString& name, const QString& extname) const;
 
-    // Writes `bytes` over whatever copy the path holds.
+    // Writes `bytes` over whatever copy the path holds; on failure the old copy stays as it was.
     Result<void> write(const QString& path, const QByteArray& bytes) const;
     // Removes a copy that no longer matches the store, so the next use writes it afresh.
     void forget(const QString& path) const;

@@ -1,11 +1,10 @@
 #include "data/IniFile.h"
 
-#include "data/GbkCodec.h"
+#include "data/AtomicFile.h"
+#include "data/MixedText.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
-#include <QStringDecoder>
 #include <utility>
 
 namespace {
@@ -65,19 +64,6 @@ bool sameName(QStringView a, QStringView b)
     return a.compare(b, Qt::CaseInsensitive) == 0;
 }
 
-// UTF-8 unless the bytes are not valid UTF-8, which means a file written in the Chinese code page.
-QString decodeFile(QByteArray bytes)
-{
-    static const QByteArray bom("\xEF\xBB\xBF");
-    if (bytes.startsWith(bom))
-        bytes.remove(0, bom.size());
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = utf8.decode(bytes);
-    if (!utf8.hasError())
-        return text;
-    return GbkCodec::decode(bytes);
-}
-
 QString nativePath(const QString& path)
 {
     return QDir::toNativeSeparators(path);
@@ -120,7 +106,7 @@ Result<void> IniFile::load()
     const QByteArray bytes = file.readAll();
     if (file.error() != QFileDevice::NoError)
         return Error{QStringLiteral("无法读取配置文件 ") + nativePath(m_filePath)};
-    parse(decodeFile(bytes));
+    parse(MixedText::decode(bytes));
     return {};
 }
 
@@ -241,8 +227,5 @@ Result<void> IniFile::save() const
         bytes += line.text.toUtf8();
         bytes += line.ending.toUtf8();
     }
-    QSaveFile file(m_filePath);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        return Error{QStringLiteral("无法写入配置文件 ") + nativePath(m_filePath)};
-    return {};
+    return AtomicFile::write(m_filePath, bytes, QStringLiteral("配置文件"));
 }

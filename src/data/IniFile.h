@@ -13,8 +13,9 @@
 //   the first key of a name win;
 // - a read gives at most MaxValueLength characters;
 // - a write changes only the one line it is about and keeps the file's own line ends.
-// Files are UTF-8; those from older installations in the Chinese code page are read as GBK
-// and become UTF-8 on the next write.
+// Files are UTF-8; lines in the Chinese code page (older installations, other editors) are read
+// as GBK, each line decided on its own (MixedText), and become UTF-8 on the next write, which
+// replaces the file whole or not at all.
 class IniFile {
 public:
     // The original read values into a 255-character buffer that kept room for the end mark.

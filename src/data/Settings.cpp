@@ -1,10 +1,10 @@
 #include "data/Settings.h"
 
+#include "data/AtomicFile.h"
 #include "data/IniFile.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <utility>
 
 namespace {
@@ -66,13 +66,13 @@ Result<void> Settings::ensureFile(const QString& filePath)
     QByteArray bytes;
     for (const QString& line : SettingsTable::defaultFileLines())
         bytes += (line + ending).toUtf8();
-    QSaveFile file(filePath);
-    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size())
-        static_cast<void>(file.commit());
-    // Whatever went wrong, the caller only learns that there is still no file to work with.
-    if (!QFileInfo::exists(filePath))
-        return Error{missingFileMessage()};
-    return {};
+    const Result<void> written = AtomicFile::write(filePath, bytes, QStringLiteral("配置文件"));
+    // Another program starting at the same moment may have written it instead.
+    if (QFileInfo::exists(filePath))
+        return {};
+    if (!written)
+        return Error{missingFileMessage() + QLatin1Char('\n') + written.message()};
+    return Error{missingFileMessage()};
 }
 
 Result<void> Settings::load()

@@ -202,7 +202,7 @@ ClipboardContent* Sender::fileMime(qint64 id)
     if (!row.value())
         return nullptr;
     Result<std::optional<QString>> path =
-        m_cache.file(row.value()->value(QStringLiteral("name")).toString(),
+        m_cache.file(id, row.value()->value(QStringLiteral("name")).toString(),
                      row.value()->value(QStringLiteral("extname")).toString(),
                      [&] { return m_store.blob(Table::File, id); });
     if (!path) {

@@ -77,7 +77,7 @@ Result<bool> UserAccounts::needsLogin() const
 }
 
 Result<std::optional<CurrentUser>> UserAccounts::verify(const QString& name,
-                                                        const QString& password) const
+                                                        const QString& password)
 {
     Query q;
     q.table = Table::Users;
@@ -89,9 +89,31 @@ Result<std::optional<CurrentUser>> UserAccounts::verify(const QString& name,
     if (rows.value().isEmpty())
         return std::optional<CurrentUser>();
     const Row& row = rows.value().first();
-    if (!passwordMatches(row.value(QStringLiteral("userpw")).toString(), password))
+    const QString stored = row.value(QStringLiteral("userpw")).toString();
+    if (!passwordMatches(stored, password))
         return std::optional<CurrentUser>();
-    return std::optional<CurrentUser>(toAccount(row).asCurrentUser());
+    const UserAccount account = toAccount(row);
+    // The login stands even when the store cannot be written now; a later login tries again.
+    if (!stored.isEmpty() && !isHash(stored))
+        static_cast<void>(replacePlainText(account.id, stored, password));
+    return std::optional<CurrentUser>(account.asCurrentUser());
+}
+
+Result<void> UserAccounts::replacePlainText(qint64 id, const QString& stored,
+                                            const QString& password)
+{
+    Result<QString> hash = hashPassword(password);
+    if (!hash)
+        return hash.error();
+    // Inside the write lock, so that a password another seat set meanwhile is not overwritten.
+    return m_store.transaction(Tables::store(Table::Users), [&]() -> Result<void> {
+        Result<std::optional<Row>> now = m_store.row(Table::Users, id, {QStringLiteral("userpw")});
+        if (!now)
+            return now.error();
+        if (!now.value() || now.value()->value(QStringLiteral("userpw")).toString() != stored)
+            return {};
+        return m_store.update(Table::Users, id, {{QStringLiteral("userpw"), hash.value()}});
+    });
 }
 
 Result<void> UserAccounts::setPassword(qint64 id, const QString& password)

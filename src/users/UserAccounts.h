@@ -26,7 +26,7 @@ struct UserAccount {
 
 // The local user accounts of the assistant store. Passwords are kept as salted Argon2 hashes;
 // an empty password stays empty text, and a plain-text password written by older versions
-// still verifies.
+// still verifies, and is replaced by its hash at that login.
 class UserAccounts {
 public:
     explicit UserAccounts(Store& store) : m_store(store) {}
@@ -39,7 +39,7 @@ public:
     // then starts as that user without asking.
     Result<bool> needsLogin() const;
     // The user when the name exists and the password matches; nothing otherwise.
-    Result<std::optional<CurrentUser>> verify(const QString& name, const QString& password) const;
+    Result<std::optional<CurrentUser>> verify(const QString& name, const QString& password);
     Result<void> setPassword(qint64 id, const QString& password);
 
     // The text stored for a password: empty for an empty password, otherwise a hash in the
@@ -48,5 +48,9 @@ public:
     static bool passwordMatches(const QString& stored, const QString& password);
 
 private:
+    // Stores the hash of a plain-text password that was just verified, unless the stored text
+    // has changed since it was read.
+    Result<void> replacePlainText(qint64 id, const QString& stored, const QString& password);
+
     Store& m_store;
 };

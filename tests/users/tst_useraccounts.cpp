@@ -200,14 +200,19 @@ void TestUserAccounts::plainTextPasswordOfOlderStoresVerifies()
 {
     TestRoot root;
     UserAccounts accounts(*root.store);
-    QVERIFY(
-        root.store->update(Table::Users, adminId(accounts), {{QStringLiteral("userpw"), "1234"}})
-            .ok());
+    const qint64 admin = adminId(accounts);
+    QVERIFY(root.store->update(Table::Users, admin, {{QStringLiteral("userpw"), "1234"}}).ok());
 
-    QVERIFY(verified(accounts, QStringLiteral("admin"), QStringLiteral("1234")).has_value());
     QVERIFY(!verified(accounts, QStringLiteral("admin"), QStringLiteral("12345")).has_value());
     QVERIFY(!verified(accounts, QStringLiteral("admin"), QStringLiteral("123")).has_value());
     QVERIFY(!verified(accounts, QStringLiteral("admin"), QString()).has_value());
+    QCOMPARE(storedPassword(root, admin), QStringLiteral("1234"));
+
+    // The first successful login replaces the plain text with its hash.
+    QVERIFY(verified(accounts, QStringLiteral("admin"), QStringLiteral("1234")).has_value());
+    QVERIFY(storedPassword(root, admin).startsWith(QLatin1String("$argon2")));
+    QVERIFY(verified(accounts, QStringLiteral("admin"), QStringLiteral("1234")).has_value());
+    QVERIFY(!verified(accounts, QStringLiteral("admin"), QStringLiteral("12345")).has_value());
 }
 
 void TestUserAccounts::accountsListInIdOrder()

@@ -1,0 +1,328 @@
+#include "content/ContentFiles.h"
+#include "data/IniFile.h"
+#include "data/Settings.h"
+#include "send/ContentCache.h"
+#include "support/TestRoot.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTest>
+
+// What must survive on the agents' machines: config.ini and copies written on a full disk,
+// config.ini holding bytes of two encodings, send copies of entries that share a name or change,
+// and stored names that Windows or the file system would not take.
+
+namespace {
+
+QByteArray readAll(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+}
+
+bool writeAll(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+}
+
+// Every file under `folder`, hidden ones included, relative to it.
+QStringList filesUnder(const QString& folder)
+{
+    QStringList out;
+    QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        out << QDir(folder).relativeFilePath(it.next());
+    out.sort();
+    return out;
+}
+
+struct Outcome {
+    int exitCode = -1;
+    QString message;
+};
+
+// Runs the writer child with a disk that is full after `limit` bytes.
+Outcome writeOnFullDisk(qint64 limit, const QStringList& args)
+{
+    QProcess child;
+    child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    child.start(QCoreApplication::applicationDirPath() + QStringLiteral("/filefaults_writer"),
+                QStringList{QString::number(limit)} + args);
+    if (!child.waitForFinished(60000) || child.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {child.exitCode(), QString::fromUtf8(child.readAllStandardOutput())};
+}
+
+ContentCache::Loader bytesOf(const QByteArray& bytes)
+{
+    return [bytes] { return Result<std::optional<QByteArray>>(std::optional<QByteArray>(bytes)); };
+}
+
+QString cachedFile(const ContentCache& cache, qint64 id, const QString& name, const QString& ext,
+                   const QByteArray& bytes)
+{
+    const Result<std::optional<QString>> placed = cache.file(id, name, ext, bytesOf(bytes));
+    if (!placed || !placed.value())
+        qFatal("no copy of %lld: %s", id, qPrintable(placed.message()));
+    return *placed.value();
+}
+
+} // namespace
+
+class TestFileFaults : public QObject {
+    Q_OBJECT
+private slots:
+    void fullDiskLeavesConfigIniAsItWas();
+    void fullDiskWritesNoShortCopy();
+    void replacedFilesKeepTheirLinkAndPermissions();
+    void mixedBytesKeepEveryReadableValue_data();
+    void mixedBytesKeepEveryReadableValue();
+    void sendCopiesAreTheEntrysCurrentContent();
+    void namesAreSafeOnEverySystem_data();
+    void namesAreSafeOnEverySystem();
+    void oddNamesDoNotStopExportAll();
+};
+
+void TestFileFaults::fullDiskLeavesConfigIniAsItWas()
+{
+#ifndef Q_OS_UNIX
+    QSKIP("a full disk is made with a file size limit, which only Unix systems have");
+#endif
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString path = dir.filePath(QStringLiteral("config.ini"));
+    QVERIFY(Settings::ensureFile(path).ok());
+    Settings settings(path);
+    QVERIFY(settings.load().ok());
+    QVERIFY(settings.setValue(Setting::DatabasePath, QStringLiteral("/srv/客服/库")).ok());
+    QVERIFY(settings.setHotKey(3, HotKeyField::SendContent, QStringLiteral("您好")).ok());
+    const QByteArray before = readAll(path);
+    QVERIFY(before.size() > 64);
+
+    // The save at exit, with room for 27 bytes.
+    const Outcome save = writeOnFullDisk(27, {QStringLiteral("ini"), path});
+    QCOMPARE(save.exitCode, 1);
+    QVERIFY2(save.message.startsWith(QStringLiteral("无法写入配置文件 ") +
+                                     QDir::toNativeSeparators(path) + QStringLiteral("：")),
+             qPrintable(save.message));
+    QVERIFY2(save.message.endsWith(QStringLiteral("文件超出系统允许的大小")),
+             qPrintable(save.message));
+    QCOMPARE(readAll(path), before);
+    QCOMPARE(filesUnder(dir.path()), QStringList{QStringLiteral("config.ini")});
+
+    // The first start writes the default file: none rather than a short one.
+    const QString fresh = dir.filePath(QStringLiteral("new/config.ini"));
+    const Outcome ensure = writeOnFullDisk(64, {QStringLiteral("ensure"), fresh});
+    QCOMPARE(ensure.exitCode, 1);
+    QVERIFY2(ensure.message.startsWith(QStringLiteral("配置文件不存在！\n无法写入配置文件 ")),
+             qPrintable(ensure.message));
+    QCOMPARE(filesUnder(dir.filePath(QStringLiteral("new"))), QStringList());
+}
+
+void TestFileFaults::fullDiskWritesNoShortCopy()
+{
+#ifndef Q_OS_UNIX
+    QSKIP("a full disk is made with a file size limit, which only Unix systems have");
+#endif
+    QTemporaryDir root;
+    QVERIFY(root.isValid());
+    const QByteArray bytes(4096, 'x');
+
+    // A copy for sending: the failure is told, nothing is left to be reused.
+    const Outcome copy = writeOnFullDisk(
+        1000, {QStringLiteral("cache"), root.path(), QStringLiteral("7"), QStringLiteral("报价单"),
+               QStringLiteral("pdf"), QString::number(bytes.size())});
+    QCOMPARE(copy.exitCode, 1);
+    QVERIFY2(copy.message.contains(QStringLiteral("报价单.pdf：")), qPrintable(copy.message));
+    QCOMPARE(filesUnder(root.path()), QStringList());
+    // Once there is room again the copy is written whole.
+    const QString sent = cachedFile(ContentCache(root.path()), 7, QStringLiteral("报价单"),
+                                    QStringLiteral("pdf"), bytes);
+    QCOMPARE(readAll(sent), bytes);
+
+    // An exported copy keeps what it held.
+    const QString exported = root.filePath(QStringLiteral("file/报价单.pdf"));
+    QVERIFY(QDir().mkpath(QFileInfo(exported).absolutePath()));
+    QVERIFY(writeAll(exported, "old"));
+    const Outcome write = writeOnFullDisk(
+        1000, {QStringLiteral("export"), root.path(), exported, QString::number(bytes.size())});
+    QCOMPARE(write.exitCode, 1);
+    QVERIFY2(write.message.startsWith(QStringLiteral("无法写入文件 ") +
+                                      QDir::toNativeSeparators(exported)),
+             qPrintable(write.message));
+    QCOMPARE(readAll(exported), QByteArray("old"));
+    QCOMPARE(filesUnder(root.filePath(QStringLiteral("file"))),
+             QStringList{QStringLiteral("报价单.pdf")});
+}
+
+void TestFileFaults::replacedFilesKeepTheirLinkAndPermissions()
+{
+#ifndef Q_OS_UNIX
+    QSKIP("links and permission bits are those of Unix systems");
+#endif
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString real = dir.filePath(QStringLiteral("shared/config.ini"));
+    const QString link = dir.filePath(QStringLiteral("config.ini"));
+    QVERIFY(QDir().mkpath(QFileInfo(real).absolutePath()));
+    QVERIFY(writeAll(real, "[Set]\nStartTop=1\n"));
+    const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
+    QVERIFY(QFile::setPermissions(real, mode));
+    QVERIFY(QFile::link(real, link));
+
+    IniFile ini(link);
+    QVERIFY(ini.load().ok());
+    QVERIFY(ini.writeIni(QStringLiteral("Set"), QStringLiteral("StartTop"), QStringLiteral("0")));
+    QVERIFY(QFileInfo(link).isSymLink());
+    QCOMPARE(readAll(real), QByteArray("[Set]\nStartTop=0\n"));
+    QCOMPARE(QFile::permissions(real) & ~(QFileDevice::ReadUser | QFileDevice::WriteUser), mode);
+}
+
+void TestFileFaults::mixedBytesKeepEveryReadableValue_data()
+{
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<QString>("databasePath");
+    QTest::addColumn<QString>("hotKeyText");
+
+    const QByteArray gbkServiceFolder = "D:\\\xBF\xCD\xB7\xFE"; // "D:\客服" in GBK
+    QTest::newRow("UTF-8 file, one stray byte on another line")
+        << QByteArray("[Set]\nDatabasePath=D:\\客服\nStartTop=1\n[HotKey]\nK1=客户\xFF\n")
+        << QStringLiteral("D:\\客服") << QStringLiteral("客户\uFFFD");
+    QTest::newRow("UTF-8 file, one line in GBK")
+        << QByteArray("[Set]\r\nDatabasePath=" + gbkServiceFolder +
+                      "\r\nStartTop=1\r\n[HotKey]\r\nK1=客户\r\n")
+        << QStringLiteral("D:\\客服") << QStringLiteral("客户");
+    // "谢谢" in GBK happens to be well-formed UTF-8 ("лл").
+    QTest::newRow("GBK file, a line that passes for UTF-8")
+        << QByteArray("[Set]\nDatabasePath=" + gbkServiceFolder +
+                      "\n[HotKey]\nK1=\xD0\xBB\xD0\xBB\n")
+        << QStringLiteral("D:\\客服") << QStringLiteral("谢谢");
+}
+
+void TestFileFaults::mixedBytesKeepEveryReadableValue()
+{
+    QFETCH(QByteArray, file);
+    QFETCH(QString, databasePath);
+    QFETCH(QString, hotKeyText);
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString path = dir.filePath(QStringLiteral("config.ini"));
+    QVERIFY(writeAll(path, file));
+
+    Settings settings(path);
+    QVERIFY(settings.load().ok());
+    QCOMPARE(settings.value(Setting::DatabasePath), databasePath);
+    QCOMPARE(settings.hotKey(1, HotKeyField::Key), hotKeyText);
+
+    // The save at exit writes UTF-8 that reads back the same, again and again.
+    for (int round = 0; round < 2; ++round) {
+        QVERIFY(settings.setValue(Setting::StartTop, QString::number(round)).ok());
+        const QByteArray saved = readAll(path);
+        QCOMPARE(QString::fromUtf8(saved).toUtf8(), saved);
+        Settings reread(path);
+        QVERIFY(reread.load().ok());
+        QCOMPARE(reread.value(Setting::DatabasePath), databasePath);
+        QCOMPARE(reread.hotKey(1, HotKeyField::Key), hotKeyText);
+    }
+}
+
+void TestFileFaults::sendCopiesAreTheEntrysCurrentContent()
+{
+    QTemporaryDir root;
+    QVERIFY(root.isValid());
+    const ContentCache cache(root.path());
+
+    // Names that meet once extension and slash are made safe: each entry sends its own bytes,
+    // under the name the customer sees.
+    const QString first = cachedFile(cache, 1, "report", "pdf", "first");
+    const QString second = cachedFile(cache, 2, "report.pdf", "无", "second");
+    const QString slash = cachedFile(cache, 3, "a/b", "txt", "slash");
+    const QString underscore = cachedFile(cache, 4, "a_b", "txt", "underscore");
+    QCOMPARE(QFileInfo(first).fileName(), QStringLiteral("report.pdf"));
+    QCOMPARE(QFileInfo(second).fileName(), QStringLiteral("report.pdf"));
+    QCOMPARE(QFileInfo(slash).fileName(), QStringLiteral("a_b.txt"));
+    QCOMPARE(readAll(first), QByteArray("first"));
+    QCOMPARE(readAll(second), QByteArray("second"));
+    QCOMPARE(readAll(slash), QByteArray("slash"));
+    QCOMPARE(readAll(underscore), QByteArray("underscore"));
+    QCOMPARE(cachedFile(cache, 1, "report", "pdf", "first"), first);
+
+    // Edited on another seat, to bytes of the same length: the next send has the new bytes, and
+    // the old copy goes.
+    const QString edited = cachedFile(cache, 1, "report", "pdf", "FIRST");
+    QCOMPARE(readAll(edited), QByteArray("FIRST"));
+    QVERIFY(!QFileInfo::exists(first));
+    const QString renamed = cachedFile(cache, 1, "offer", "pdf", "FIRST");
+    QCOMPARE(QFileInfo(renamed).fileName(), QStringLiteral("offer.pdf"));
+    QVERIFY(!QFileInfo::exists(edited));
+
+    // Pictures of the two stores share ids, not copies.
+    const auto picture = [&](bool personal, const QByteArray& bytes) {
+        return cache.picture(personal, 5, "png", bytesOf(bytes)).value().value_or(QString());
+    };
+    const QString knowledge = picture(false, "knowledge");
+    const QString personal = picture(true, "personal");
+    QCOMPARE(readAll(knowledge), QByteArray("knowledge"));
+    QCOMPARE(readAll(personal), QByteArray("personal"));
+
+    // A copy damaged on disk since it was written is not handed on.
+    QVERIFY(writeAll(slash, ""));
+    QCOMPARE(readAll(cachedFile(cache, 3, "a/b", "txt", "slash")), QByteArray("slash"));
+}
+
+void TestFileFaults::namesAreSafeOnEverySystem_data()
+{
+    QTest::addColumn<QString>("stored");
+    QTest::addColumn<QString>("safe");
+    const auto row = [](const char* tag, const QString& stored, const QString& safe) {
+        QTest::newRow(tag) << stored << safe;
+    };
+    row("device", "CON", "_CON");
+    row("device with extension", "NUL.txt", "_NUL.txt");
+    row("device in lower case", "com1.log", "_com1.log");
+    row("device, blank before the dot", "lpt9 .tar.gz", "_lpt9 .tar.gz");
+    row("device with trailing dots", "aux...", "_aux");
+    row("not a device", "CONSOLE.txt", "CONSOLE.txt");
+    row("not a port", "COM10", "COM10");
+    row("slashes and dots", "../a/b..", ".._a_b");
+    const QString guest(1, QChar(0x5BA2)); // 客: three bytes in UTF-8
+    row("long, extension kept", guest.repeated(300) + ".pdf", guest.repeated(83) + ".pdf");
+    const QString smile = QString::fromUcs4(U"\U0001F600"); // four bytes, two UTF-16 units
+    row("long, no pair split", smile.repeated(100), smile.repeated(63));
+    row("long extension is no extension", QString(200, u'a') + "." + QString(100, u'b'),
+        QString(200, u'a') + "." + QString(54, u'b'));
+}
+
+void TestFileFaults::namesAreSafeOnEverySystem()
+{
+    QFETCH(QString, stored);
+    QFETCH(QString, safe);
+    const QString made = ContentCache::safeFileName(stored);
+    QCOMPARE(made, safe);
+    QVERIFY(made.toUtf8().size() <= ContentCache::MaxNameBytes);
+}
+
+void TestFileFaults::oddNamesDoNotStopExportAll()
+{
+    TestRoot root;
+    const ContentFiles files(root.dir.path());
+    const QString longName = QString(120, QChar(0x6587)) + QStringLiteral("说明"); // 文...说明
+    const QStringList names = {longName, QStringLiteral("CON"), QStringLiteral("正常")};
+    for (const QString& name : names)
+        root.add(Table::File, {{"name", name}, {"file", name.toUtf8()}, {"extname", "docx"}});
+
+    const Result<int> exported = files.exportAll(*root.store, Kinds::descriptor(ContentKind::File));
+    QVERIFY2(exported.ok(), qPrintable(exported.message()));
+    QCOMPARE(exported.value(), 3);
+    for (const QString& name : names)
+        QCOMPARE(readAll(files.filePath(name, "docx")), name.toUtf8());
+    QCOMPARE(filesUnder(root.dir.filePath("file")).size(), 3);
+}
+
+QTEST_GUILESS_MAIN(TestFileFaults)
+#include "tst_filefaults.moc"
