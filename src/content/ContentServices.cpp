@@ -1,6 +1,6 @@
 #include "content/ContentServices.h"
 
-#include "content/ContentLimits.h"
+#include "data/Settings.h"
 
 ContentServices::ContentServices(const DataRoot& root, Settings& settings, Store& store,
                                  Desktop& desktop, CurrentUser user)
@@ -10,10 +10,10 @@ ContentServices::ContentServices(const DataRoot& root, Settings& settings, Store
 
 int ContentServices::pictureLimitMb() const
 {
-    return ContentLimits::pictureMb(m_settings);
+    return m_settings.integer(Setting::PicMaxSize);
 }
 
 int ContentServices::fileLimitMb() const
 {
-    return ContentLimits::fileMb(m_settings);
+    return m_settings.integer(Setting::FileMaxSize);
 }

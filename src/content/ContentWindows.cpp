@@ -116,7 +116,7 @@ bool ContentWindows::deleteFromMenu(ContentKind kind, qint64 id)
         children = count.value();
     }
     const DeletePolicy::Plan plan =
-        DeletePolicy::plan(d, m_services.settings().value(Setting::TypeDelMode), children, true);
+        DeletePolicy::plan(d, m_services.settings().flag(Setting::TypeDelMode), children, true);
     if (plan.refused) {
         Dialogs::message(m_owner, plan.text);
         return false;

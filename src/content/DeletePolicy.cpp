@@ -1,13 +1,13 @@
 #include "content/DeletePolicy.h"
 
-DeletePolicy::Plan DeletePolicy::plan(const KindDescriptor& kind, const QString& typeDelMode,
-                                      int childCount, bool fromMenu)
+DeletePolicy::Plan DeletePolicy::plan(const KindDescriptor& kind, bool cascade, int childCount,
+                                      bool fromMenu)
 {
     const DeleteTexts& texts =
         fromMenu && kind.deletingFromMenu ? *kind.deletingFromMenu : kind.deleting;
     if (!kind.isCategory() || childCount <= 0)
         return {false, texts.ask};
-    if (typeDelMode == QLatin1String("0"))
+    if (!cascade)
         return {true, texts.refuse};
     return {false, texts.askCascade};
 }

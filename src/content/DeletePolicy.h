@@ -2,9 +2,9 @@
 
 #include "content/KindDescriptor.h"
 
-// What deleting a row asks or refuses, by TypeDelMode: "0" refuses to delete a category that
-// still has children; any other value asks and deletes the children with it. Rows without
-// children are only asked about.
+// What deleting a row asks or refuses, by TypeDelMode: off refuses to delete a category that
+// still has children; on asks and deletes the children with it. Rows without children are only
+// asked about.
 class DeletePolicy {
 public:
     struct Plan {
@@ -13,6 +13,6 @@ public:
     };
 
     // `fromMenu`: the panel's menu command, which words a big category's texts its own way.
-    static Plan plan(const KindDescriptor& kind, const QString& typeDelMode, int childCount,
+    static Plan plan(const KindDescriptor& kind, bool cascade, int childCount,
                      bool fromMenu = false);
 };

@@ -53,9 +53,9 @@ void EntryDialog::confirm()
     m_savedId = r.value();
     emit saved(m_savedId);
     const Settings& settings = m_services.settings();
-    if (settings.value(Setting::CloseMainNewEditPrompt) == u"0"_s)
+    if (!settings.flag(Setting::CloseMainNewEditPrompt))
         Dialogs::message(this, editing ? u"编辑成功!"_s : u"新增成功!"_s);
-    if (editing || settings.value(Setting::MainNewAfterFlag) == u"1"_s) {
+    if (editing || settings.flag(Setting::MainNewAfterFlag)) {
         accept();
         return;
     }

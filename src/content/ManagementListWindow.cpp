@@ -290,7 +290,7 @@ void ManagementListWindow::removeSelected()
         children = count.value();
     }
     const DeletePolicy::Plan plan =
-        DeletePolicy::plan(m_kind, m_services.settings().value(Setting::TypeDelMode), children);
+        DeletePolicy::plan(m_kind, m_services.settings().flag(Setting::TypeDelMode), children);
     if (plan.refused) {
         Dialogs::message(this, plan.text);
         return;

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -106,11 +107,54 @@ QString Settings::value(Setting setting) const
     return m_values[settingIndex(setting)];
 }
 
+bool Settings::flag(Setting setting) const
+{
+    switch (SettingsTable::def(setting).kind) {
+    case ValueKind::Flag:
+        return value(setting) == QLatin1String("1");
+    case ValueKind::FlagUnlessZero:
+        return value(setting) != QLatin1String("0");
+    default:
+        return false;
+    }
+}
+
 int Settings::integer(Setting setting) const
 {
+    const SettingDef& def = SettingsTable::def(setting);
+    const int fallback = QString::fromLatin1(def.readDefault).toInt();
     bool ok = false;
     const int number = value(setting).toInt(&ok);
-    return ok ? number : readDefault(setting).toInt();
+    if (!ok)
+        return fallback;
+    switch (def.kind) {
+    case ValueKind::Number:
+        return number >= def.min && number <= def.max ? number : fallback;
+    case ValueKind::ClampedNumber:
+        return std::clamp(number, def.min, def.max);
+    default:
+        return fallback;
+    }
+}
+
+QString Settings::flagText(bool on)
+{
+    return on ? QStringLiteral("1") : QStringLiteral("0");
+}
+
+Result<void> Settings::setFlag(Setting setting, bool on)
+{
+    return setValue(setting, flagText(on));
+}
+
+bool Settings::hotKeyFlag(int n, HotKeyField field) const
+{
+    return hotKey(n, field) == QLatin1String("1");
+}
+
+Result<void> Settings::setHotKeyFlag(int n, HotKeyField field, bool on)
+{
+    return setHotKey(n, field, flagText(on));
 }
 
 Settings::SendKey Settings::autoPressSendKey() const

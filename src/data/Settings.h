@@ -8,7 +8,7 @@
 #include <array>
 
 // The settings of config.ini, read whole at start-up and written key by key. Values are kept
-// as the text that was read; flags are "1" and "0".
+// as the text that was read; how a key reads as a flag or a number is its row in SettingsTable.
 class Settings : public QObject {
     Q_OBJECT
 public:
@@ -24,9 +24,10 @@ public:
     Result<void> load();
 
     QString value(Setting setting) const;
-    bool flag(Setting setting) const { return value(setting) == QLatin1String("1"); }
-    // MainStartTopSize, StartMainWidth, StartMainHeight: twips. A value that is not a number
-    // counts as the key's read default.
+    // A Flag or FlagUnlessZero key, by its rule; false for any other key.
+    bool flag(Setting setting) const;
+    // A Number or ClampedNumber key, by its rule (sizes and places are twips); the read default
+    // for any other key.
     int integer(Setting setting) const;
 
     // AutoPressSendKey split at "|": the flag, then the key pressed after pasting.
@@ -37,10 +38,16 @@ public:
     SendKey autoPressSendKey() const;
 
     QString hotKey(int n, HotKeyField field) const;
+    // K<n>CaptionDescFlag: on only when "1".
+    bool hotKeyFlag(int n, HotKeyField field) const;
 
     // Writes the key to the file at once and keeps the new value; emits changed().
     Result<void> setValue(Setting setting, const QString& value);
     Result<void> setHotKey(int n, HotKeyField field, const QString& value);
+    // Flags are written "1" and "0".
+    Result<void> setFlag(Setting setting, bool on);
+    Result<void> setHotKeyFlag(int n, HotKeyField field, bool on);
+    static QString flagText(bool on);
 
 signals:
     void changed(Setting setting);

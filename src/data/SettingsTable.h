@@ -72,11 +72,23 @@ enum class HotKeyField { Key, KeyCode, ModKeyCode, SendContent, CaptionDescFlag 
 inline constexpr int HotKeyCount = 12;
 inline constexpr int HotKeyFieldCount = 5;
 
+// How a value is read. Flags are texts, and keys differ in which text means on.
+enum class ValueKind {
+    Text,
+    Flag,           // on only when "1"
+    FlagUnlessZero, // on unless "0"
+    Number,         // an integer; outside [min, max], or not a number, it reads as the default
+    ClampedNumber,  // an integer brought into [min, max]; not a number reads as the default
+};
+
 struct SettingDef {
     Setting id;
-    const char* key;           // as it is written in the default file
-    const char* written;       // value in the default file
-    const char* readDefault;   // value when the key is absent
+    const char* key;         // as it is written in the default file
+    const char* written;     // value in the default file
+    const char* readDefault; // value when the key is absent
+    ValueKind kind = ValueKind::Text;
+    int min = 0;
+    int max = 0;
     bool inDefaultFile = true; // false: read when present, never written by ensureFile
 };
 

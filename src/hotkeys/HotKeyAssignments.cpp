@@ -15,18 +15,13 @@ std::size_t slot(int index)
     return static_cast<std::size_t>(index);
 }
 
-QString flagOn()
-{
-    return QStringLiteral("1");
-}
-
 } // namespace
 
 void HotKeyAssignments::load(const Settings& settings)
 {
     for (int i = 0; i < Count; ++i) {
         m_contents[slot(i)] = settings.hotKey(i + 1, HotKeyField::SendContent);
-        m_captionFlags[slot(i)] = settings.hotKey(i + 1, HotKeyField::CaptionDescFlag);
+        m_captionFlags[slot(i)] = settings.hotKeyFlag(i + 1, HotKeyField::CaptionDescFlag);
     }
 }
 
@@ -35,12 +30,12 @@ QString HotKeyAssignments::content(int index) const
     return validIndex(index) ? m_contents[slot(index)] : QString();
 }
 
-QString HotKeyAssignments::captionFlag(int index) const
+bool HotKeyAssignments::captionFlag(int index) const
 {
-    return validIndex(index) ? m_captionFlags[slot(index)] : QString();
+    return validIndex(index) && m_captionFlags[slot(index)];
 }
 
-void HotKeyAssignments::set(int index, const QString& content, const QString& captionFlag)
+void HotKeyAssignments::set(int index, const QString& content, bool captionFlag)
 {
     if (!validIndex(index))
         return;
@@ -116,6 +111,5 @@ Result<QString> HotKeyAssignments::pressText(int index, Store& store,
         return found.error();
     if (found.value().isEmpty())
         return QString();
-    return compose(found.value(), captionFlag(index) == flagOn(),
-                   settings.value(Setting::AddHotKeyEndNewLine) != QLatin1String("0"));
+    return compose(found.value(), captionFlag(index), settings.flag(Setting::AddHotKeyEndNewLine));
 }

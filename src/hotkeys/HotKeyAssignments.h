@@ -28,8 +28,8 @@ public:
     void load(const Settings& settings);
 
     QString content(int index) const;
-    QString captionFlag(int index) const;
-    void set(int index, const QString& content, const QString& captionFlag);
+    bool captionFlag(int index) const;
+    void set(int index, const QString& content, bool captionFlag);
 
     static QList<qint64> parseIds(const QString& content);
     static QString joinIds(const QList<qint64>& ids);
@@ -50,5 +50,5 @@ private:
     static bool validIndex(int index) { return index >= 0 && index < Count; }
 
     std::array<QString, Count> m_contents;
-    std::array<QString, Count> m_captionFlags;
+    std::array<bool, Count> m_captionFlags{};
 };

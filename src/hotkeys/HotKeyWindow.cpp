@@ -26,11 +26,6 @@ QString numbered(const char* stem, int n)
     return QLatin1String(stem) + QString::number(n);
 }
 
-QString flagText(bool on)
-{
-    return on ? QStringLiteral("1") : QStringLiteral("0");
-}
-
 } // namespace
 
 HotKeyWindow::HotKeyWindow(HotKeyManager& manager, QWidget* parent)
@@ -65,8 +60,7 @@ HotKeyWindow::HotKeyWindow(HotKeyManager& manager, QWidget* parent)
 
         a.withTitle = new QCheckBox(QStringLiteral("发送标题和描述"), this);
         a.withTitle->setObjectName(numbered("chkSendTitleAndDesc", n));
-        a.withTitle->setChecked(settings.hotKey(n, HotKeyField::CaptionDescFlag) ==
-                                QLatin1String("1"));
+        a.withTitle->setChecked(settings.hotKeyFlag(n, HotKeyField::CaptionDescFlag));
 
         grid->addWidget(new QLabel(QStringLiteral("热键%1：").arg(n), this), n, 0);
         grid->addWidget(a.key, n, 1);
@@ -134,7 +128,7 @@ void HotKeyWindow::showContent(int n)
     Assignment& a = assignment(n);
     const QString ids = HotKeyAssignments::joinIds(a.ids);
     a.content->setToolTip(ids);
-    if (m_manager.settings().value(Setting::DefaultShowHotKeyContent) != QLatin1String("1")) {
+    if (!m_manager.settings().flag(Setting::DefaultShowHotKeyContent)) {
         a.content->setText(ids);
         return;
     }
@@ -185,7 +179,7 @@ Result<void> HotKeyWindow::write()
             {HotKeyField::KeyCode, QString::number(a.key->keyCode())},
             {HotKeyField::ModKeyCode, QString::number(a.key->modKeyCode())},
             {HotKeyField::SendContent, HotKeyAssignments::joinIds(a.ids)},
-            {HotKeyField::CaptionDescFlag, flagText(a.withTitle->isChecked())},
+            {HotKeyField::CaptionDescFlag, Settings::flagText(a.withTitle->isChecked())},
         }};
         for (const auto& [field, value] : values) {
             if (Result<void> r = settings.setHotKey(n, field, value); !r)

@@ -33,6 +33,7 @@
 #include <QTabBar>
 #include <QVBoxLayout>
 #include <QWindow>
+#include <algorithm>
 
 namespace {
 
@@ -241,9 +242,7 @@ void PanelWindow::loadAsConfigured()
     placeOnScreen();
     m_titleBar->topBox()->setChecked(m_ctx.settings.flag(Setting::StartTop));
     setWindowFlag(Qt::WindowStaysOnTopHint, m_titleBar->topBox()->isChecked());
-    bool ok = false;
-    const int first = m_ctx.settings.value(Setting::StartInterface).toInt(&ok);
-    selectTab(ok && first >= 1 && first <= 6 ? first : 1);
+    selectTab(m_ctx.settings.integer(Setting::StartInterface));
     m_tree->refreshButton()->setVisible(currentTab() == 1);
     applyFontPreset();
     m_tree->load();
@@ -310,10 +309,14 @@ void PanelWindow::placeOnScreen()
     QScreen* s = screen() ? screen() : QGuiApplication::primaryScreen();
     const double dpi = s ? s->logicalDotsPerInch() : 96.0;
     const QRect area = s ? s->availableGeometry() : QRect(0, 0, 1280, 800);
-    const int w = Twips::toPixels(m_ctx.settings.integer(Setting::StartMainWidth), dpi);
-    const int h = Twips::toPixels(m_ctx.settings.integer(Setting::StartMainHeight), dpi);
-    const int left = area.right() + 1 - w - Twips::toPixels(80, dpi);
-    const int top = Twips::toPixels(m_ctx.settings.integer(Setting::MainStartTopSize), dpi);
+    // Whatever config.ini says, the whole panel stays on the screen.
+    const int w = std::min(Twips::toPixels(m_ctx.settings.integer(Setting::StartMainWidth), dpi),
+                           area.width());
+    const int h = std::min(Twips::toPixels(m_ctx.settings.integer(Setting::StartMainHeight), dpi),
+                           area.height());
+    const int left = std::max(area.left(), area.right() + 1 - w - Twips::toPixels(80, dpi));
+    const int top = std::min(
+        Twips::toPixels(m_ctx.settings.integer(Setting::MainStartTopSize), dpi), area.height() - h);
     setGeometry(left, area.top() + top, w, h);
 }
 

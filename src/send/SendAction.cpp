@@ -46,7 +46,7 @@ SendAction SendAction::forDoubleClick(const EntryRef& entry, bool onIcon, ClickS
     default:
         break;
     }
-    if (settings.value(Setting::DbClickChat) == QLatin1String("0")) {
+    if (!settings.flag(Setting::DbClickChat)) {
         a.type = Type::OpenView;
         return a;
     }

@@ -19,7 +19,7 @@ QString compose(SearchKind kind, const QString& title, const QString& descriptio
     QString text;
     if (kind == SearchKind::Simple)
         text = title.trimmed();
-    else if (settings.value(Setting::SendCaptionDesc) != QLatin1String("0"))
+    else if (settings.flag(Setting::SendCaptionDesc))
         text = title.trimmed() + lineBreak() + description.trimmed();
     else
         text = description.trimmed();

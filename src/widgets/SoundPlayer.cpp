@@ -12,16 +12,16 @@
 #include <windows.h>
 #endif
 
-QString SoundPlayer::promptSound(const QString& messageSound, const QString& filePath)
+QString SoundPlayer::promptSound(bool on, const QString& filePath)
 {
-    if (messageSound != QLatin1String("1") || filePath.isEmpty() || !QFileInfo(filePath).isFile())
+    if (!on || filePath.isEmpty() || !QFileInfo(filePath).isFile())
         return {};
     return filePath;
 }
 
 QString SoundPlayer::promptSound(const Settings& settings, const DataRoot& root)
 {
-    return promptSound(settings.value(Setting::MessageSound), root.filePath(fileName()));
+    return promptSound(settings.flag(Setting::MessageSound), root.filePath(fileName()));
 }
 
 QStringList SoundPlayer::playerCommand(const QString& filePath, const QStringList& searchPaths)

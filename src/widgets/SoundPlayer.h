@@ -12,8 +12,8 @@ class SoundPlayer {
 public:
     static QString fileName() { return QStringLiteral("sound.wav"); }
 
-    // `filePath` when MessageSound is "1" and the file exists; otherwise empty.
-    static QString promptSound(const QString& messageSound, const QString& filePath);
+    // `filePath` when the sound is on and the file exists; otherwise empty.
+    static QString promptSound(bool on, const QString& filePath);
     // The data root's sound.wav under the same rule.
     static QString promptSound(const Settings& settings, const DataRoot& root);
 

@@ -1,4 +1,3 @@
-#include "content/ContentLimits.h"
 #include "content/DeletePolicy.h"
 #include "content/EntryValidator.h"
 #include "content/FilePicker.h"
@@ -62,7 +61,6 @@ private slots:
     void megabytesRoundHalfToEven_data();
     void megabytesRoundHalfToEven();
     void sizeRefusals();
-    void limitsComeFromTheConfigFile();
     void deleteRulesFollowTypeDelMode_data();
     void deleteRulesFollowTypeDelMode();
     void pathParts_data();
@@ -220,25 +218,6 @@ void TestContentRules::sizeRefusals()
     QCOMPARE(refusal(SizeRule::refuseFile(1, 0)), QString("taken"));
 }
 
-void TestContentRules::limitsComeFromTheConfigFile()
-{
-    TestRoot root(false);
-    QCOMPARE(ContentLimits::pictureMb(*root.settings), 5);
-    QCOMPARE(ContentLimits::fileMb(*root.settings), 20);
-    QVERIFY(root.settings->setValue(Setting::PicMaxSize, "2").ok());
-    QVERIFY(root.settings->setValue(Setting::FileMaxSize, " 50 ").ok());
-    QCOMPARE(ContentLimits::pictureMb(*root.settings), 2);
-    QCOMPARE(ContentLimits::fileMb(*root.settings), 50);
-    // Written by hand into the file: read again at the next start.
-    IniFile ini(root.configPath());
-    QVERIFY(ini.load().ok());
-    QVERIFY(ini.writeIni("Set", "PicMaxSize", "many").ok());
-    QVERIFY(ini.writeIni("Set", "filemaxsize", "-3").ok());
-    QVERIFY(root.settings->load().ok());
-    QCOMPARE(ContentLimits::pictureMb(*root.settings), 5);
-    QCOMPARE(ContentLimits::fileMb(*root.settings), 20);
-}
-
 void TestContentRules::deleteRulesFollowTypeDelMode_data()
 {
     QTest::addColumn<ContentKind>("kind");
@@ -292,12 +271,14 @@ void TestContentRules::deleteRulesFollowTypeDelMode()
 {
     QFETCH(ContentKind, kind);
     QFETCH(QString, mode);
+    TestRoot root(false);
+    QVERIFY(root.settings->setValue(Setting::TypeDelMode, mode).ok());
     QFETCH(int, children);
     QFETCH(bool, fromMenu);
     QFETCH(bool, refused);
     QFETCH(QString, text);
-    const DeletePolicy::Plan plan =
-        DeletePolicy::plan(Kinds::descriptor(kind), mode, children, fromMenu);
+    const DeletePolicy::Plan plan = DeletePolicy::plan(
+        Kinds::descriptor(kind), root.settings->flag(Setting::TypeDelMode), children, fromMenu);
     QCOMPARE(plan.refused, refused);
     QCOMPARE(plan.text, text);
 }

@@ -307,6 +307,7 @@ private slots:
 
     void integers_data();
     void integers();
+    void flagsReadByTheirKeysRule();
     void autoPressSendKey_data();
     void autoPressSendKey();
 
@@ -590,6 +591,42 @@ void TestSettings::integers_data()
     QTest::newRow("top size absent") << Setting::MainStartTopSize << QByteArray() << 80;
     QTest::newRow("top size not a number")
         << Setting::MainStartTopSize << QByteArray("MainStartTopSize=1e3") << 80;
+    // Sizes and places are brought into a range: a huge width made a window nobody could see.
+    QTest::newRow("width far too large")
+        << Setting::StartMainWidth << QByteArray("StartMainWidth=2147483647") << 60000;
+    QTest::newRow("width too small")
+        << Setting::StartMainWidth << QByteArray("StartMainWidth=15") << 1500;
+    QTest::newRow("top above the screen")
+        << Setting::MainStartTopSize << QByteArray("MainStartTopSize=-900") << 0;
+    // Other numbers outside their range read as the default.
+    QTest::newRow("first tab out of range")
+        << Setting::StartInterface << QByteArray("StartInterface=9") << 1;
+    QTest::newRow("first tab") << Setting::StartInterface << QByteArray("StartInterface=3") << 3;
+    QTest::newRow("negative limit") << Setting::FileMaxSize << QByteArray("FileMaxSize=-3") << 20;
+    QTest::newRow("limit among blanks")
+        << Setting::PicMaxSize << QByteArray("PicMaxSize = 2 ") << 2;
+    QTest::newRow("limit beyond 16 bits")
+        << Setting::PicMaxSize << QByteArray("PicMaxSize=40000") << 5;
+}
+
+void TestSettings::flagsReadByTheirKeysRule()
+{
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString path = dir.filePath(QStringLiteral("config.ini"));
+    QVERIFY(writeBytes(path, "[Set]\nStartTop=yes\nQueryBarShowFlag=1\nDbClickChat=yes\n"
+                             "SendCaptionDesc=0\n"));
+    Settings settings(path);
+    QVERIFY(settings.load().ok());
+    // Most flags are on only when "1"; a few are on unless "0".
+    QVERIFY(!settings.flag(Setting::StartTop));
+    QVERIFY(settings.flag(Setting::QueryBarShowFlag));
+    QVERIFY(settings.flag(Setting::DbClickChat));
+    QVERIFY(!settings.flag(Setting::SendCaptionDesc));
+    // A key that is no flag is never on.
+    QVERIFY(!settings.flag(Setting::MainFontSize));
+    QVERIFY(settings.setFlag(Setting::StartTop, true).ok());
+    QCOMPARE(settings.value(Setting::StartTop), QStringLiteral("1"));
 }
 
 void TestSettings::integers()

@@ -287,12 +287,12 @@ void TestHotKeyRules::contentIds()
     HotKeyAssignments a;
     a.load(*root.settings);
     QCOMPARE(a.content(1), "4,8");
-    QCOMPARE(a.captionFlag(1), "1");
+    QVERIFY(a.captionFlag(1));
     QCOMPARE(a.content(0), "");
-    QCOMPARE(a.captionFlag(11), "0");
-    a.set(11, "6", "1");
+    QVERIFY(!a.captionFlag(11));
+    a.set(11, "6", true);
     QCOMPARE(a.content(11), "6");
-    QCOMPARE(a.captionFlag(11), "1");
+    QVERIFY(a.captionFlag(11));
 }
 
 void TestHotKeyRules::pressText_data()
@@ -358,8 +358,9 @@ void TestHotKeyRules::pressText()
         content << QString::number(ids[position.toInt() - 1]);
     QVERIFY(root.settings->setValue(Setting::AddHotKeyEndNewLine, endNewLine).ok());
 
+    QVERIFY(root.settings->setHotKey(5, HotKeyField::CaptionDescFlag, flag).ok());
     HotKeyAssignments a;
-    a.set(4, content.join(','), flag);
+    a.set(4, content.join(','), root.settings->hotKeyFlag(5, HotKeyField::CaptionDescFlag));
     const Result<QString> text = a.pressText(4, *root.store, *root.settings);
     QVERIFY2(text.ok(), qPrintable(text.message()));
     QCOMPARE(text.value(), expected);
@@ -374,11 +375,11 @@ void TestHotKeyRules::pressTextEdges()
     QVERIFY(root.settings->setValue(Setting::AddHotKeyEndNewLine, "0").ok());
 
     HotKeyAssignments a;
-    a.set(0, "", "1");
+    a.set(0, "", true);
     QCOMPARE(a.pressText(0, *root.store, *root.settings).value(), "");
-    a.set(0, QString::number(gone), "1");
+    a.set(0, QString::number(gone), true);
     QCOMPARE(a.pressText(0, *root.store, *root.settings).value(), "");
-    a.set(0, QStringLiteral("%1,%2").arg(gone).arg(kept), "0");
+    a.set(0, QStringLiteral("%1,%2").arg(gone).arg(kept), false);
     QCOMPARE(a.pressText(0, *root.store, *root.settings).value(), "一年");
     QVERIFY(!a.pressText(12, *root.store, *root.settings).ok());
     QVERIFY(!a.pressText(-1, *root.store, *root.settings).ok());

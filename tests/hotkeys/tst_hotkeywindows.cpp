@@ -387,7 +387,7 @@ void TestHotKeyWindows::hotKeyWindowSaves()
     QVERIFY(!keys.control(4)->hotKeyEnabled());
     QCOMPARE(rig.desktop.hotKeys().size(), 11);
     QCOMPARE(keys.assignments().content(2), rig.ids({rig.k3, rig.k2}));
-    QCOMPARE(keys.assignments().captionFlag(0), "0");
+    QVERIFY(!keys.assignments().captionFlag(0));
 
     QSignalSpy done(&rig.sender, &Sender::pasteFinished);
     rig.desktop.pressHotKey(keys.control(3)->registrationId());

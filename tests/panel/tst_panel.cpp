@@ -208,6 +208,12 @@ void TestPanel::placedFromTwipsSettings()
     QCOMPARE(p.window->size(), QSize(w, h));
     QCOMPARE(p.window->y(), area.top() + qRound(300 * dpi / 1440));
     QCOMPARE(p.window->x(), area.right() + 1 - w - qRound(80 * dpi / 1440));
+
+    // Sizes and places out of all proportion (a hand-edited file) still leave it all on screen.
+    Panel huge({{Setting::StartMainWidth, "2147483647"},
+                {Setting::StartMainHeight, "99999"},
+                {Setting::MainStartTopSize, "50000"}});
+    QVERIFY(area.contains(huge.window->geometry()));
 }
 
 void TestPanel::fontPresets_data()

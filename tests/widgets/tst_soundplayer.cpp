@@ -68,9 +68,7 @@ void TestSoundPlayer::folderNamedLikeTheSoundIsNoSound()
 {
     QTemporaryDir dir;
     QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("sound.wav")));
-    QCOMPARE(
-        SoundPlayer::promptSound(QStringLiteral("1"), dir.filePath(QStringLiteral("sound.wav"))),
-        QString());
+    QCOMPARE(SoundPlayer::promptSound(true, dir.filePath(QStringLiteral("sound.wav"))), QString());
 }
 
 void TestSoundPlayer::playerCommand()
