@@ -1,5 +1,7 @@
 #include "content/KindDescriptor.h"
 
+#include "data/TreeSection.h"
+
 #include <array>
 
 using namespace Qt::StringLiterals;
@@ -53,7 +55,7 @@ FieldDef bigCategoryPicker()
 {
     FieldDef f = picker(u"typeid"_s, u"cbGoodsType"_s, u"大类："_s, u"请选择大类!"_s, Table::Type,
                         u"请选择大类"_s, u"typename"_s);
-    f.sourceItemId = 2;
+    f.sourceItemId = sectionId(TreeSection::Product);
     return f;
 }
 
@@ -135,7 +137,7 @@ KindDescriptor bigCategory()
     KindDescriptor d;
     d.kind = ContentKind::BigCategory;
     d.table = Table::Type;
-    d.fixedValues = {{u"itemid"_s, 2}};
+    d.fixedValues = {{u"itemid"_s, sectionId(TreeSection::Product)}};
     d.stem = u"GoodsType"_s;
     d.captionStem = u"大类"_s;
     d.listCaption = u"大类管理"_s;
@@ -213,7 +215,7 @@ KindDescriptor affair()
     KindDescriptor d;
     d.kind = ContentKind::Affair;
     d.table = Table::Type;
-    d.fixedValues = {{u"itemid"_s, 3}};
+    d.fixedValues = {{u"itemid"_s, sectionId(TreeSection::Affairs)}};
     d.stem = u"Affairs"_s;
     d.captionStem = u"公司事务"_s;
     d.listCaption = u"公司事务管理"_s;
@@ -248,7 +250,7 @@ KindDescriptor courier()
     KindDescriptor d;
     d.kind = ContentKind::Courier;
     d.table = Table::Type;
-    d.fixedValues = {{u"itemid"_s, 4}, {u"flag"_s, 1}};
+    d.fixedValues = {{u"itemid"_s, sectionId(TreeSection::Couriers)}, {u"flag"_s, 1}};
     d.stem = u"Express"_s;
     d.captionStem = u"快递"_s;
     d.listCaption = u"快递管理"_s;

@@ -1,5 +1,7 @@
 #include "data/Schema.h"
 
+#include "data/TreeSection.h"
+
 namespace {
 
 struct ViewDef {
@@ -125,7 +127,11 @@ QStringList seedStatements(StoreId store)
         return {};
     return {
         QStringLiteral("INSERT OR IGNORE INTO item(id, name) VALUES "
-                       "(1, '常用知识'), (2, '产品知识'), (3, '公司事务'), (4, '快递公司')"),
+                       "(%1, '常用知识'), (%2, '产品知识'), (%3, '公司事务'), (%4, '快递公司')")
+            .arg(sectionId(TreeSection::Common))
+            .arg(sectionId(TreeSection::Product))
+            .arg(sectionId(TreeSection::Affairs))
+            .arg(sectionId(TreeSection::Couriers)),
         QStringLiteral("INSERT INTO Users(username, userpw, defaultuser, grade) "
                        "SELECT 'admin', '', 1, 1 WHERE NOT EXISTS (SELECT 1 FROM Users)"),
     };

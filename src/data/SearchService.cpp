@@ -3,6 +3,7 @@
 #include "data/DbError.h"
 #include "data/Settings.h"
 #include "data/SortOrder.h"
+#include "data/TreeSection.h"
 
 #include <QSqlQuery>
 #include <algorithm>
@@ -44,9 +45,9 @@ QString indexColumns(SearchKind kind)
 QString itemFilter(SearchKind kind)
 {
     if (kind == SearchKind::Affair)
-        return QStringLiteral(" AND itemid = 3");
+        return QStringLiteral(" AND itemid = %1").arg(sectionId(TreeSection::Affairs));
     if (kind == SearchKind::Courier)
-        return QStringLiteral(" AND itemid = 4");
+        return QStringLiteral(" AND itemid = %1").arg(sectionId(TreeSection::Couriers));
     return {};
 }
 

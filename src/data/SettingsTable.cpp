@@ -1,5 +1,7 @@
 #include "data/SettingsTable.h"
 
+#include "keys/KeyCodes.h"
+
 #include <array>
 
 namespace {
@@ -85,8 +87,6 @@ static_assert(inEnumOrder(), "the settings table must list every Setting in enum
 
 // Hot keys 1..11 default to F1..F11 without a modifier, the twelfth to Ctrl + F12.
 constexpr int lastPlainHotKey = 11;
-constexpr int firstFunctionKeyCode = 112; // VK_F1
-constexpr int ctrlModifier = 2;
 
 bool validHotKey(int n)
 {
@@ -148,9 +148,9 @@ QString hotKeyWrittenDefault(int n, HotKeyField field)
         return n <= lastPlainHotKey ? QLatin1Char('F') + QString::number(n)
                                     : QStringLiteral("Ctrl + F") + QString::number(n);
     case HotKeyField::KeyCode:
-        return QString::number(firstFunctionKeyCode + n - 1);
+        return QString::number(VirtualKey::F1 + n - 1);
     case HotKeyField::ModKeyCode:
-        return QString::number(n <= lastPlainHotKey ? 0 : ctrlModifier);
+        return QString::number(n <= lastPlainHotKey ? 0 : ModifierMask::Control);
     case HotKeyField::SendContent:
         return {};
     case HotKeyField::CaptionDescFlag:

@@ -6,6 +6,7 @@
 #include "hotkeys/HotKeySaveCheck.h"
 #include "hotkeys/RKHotKey.h"
 #include "hotkeys/SelectContentWindow.h"
+#include "keys/KeyCodes.h"
 #include "widgets/Dialogs.h"
 
 #include <QCheckBox>
@@ -18,8 +19,6 @@
 #include <utility>
 
 namespace {
-
-constexpr int FirstFunctionKey = 112; // VK_F1
 
 QString numbered(const char* stem, int n)
 {
@@ -193,7 +192,7 @@ void HotKeyWindow::restoreDefaults()
 {
     for (int n = 1; n <= HotKeyAssignments::Count; ++n) {
         Assignment& a = assignment(n);
-        a.key->setCombination(QLatin1Char('F') + QString::number(n), FirstFunctionKey + n - 1, 0);
+        a.key->setCombination(QLatin1Char('F') + QString::number(n), VirtualKey::F1 + n - 1, 0);
         a.ids.clear();
         a.withTitle->setChecked(false);
         showContent(n);

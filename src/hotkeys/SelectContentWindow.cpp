@@ -1,6 +1,7 @@
 #include "hotkeys/SelectContentWindow.h"
 
 #include "data/Store.h"
+#include "data/TreeSection.h"
 #include "hotkeys/HotKeyAssignments.h"
 #include "hotkeys/KnowledgePickModel.h"
 #include "widgets/Dialogs.h"
@@ -100,8 +101,9 @@ SelectContentWindow::SelectContentWindow(Store& store, const QList<qint64>& chos
 
 void SelectContentWindow::fillBigCategories()
 {
-    Result<QList<NamedId>> types = m_store.categoryList(Table::Type, QStringLiteral("请选择大类"),
-                                                        {{QStringLiteral("itemid"), 2}});
+    Result<QList<NamedId>> types =
+        m_store.categoryList(Table::Type, QStringLiteral("请选择大类"),
+                             {{QStringLiteral("itemid"), sectionId(TreeSection::Product)}});
     if (!types) {
         Dialogs::message(this, types.message());
         return;

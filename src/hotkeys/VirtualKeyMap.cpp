@@ -1,5 +1,7 @@
 #include "hotkeys/VirtualKeyMap.h"
 
+#include "keys/KeyCodes.h"
+
 #include <array>
 #include <utility>
 
@@ -66,7 +68,7 @@ int fromQtKey(int qtKey, Qt::KeyboardModifiers modifiers)
     if (qtKey >= Qt::Key_0 && qtKey <= Qt::Key_9)
         return (keypad ? 0x60 : 0x30) + (qtKey - Qt::Key_0);
     if (qtKey >= Qt::Key_F1 && qtKey <= Qt::Key_F24)
-        return 0x70 + (qtKey - Qt::Key_F1);
+        return VirtualKey::F1 + (qtKey - Qt::Key_F1);
     if (const int code = lookUp(Plain, qtKey))
         return code;
     if (keypad) {

@@ -21,9 +21,6 @@ QString prefix(KnowledgeTreeModel::NodeKind kind)
     return {};
 }
 
-constexpr qint64 CommonSection = 1;
-constexpr qint64 KnowledgeSection = 2;
-
 } // namespace
 
 KnowledgeTreeModel::KnowledgeTreeModel(Store& store, QObject* parent)
@@ -140,7 +137,7 @@ bool KnowledgeTreeModel::mayHaveChildren(const Node& node) const
     case NodeKind::Item:
         return true;
     case NodeKind::Type:
-        return node.itemId == KnowledgeSection;
+        return node.itemId == sectionId(TreeSection::Product);
     case NodeKind::Goods:
         return true;
     case NodeKind::Knowledge:
@@ -170,7 +167,7 @@ KnowledgeTreeModel::NodeKind KnowledgeTreeModel::childKind(const Node& node) con
 {
     switch (node.kind) {
     case NodeKind::Item:
-        return node.id == CommonSection ? NodeKind::Common : NodeKind::Type;
+        return node.id == sectionId(TreeSection::Common) ? NodeKind::Common : NodeKind::Type;
     case NodeKind::Type:
         return NodeKind::Goods;
     default:
@@ -183,7 +180,7 @@ Result<QList<KnowledgeTreeModel::ChildRow>> KnowledgeTreeModel::readChildren(con
     Query q;
     switch (node.kind) {
     case NodeKind::Item:
-        if (node.id == CommonSection) {
+        if (node.id == sectionId(TreeSection::Common)) {
             q.table = Table::Knowledge;
             q.columns = {QStringLiteral("id"), QStringLiteral("name")};
             q.blobPresence = true;
@@ -413,7 +410,7 @@ void KnowledgeTreeModel::onStoreChanged(Table table, qint64 id, Change change)
             return;
         }
         scheduleSync(parentOf(entryKey));
-        scheduleSync(m_byKey.value(QStringLiteral("I%1").arg(CommonSection)));
+        scheduleSync(m_byKey.value(QStringLiteral("I%1").arg(sectionId(TreeSection::Common))));
         Result<std::optional<Row>> row =
             m_store.row(Table::Knowledge, id, {QStringLiteral("goodsid")});
         if (row && row.value())
@@ -475,9 +472,10 @@ EntryRef KnowledgeTreeModel::entry(const QModelIndex& index) const
         return e;
     }
     case NodeKind::Type:
-        if (n->itemId == KnowledgeSection)
+        if (n->itemId == sectionId(TreeSection::Product))
             return e;
-        e.kind = n->itemId == 3 ? SearchKind::Affair : SearchKind::Courier;
+        e.kind =
+            n->itemId == sectionId(TreeSection::Affairs) ? SearchKind::Affair : SearchKind::Courier;
         e.id = n->id;
         e.title = n->name;
         e.flag = n->flag;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/Store.h"
+#include "data/TreeSection.h"
 #include "send/SendAction.h"
 
 #include <QAbstractItemModel>
@@ -24,7 +25,7 @@ public:
     struct Node {
         NodeKind kind = NodeKind::Item;
         qint64 id = 0;
-        qint64 itemId = 0; // the section a "T" node belongs to (2, 3 or 4)
+        qint64 itemId = 0; // the TreeSection a "T" node belongs to
         QString name;
         int flag = 0;
         QString url;

@@ -3,6 +3,7 @@
 #include "data/SearchService.h"
 #include "data/Settings.h"
 #include "data/Store.h"
+#include "data/TreeSection.h"
 #include "hotkeys/HotKeyManager.h"
 #include "hotkeys/HotKeyWindow.h"
 #include "panel/EdgeGrip.h"
@@ -46,9 +47,9 @@ QIcon nodeIcon(const KnowledgeTreeModel::Node& n)
     case K::Item:
         return Skin::icon(SkinIcon::SectionRoot);
     case K::Type:
-        if (n.itemId == 3)
+        if (n.itemId == sectionId(TreeSection::Affairs))
             return Skin::icon(n.flag != 0 ? SkinIcon::AffairWithWeb : SkinIcon::Affair);
-        if (n.itemId == 4)
+        if (n.itemId == sectionId(TreeSection::Couriers))
             return Skin::icon(n.flag != 0 ? SkinIcon::CourierWithWeb : SkinIcon::Courier);
         return Skin::icon(SkinIcon::BigCategory);
     case K::Goods:

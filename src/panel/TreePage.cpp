@@ -1,6 +1,7 @@
 #include "panel/TreePage.h"
 
 #include "data/Settings.h"
+#include "data/TreeSection.h"
 #include "panel/EntryView.h"
 
 #include <QPushButton>
@@ -50,13 +51,14 @@ void TreePage::load()
     m_model->setToolTips(m_settings.flag(Setting::TreeToolTip));
     m_model->reload();
     // The courier section follows the company-affairs flag; StartExpress is not consulted.
-    const QList<std::pair<int, Setting>> roots = {{1, Setting::StartCommon},
-                                                  {2, Setting::StartProductKnowledge},
-                                                  {3, Setting::StartCompanyAffairs},
-                                                  {4, Setting::StartCompanyAffairs}};
-    for (const auto& [item, flag] : roots) {
+    const QList<std::pair<TreeSection, Setting>> roots = {
+        {TreeSection::Common, Setting::StartCommon},
+        {TreeSection::Product, Setting::StartProductKnowledge},
+        {TreeSection::Affairs, Setting::StartCompanyAffairs},
+        {TreeSection::Couriers, Setting::StartCompanyAffairs}};
+    for (const auto& [section, flag] : roots) {
         if (m_settings.flag(flag))
-            m_view->expand(m_model->indexForKey(QStringLiteral("I%1").arg(item)));
+            m_view->expand(m_model->indexForKey(QStringLiteral("I%1").arg(sectionId(section))));
     }
     m_expandTimer.start();
 }
@@ -76,8 +78,9 @@ void TreePage::expandVisible()
         const KnowledgeTreeModel::Node* n = m_model->node(idx);
         if (!n)
             continue;
-        const bool wanted = (n->kind == NodeKind::Type && n->itemId == 2 && bigs) ||
-                            (n->kind == NodeKind::Goods && smalls);
+        const bool wanted =
+            (n->kind == NodeKind::Type && n->itemId == sectionId(TreeSection::Product) && bigs) ||
+            (n->kind == NodeKind::Goods && smalls);
         const QString key = KnowledgeTreeModel::key(*n);
         if (wanted && !m_autoExpanded.contains(key)) {
             m_autoExpanded.insert(key);

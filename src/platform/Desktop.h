@@ -1,5 +1,7 @@
 #pragma once
 
+#include "keys/KeyCodes.h"
+
 #include <QList>
 #include <QObject>
 #include <QRect>
@@ -46,22 +48,6 @@ struct KeyStroke {
     bool down = true;
     friend bool operator==(const KeyStroke&, const KeyStroke&) = default;
 };
-
-namespace VirtualKey {
-inline constexpr int Enter = 0x0D;
-inline constexpr int Shift = 0x10;
-inline constexpr int Control = 0x11;
-inline constexpr int Alt = 0x12;
-inline constexpr int V = 0x56;
-} // namespace VirtualKey
-
-// The modifier mask stored with hot keys: Alt 1, Ctrl 2, Shift 4 (and the Windows key 8).
-namespace ModifierMask {
-inline constexpr int Alt = 1;
-inline constexpr int Control = 2;
-inline constexpr int Shift = 4;
-inline constexpr int Meta = 8;
-} // namespace ModifierMask
 
 // What the program needs from the window system: which window is in front, moving the focus
 // back to it, synthesised keys, global hot keys and opening documents. One implementation per

@@ -126,8 +126,8 @@ void FakeDesktop::pressHotKey(int id, int holdMs)
 
 QString FakeDesktop::keyName(int virtualKey)
 {
-    if (virtualKey >= 0x70 && virtualKey <= 0x87)
-        return QStringLiteral("F%1").arg(virtualKey - 0x6F);
+    if (virtualKey >= VirtualKey::F1 && virtualKey <= VirtualKey::F24)
+        return QStringLiteral("F%1").arg(virtualKey - VirtualKey::F1 + 1);
     if ((virtualKey >= 0x30 && virtualKey <= 0x39) || (virtualKey >= 0x41 && virtualKey <= 0x5A))
         return QString(QChar(virtualKey));
     return QStringLiteral("Key%1").arg(virtualKey);
