@@ -24,21 +24,13 @@ EntryDialog::EntryDialog(const KindDescriptor& kind, ContentServices& services, 
         m_form->load(row);
     bodyLayout()->addWidget(m_form);
 
-    auto* ok = new QPushButton(u"确定"_s, this);
-    ok->setObjectName(u"btnConfirm"_s);
-    auto* cancel = new QPushButton(u"取消"_s, this);
-    cancel->setObjectName(u"btnCancel"_s);
-    for (QPushButton* b : {ok, cancel}) {
+    // Enter is typed into the description, not a press of 确定.
+    const CommandRow commands = addCommandRow(u"btnConfirm"_s);
+    for (QPushButton* b : {commands.ok, commands.cancel}) {
+        b->setDefault(false);
         b->setAutoDefault(false);
-        b->setMinimumWidth(80);
     }
-    connect(ok, &QPushButton::clicked, this, &EntryDialog::confirm);
-    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
-    auto* commands = new QHBoxLayout;
-    commands->addStretch(1);
-    commands->addWidget(ok);
-    commands->addWidget(cancel);
-    bodyLayout()->addLayout(commands);
+    connect(commands.ok, &QPushButton::clicked, this, &EntryDialog::confirm);
 }
 
 void EntryDialog::confirm()

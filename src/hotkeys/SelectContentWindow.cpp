@@ -66,21 +66,10 @@ SelectContentWindow::SelectContentWindow(Store& store, const QList<qint64>& chos
     bodyLayout()->addLayout(filters);
     bodyLayout()->addWidget(m_list, 1);
 
-    auto* ok = new QPushButton(QStringLiteral("确定"), this);
-    ok->setObjectName(QStringLiteral("btnOK"));
-    ok->setDefault(true);
-    auto* cancel = new QPushButton(QStringLiteral("取消"), this);
-    cancel->setObjectName(QStringLiteral("btnCancel"));
-    auto* buttons = new QHBoxLayout;
-    buttons->addWidget(m_count);
-    buttons->addWidget(m_checkedCount);
-    buttons->addStretch(1);
-    buttons->addWidget(ok);
-    buttons->addWidget(cancel);
-    bodyLayout()->addLayout(buttons);
-
-    connect(ok, &QPushButton::clicked, this, &SelectContentWindow::confirm);
-    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
+    const CommandRow commands = addCommandRow(QStringLiteral("btnOK"));
+    commands.layout->insertWidget(0, m_checkedCount);
+    commands.layout->insertWidget(0, m_count);
+    connect(commands.ok, &QPushButton::clicked, this, &SelectContentWindow::confirm);
     connect(m_model, &QAbstractItemModel::modelReset, this, &SelectContentWindow::updateCounts);
     connect(m_model, &KnowledgePickModel::checkedChanged, this, &SelectContentWindow::updateCounts);
     // Only committed text searches: an input method's composition is not searched key by key.

@@ -2,6 +2,9 @@
 
 #include "panel/IdSequenceSync.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 QString prefix(KnowledgeTreeModel::NodeKind kind)
@@ -388,67 +391,60 @@ void KnowledgeTreeModel::runScheduledSyncs()
     }
 }
 
+namespace {
+
+// How a written row finds its nodes: the key of its node, the column naming its parent row and
+// the parent node's key. Knowledge entries also have a twin in the common list.
+struct TreeLink {
+    Table table;
+    QChar prefix;
+    const char* parentColumn;
+    QChar parentPrefix;
+};
+constexpr TreeLink treeLinks[] = {
+    {Table::Knowledge, u'K', "goodsid", u'G'},
+    {Table::Goods, u'G', "typeid", u'T'},
+    {Table::Type, u'T', "itemid", u'I'},
+};
+
+QString nodeKey(QChar prefix, qint64 id)
+{
+    return prefix + QString::number(id);
+}
+
+} // namespace
+
 void KnowledgeTreeModel::onStoreChanged(Table table, qint64 id, Change change)
 {
     if (change == Change::Reset) {
         reload();
         return;
     }
-    auto parentOf = [this](const QString& k) -> Node* {
-        Node* n = m_byKey.value(k);
-        return n ? n->parent : nullptr;
-    };
-    switch (table) {
-    case Table::Knowledge: {
-        const QString entryKey = QStringLiteral("K%1").arg(id);
-        const QString commonKey = QStringLiteral("C%1").arg(id);
-        if (change == Change::Removed) {
-            if (Node* n = m_byKey.value(entryKey))
+    const auto link = std::find_if(std::begin(treeLinks), std::end(treeLinks),
+                                   [table](const TreeLink& l) { return l.table == table; });
+    if (link == std::end(treeLinks))
+        return;
+    QStringList keys{nodeKey(link->prefix, id)};
+    if (table == Table::Knowledge)
+        keys << nodeKey(u'C', id);
+    if (change == Change::Removed) {
+        for (const QString& k : std::as_const(keys)) {
+            if (Node* n = m_byKey.value(k))
                 removeNode(n);
-            if (Node* n = m_byKey.value(commonKey))
-                removeNode(n);
-            return;
         }
-        scheduleSync(parentOf(entryKey));
-        scheduleSync(m_byKey.value(QStringLiteral("I%1").arg(sectionId(TreeSection::Common))));
-        Result<std::optional<Row>> row =
-            m_store.row(Table::Knowledge, id, {QStringLiteral("goodsid")});
-        if (row && row.value())
-            scheduleSync(m_byKey.value(QStringLiteral("G%1").arg(
-                row.value()->value(QStringLiteral("goodsid")).toLongLong())));
         return;
     }
-    case Table::Goods: {
-        const QString goodsKey = QStringLiteral("G%1").arg(id);
-        if (change == Change::Removed) {
-            if (Node* n = m_byKey.value(goodsKey))
-                removeNode(n);
-            return;
-        }
-        scheduleSync(parentOf(goodsKey));
-        Result<std::optional<Row>> row = m_store.row(Table::Goods, id, {QStringLiteral("typeid")});
-        if (row && row.value())
-            scheduleSync(m_byKey.value(QStringLiteral("T%1").arg(
-                row.value()->value(QStringLiteral("typeid")).toLongLong())));
-        return;
-    }
-    case Table::Type: {
-        const QString typeKey = QStringLiteral("T%1").arg(id);
-        if (change == Change::Removed) {
-            if (Node* n = m_byKey.value(typeKey))
-                removeNode(n);
-            return;
-        }
-        scheduleSync(parentOf(typeKey));
-        Result<std::optional<Row>> row = m_store.row(Table::Type, id, {QStringLiteral("itemid")});
-        if (row && row.value())
-            scheduleSync(m_byKey.value(QStringLiteral("I%1").arg(
-                row.value()->value(QStringLiteral("itemid")).toLongLong())));
-        return;
-    }
-    default:
-        return;
-    }
+    // Where the row was, and where it is now: it may have moved to another parent.
+    if (Node* n = m_byKey.value(keys.first()))
+        scheduleSync(n->parent);
+    // Marked common or not, an entry may come into or leave the common list.
+    if (table == Table::Knowledge)
+        scheduleSync(m_byKey.value(nodeKey(u'I', sectionId(TreeSection::Common))));
+    const QString parentColumn = QLatin1String(link->parentColumn);
+    const Result<std::optional<Row>> row = m_store.row(table, id, {parentColumn});
+    if (row && row.value())
+        scheduleSync(m_byKey.value(
+            nodeKey(link->parentPrefix, row.value()->value(parentColumn).toLongLong())));
 }
 
 EntryRef KnowledgeTreeModel::entry(const QModelIndex& index) const

@@ -42,21 +42,8 @@ LoginWindow::LoginWindow(UserAccounts& accounts, QWidget* parent)
     form->addRow(QStringLiteral("密　码："), m_password);
     bodyLayout()->addLayout(form);
 
-    auto* ok = new QPushButton(QStringLiteral("确定"), this);
-    ok->setObjectName(QStringLiteral("btnOK"));
-    ok->setDefault(true);
-    auto* cancel = new QPushButton(QStringLiteral("取消"), this);
-    cancel->setObjectName(QStringLiteral("btnCancel"));
-    for (QPushButton* b : {ok, cancel})
-        b->setMinimumWidth(80);
-    connect(ok, &QPushButton::clicked, this, &LoginWindow::tryLogin);
-    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
-
-    auto* row = new QHBoxLayout;
-    row->addStretch(1);
-    row->addWidget(ok);
-    row->addWidget(cancel);
-    bodyLayout()->addLayout(row);
+    connect(addCommandRow(QStringLiteral("btnOK")).ok, &QPushButton::clicked, this,
+            &LoginWindow::tryLogin);
 
     m_password->setFocus();
 }

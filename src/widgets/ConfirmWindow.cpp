@@ -23,21 +23,8 @@ ConfirmWindow::ConfirmWindow(QWidget* parent, const QString& question)
     m_question->setTextFormat(Qt::PlainText);
     bodyLayout()->addWidget(m_question, 1);
 
-    auto* confirm = new QPushButton(QStringLiteral("确定"), this);
-    confirm->setObjectName(QStringLiteral("btnComfirm"));
-    confirm->setDefault(true);
-    auto* cancel = new QPushButton(QStringLiteral("取消"), this);
-    cancel->setObjectName(QStringLiteral("btnCancel"));
-    for (QPushButton* b : {confirm, cancel})
-        b->setMinimumWidth(80);
-    connect(confirm, &QPushButton::clicked, this, &QDialog::accept);
-    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
-
-    auto* row = new QHBoxLayout;
-    row->addStretch(1);
-    row->addWidget(confirm);
-    row->addWidget(cancel);
-    bodyLayout()->addLayout(row);
+    connect(addCommandRow(QStringLiteral("btnComfirm")).ok, &QPushButton::clicked, this,
+            &QDialog::accept);
 }
 
 QString ConfirmWindow::question() const

@@ -3,6 +3,8 @@
 #include "widgets/TitleBar.h"
 
 #include <QFrame>
+#include <QHBoxLayout>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 FramelessDialog::FramelessDialog(QWidget* parent)
@@ -42,4 +44,21 @@ void FramelessDialog::setCaption(const QString& caption)
 QString FramelessDialog::caption() const
 {
     return m_titleBar->caption();
+}
+
+FramelessDialog::CommandRow FramelessDialog::addCommandRow(const QString& okName)
+{
+    CommandRow row{new QHBoxLayout, new QPushButton(QStringLiteral("确定"), this),
+                   new QPushButton(QStringLiteral("取消"), this)};
+    row.ok->setObjectName(okName);
+    row.cancel->setObjectName(QStringLiteral("btnCancel"));
+    row.ok->setDefault(true);
+    for (QPushButton* b : {row.ok, row.cancel})
+        b->setMinimumWidth(80);
+    connect(row.cancel, &QPushButton::clicked, this, &QDialog::reject);
+    row.layout->addStretch(1);
+    row.layout->addWidget(row.ok);
+    row.layout->addWidget(row.cancel);
+    m_body->addLayout(row.layout);
+    return row;
 }

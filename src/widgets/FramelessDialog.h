@@ -2,6 +2,8 @@
 
 #include <QDialog>
 
+class QHBoxLayout;
+class QPushButton;
 class QVBoxLayout;
 class TitleBar;
 
@@ -19,6 +21,16 @@ public:
 protected:
     // Where subclasses put their content.
     QVBoxLayout* bodyLayout() const { return m_body; }
+
+    // The row of commands at the bottom of the body: 确定 and 取消 on the right, at least 80
+    // pixels wide; 取消 rejects the dialog. 确定 carries the name each window has always given it
+    // (btnOK, btnConfirm, btnComfirm); the caller connects it. Widgets may go to the row's left.
+    struct CommandRow {
+        QHBoxLayout* layout;
+        QPushButton* ok;
+        QPushButton* cancel;
+    };
+    CommandRow addCommandRow(const QString& okName);
 
 private:
     TitleBar* m_titleBar;
