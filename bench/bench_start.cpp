@@ -8,12 +8,12 @@
 
 #include "LibraryGenerator.h"
 #include "app/Startup.h"
+#include "data/CurrentUser.h"
 #include "data/SearchService.h"
 #include "panel/PanelWindow.h"
 #include "panel/TreePage.h"
 #include "platform/PlatformPaths.h"
 #include "platform/fake/FakeDesktop.h"
-#include "users/CurrentUser.h"
 
 #include <QApplication>
 #include <QFile>
@@ -178,8 +178,8 @@ int main(int argc, char* argv[])
     FakeDesktop desktop;
     SearchService search(startup.store(), startup.settings());
     auto panel = std::make_unique<PanelWindow>(
-        PanelContext{startup.root(), startup.settings(), startup.store(), search, desktop,
-                     CurrentUser{QStringLiteral("admin"), true}});
+        Services{startup.root(), startup.settings(), startup.store(), search, desktop,
+                 CurrentUser{QStringLiteral("admin"), true}});
     panel->show();
     settle();
     const double startMs = msSince(start);

@@ -80,13 +80,13 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     if (!desktop->isAvailable())
         Dialogs::message(nullptr, desktop->unavailableReason());
     SearchService search(startup.store(), startup.settings());
-    PanelWindow panel(
-        {startup.root(), startup.settings(), startup.store(), search, *desktop, *user});
+    const Services services{startup.root(), startup.settings(), startup.store(),
+                            search,         *desktop,           *user};
+    PanelWindow panel(services);
     QObject::connect(&panel, &PanelWindow::exitConfirmed, &app, &QApplication::quit,
                      Qt::QueuedConnection);
     // The management windows, and the view windows every double-click may ask for.
-    auto* content = new ContentWindows(startup.root(), startup.settings(), startup.store(),
-                                       *desktop, *user, &panel);
+    auto* content = new ContentWindows(services, &panel);
     QObject::connect(&panel, &PanelWindow::viewRequested, content, &ContentWindows::openView);
     panel.setManagementMenu(content->managementMenu(&panel));
     panel.show();

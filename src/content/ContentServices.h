@@ -3,25 +3,20 @@
 #include "content/ContentFiles.h"
 #include "content/EntryWriter.h"
 #include "content/FilePicker.h"
-#include "data/DataRoot.h"
-#include "users/CurrentUser.h"
+#include "data/Services.h"
 
-class Desktop;
-class Settings;
-class Store;
-
-// What every management window works with; it outlives them all.
+// What every management window works with: the program's shared services, and the content
+// windows' own file copies, writer and file picker. It outlives them all.
 class ContentServices {
 public:
-    ContentServices(const DataRoot& root, Settings& settings, Store& store, Desktop& desktop,
-                    CurrentUser user);
+    explicit ContentServices(const Services& services);
 
-    Settings& settings() const { return m_settings; }
-    Store& store() const { return m_store; }
-    Desktop& desktop() const { return m_desktop; }
+    Settings& settings() const { return m_services.settings; }
+    Store& store() const { return m_services.store; }
+    Desktop& desktop() const { return m_services.desktop; }
     const ContentFiles& files() const { return m_files; }
     EntryWriter& writer() { return m_writer; }
-    const CurrentUser& user() const { return m_user; }
+    const CurrentUser& user() const { return m_services.user; }
 
     FilePicker& picker() const { return *m_picker; }
     // Tests hand in a picker that answers without a window; nullptr restores the system's.
@@ -31,12 +26,9 @@ public:
     int fileLimitMb() const;
 
 private:
-    Settings& m_settings;
-    Store& m_store;
-    Desktop& m_desktop;
+    Services m_services;
     ContentFiles m_files;
     EntryWriter m_writer;
-    CurrentUser m_user;
     SystemFilePicker m_systemPicker;
     FilePicker* m_picker = &m_systemPicker;
 };

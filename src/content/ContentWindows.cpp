@@ -12,9 +12,8 @@
 
 using namespace Qt::StringLiterals;
 
-ContentWindows::ContentWindows(const DataRoot& root, Settings& settings, Store& store,
-                               Desktop& desktop, const CurrentUser& user, QWidget* owner)
-    : QObject(owner), m_services(root, settings, store, desktop, user), m_owner(owner)
+ContentWindows::ContentWindows(const Services& services, QWidget* owner)
+    : QObject(owner), m_services(services), m_owner(owner)
 {}
 
 ContentWindows::~ContentWindows()

@@ -18,8 +18,7 @@ class QMenu;
 class ContentWindows : public QObject {
     Q_OBJECT
 public:
-    ContentWindows(const DataRoot& root, Settings& settings, Store& store, Desktop& desktop,
-                   const CurrentUser& user, QWidget* owner = nullptr);
+    explicit ContentWindows(const Services& services, QWidget* owner = nullptr);
     ~ContentWindows() override;
 
     ContentServices& services() { return m_services; }

@@ -159,9 +159,18 @@ QString hotKeyWrittenDefault(int n, HotKeyField field)
     return {};
 }
 
+// A hot key missing from the file is unset: the default file's F-keys are for new installations.
 QString hotKeyReadDefault(int n, HotKeyField field)
 {
-    return hotKeyWrittenDefault(n, field);
+    switch (field) {
+    case HotKeyField::Key:
+        return QStringLiteral("无");
+    case HotKeyField::KeyCode:
+    case HotKeyField::ModKeyCode:
+        return QStringLiteral("0");
+    default:
+        return hotKeyWrittenDefault(n, field);
+    }
 }
 
 QStringList defaultFileLines()

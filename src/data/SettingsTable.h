@@ -103,6 +103,7 @@ QString key(Setting setting); // trimmed, as readers look it up
 // n is 1..12. The modifier key is spelled with a lowercase "k", as the default file has it.
 QString hotKeyKey(int n, HotKeyField field);
 QString hotKeyWrittenDefault(int n, HotKeyField field);
+// A missing combination reads as unset ("无", codes 0).
 QString hotKeyReadDefault(int n, HotKeyField field);
 
 // The default config.ini, line by line, in its fixed order.

@@ -1,7 +1,6 @@
-#include "hotkeys/RKHotKey.h"
+#include "hotkeys/HotKeyBox.h"
 
-#include "data/IniFile.h"
-#include "data/SettingsTable.h"
+#include "data/Settings.h"
 #include "hotkeys/VirtualKeyMap.h"
 #include "platform/Desktop.h"
 #include "widgets/Dialogs.h"
@@ -20,16 +19,6 @@ int nextRegistrationId()
     return ++last;
 }
 
-QString keyCodeKey(const QString& stem)
-{
-    return stem + QStringLiteral("KeyCode");
-}
-
-QString modKeyCodeKey(const QString& stem)
-{
-    return stem + QStringLiteral("ModKeyCode");
-}
-
 int virtualKeyOf(const QKeyEvent* event)
 {
 #ifdef Q_OS_WIN
@@ -42,7 +31,7 @@ int virtualKeyOf(const QKeyEvent* event)
 
 } // namespace
 
-RKHotKey::RKHotKey(Desktop& desktop, QWidget* parent)
+HotKeyBox::HotKeyBox(Desktop& desktop, QWidget* parent)
     : QLineEdit(parent), m_desktop(desktop),
       m_capture([&desktop](int virtualKey) { return desktop.keyName(virtualKey); }),
       m_registrationId(nextRegistrationId())
@@ -57,20 +46,20 @@ RKHotKey::RKHotKey(Desktop& desktop, QWidget* parent)
     });
 }
 
-RKHotKey::~RKHotKey()
+HotKeyBox::~HotKeyBox()
 {
     if (m_enabled)
         m_desktop.unregisterHotKey(m_registrationId);
 }
 
-void RKHotKey::setCombination(const QString& text, int keyCode, int modKeyCode)
+void HotKeyBox::setCombination(const QString& text, int keyCode, int modKeyCode)
 {
     setHotKeyEnabled(false);
     m_capture.set(text, keyCode, modKeyCode);
     showCapture();
 }
 
-void RKHotKey::setHotKeyEnabled(bool enabled)
+void HotKeyBox::setHotKeyEnabled(bool enabled)
 {
     if (enabled == m_enabled)
         return;
@@ -100,35 +89,14 @@ void RKHotKey::setHotKeyEnabled(bool enabled)
     m_enabled = true;
 }
 
-Result<void> RKHotKey::saveSettings() const
+void HotKeyBox::load(const Settings& settings, int n)
 {
-    IniFile ini(m_iniFile);
-    if (Result<void> loaded = ini.load(); !loaded)
-        return loaded;
-    const QString section = SettingsTable::hotKeySection();
-    const QString stem = objectName();
-    if (Result<void> r = ini.writeIni(section, stem, m_capture.text()); !r)
-        return r;
-    if (Result<void> r = ini.writeIni(section, keyCodeKey(stem), QString::number(keyCode())); !r)
-        return r;
-    return ini.writeIni(section, modKeyCodeKey(stem), QString::number(modKeyCode()));
+    setCombination(settings.hotKey(n, HotKeyField::Key),
+                   settings.hotKey(n, HotKeyField::KeyCode).toInt(),
+                   settings.hotKey(n, HotKeyField::ModKeyCode).toInt());
 }
 
-Result<void> RKHotKey::loadSettings()
-{
-    IniFile ini(m_iniFile);
-    if (Result<void> loaded = ini.load(); !loaded)
-        return loaded;
-    const QString section = SettingsTable::hotKeySection();
-    const QString stem = objectName();
-    const QString zero = QStringLiteral("0");
-    setCombination(ini.readIni(section, stem, HotKeyCapture::noneText()),
-                   ini.readIni(section, keyCodeKey(stem), zero).toInt(),
-                   ini.readIni(section, modKeyCodeKey(stem), zero).toInt());
-    return {};
-}
-
-bool RKHotKey::event(QEvent* event)
+bool HotKeyBox::event(QEvent* event)
 {
     // Every combination is the agent's to capture, including those the window would otherwise
     // take as shortcuts (Ctrl+V, Ctrl+A).
@@ -139,7 +107,7 @@ bool RKHotKey::event(QEvent* event)
     return QLineEdit::event(event);
 }
 
-void RKHotKey::keyPressEvent(QKeyEvent* event)
+void HotKeyBox::keyPressEvent(QKeyEvent* event)
 {
     event->accept();
     const int virtualKey = virtualKeyOf(event);
@@ -156,7 +124,7 @@ void RKHotKey::keyPressEvent(QKeyEvent* event)
     emit keyDown(virtualKey, held);
 }
 
-void RKHotKey::keyReleaseEvent(QKeyEvent* event)
+void HotKeyBox::keyReleaseEvent(QKeyEvent* event)
 {
     event->accept();
     // A held key repeats only its press, as on Windows; the releases X11 puts between are not
@@ -169,12 +137,12 @@ void RKHotKey::keyReleaseEvent(QKeyEvent* event)
     emit keyUp(virtualKey, event->modifiers());
 }
 
-void RKHotKey::contextMenuEvent(QContextMenuEvent* event)
+void HotKeyBox::contextMenuEvent(QContextMenuEvent* event)
 {
     event->accept();
 }
 
-void RKHotKey::mousePressEvent(QMouseEvent* event)
+void HotKeyBox::mousePressEvent(QMouseEvent* event)
 {
     // A middle click would paste the selection into the box.
     if (event->button() == Qt::MiddleButton) {
@@ -184,7 +152,7 @@ void RKHotKey::mousePressEvent(QMouseEvent* event)
     QLineEdit::mousePressEvent(event);
 }
 
-void RKHotKey::mouseReleaseEvent(QMouseEvent* event)
+void HotKeyBox::mouseReleaseEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::MiddleButton) {
         event->accept();
@@ -193,13 +161,13 @@ void RKHotKey::mouseReleaseEvent(QMouseEvent* event)
     QLineEdit::mouseReleaseEvent(event);
 }
 
-void RKHotKey::showCapture()
+void HotKeyBox::showCapture()
 {
     setText(m_capture.text());
     end(false);
 }
 
-void RKHotKey::notify(const QString& text)
+void HotKeyBox::notify(const QString& text)
 {
     Dialogs::message(window(), objectName() + text);
 }

@@ -1,20 +1,20 @@
 #pragma once
 
-#include "data/Result.h"
 #include "hotkeys/HotKeyCapture.h"
 
 #include <QLineEdit>
 
 class Desktop;
+class Settings;
 
 // The hot-key capture box: the agent types a combination into it, it shows the combination as
-// text, keeps it, stores it in an INI file and registers it with the system as a global hot key.
-// The control's objectName ("K1") names it in its notices and is the stem of its INI keys.
-class RKHotKey : public QLineEdit {
+// text, keeps it, and registers it with the system as a global hot key. Its objectName ("K1")
+// names it in its notices.
+class HotKeyBox : public QLineEdit {
     Q_OBJECT
 public:
-    explicit RKHotKey(Desktop& desktop, QWidget* parent = nullptr);
-    ~RKHotKey() override;
+    explicit HotKeyBox(Desktop& desktop, QWidget* parent = nullptr);
+    ~HotKeyBox() override;
 
     int keyCode() const { return m_capture.keyCode(); }
     int modKeyCode() const { return m_capture.modifierMask(); }
@@ -31,12 +31,8 @@ public:
     // The id under which the desktop knows this control's hot key.
     int registrationId() const { return m_registrationId; }
 
-    // Section "HotKey" of this file: <name>, <name>KeyCode and <name>ModKeyCode.
-    void setIniFile(const QString& path) { m_iniFile = path; }
-    QString iniFile() const { return m_iniFile; }
-    Result<void> saveSettings() const;
-    // A missing text reads as "无", missing codes as 0.
-    Result<void> loadSettings();
+    // Shows hot key n (1..12) of the settings: its combination text and codes.
+    void load(const Settings& settings, int n);
 
 signals:
     void hotKeyPressed();
@@ -62,5 +58,4 @@ private:
     int m_registrationId;
     bool m_enabled = false;
     bool m_clashed = false;
-    QString m_iniFile;
 };

@@ -1,7 +1,7 @@
 #include "hotkeys/HotKeyManager.h"
 
 #include "data/Settings.h"
-#include "hotkeys/RKHotKey.h"
+#include "hotkeys/HotKeyBox.h"
 #include "platform/Desktop.h"
 #include "send/Sender.h"
 #include "widgets/Dialogs.h"
@@ -16,17 +16,16 @@ HotKeyManager::HotKeyManager(Settings& settings, Store& store, Desktop& desktop,
 {
     m_assignments.load(m_settings);
     for (int n = 1; n <= HotKeyAssignments::Count; ++n) {
-        auto* control = new RKHotKey(m_desktop, panel);
+        auto* control = new HotKeyBox(m_desktop, panel);
         control->setObjectName(QLatin1Char('K') + QString::number(n));
-        control->setIniFile(m_settings.filePath());
         control->hide();
-        report(control->loadSettings());
-        connect(control, &RKHotKey::hotKeyPressed, this, [this, n] { press(n - 1); });
+        control->load(m_settings, n);
+        connect(control, &HotKeyBox::hotKeyPressed, this, [this, n] { press(n - 1); });
         m_controls << control;
     }
 }
 
-RKHotKey* HotKeyManager::control(int n) const
+HotKeyBox* HotKeyManager::control(int n) const
 {
     if (n < 1 || n > m_controls.size())
         return nullptr;
@@ -38,7 +37,7 @@ void HotKeyManager::enableAll()
     if (!m_desktop.isAvailable())
         return;
     // A control without a key has nothing to register; saving it already said so.
-    for (RKHotKey* control : std::as_const(m_controls)) {
+    for (HotKeyBox* control : std::as_const(m_controls)) {
         if (control && control->keyCode() != 0)
             control->setHotKeyEnabled(true);
     }
@@ -46,7 +45,7 @@ void HotKeyManager::enableAll()
 
 void HotKeyManager::disableAll()
 {
-    for (RKHotKey* control : std::as_const(m_controls)) {
+    for (HotKeyBox* control : std::as_const(m_controls)) {
         if (control)
             control->setHotKeyEnabled(false);
     }
@@ -68,7 +67,7 @@ void HotKeyManager::suspend()
 {
     m_suspended.clear();
     for (int n = 1; n <= m_controls.size(); ++n) {
-        RKHotKey* c = control(n);
+        HotKeyBox* c = control(n);
         if (c && c->hotKeyEnabled()) {
             m_suspended << n;
             c->setHotKeyEnabled(false);
@@ -79,7 +78,7 @@ void HotKeyManager::suspend()
 void HotKeyManager::resume()
 {
     for (int n : std::exchange(m_suspended, {})) {
-        if (RKHotKey* c = control(n))
+        if (HotKeyBox* c = control(n))
             c->setHotKeyEnabled(true);
     }
 }
@@ -90,9 +89,9 @@ void HotKeyManager::applySaved()
     m_assignments.load(m_settings);
     // All are given up before any is taken again, so that two keys may swap combinations.
     disableAll();
-    for (RKHotKey* control : std::as_const(m_controls)) {
-        if (control)
-            report(control->loadSettings());
+    for (int n = 1; n <= m_controls.size(); ++n) {
+        if (HotKeyBox* c = control(n))
+            c->load(m_settings, n);
     }
     enableAll();
 }

@@ -8,7 +8,7 @@
 
 class Desktop;
 class QWidget;
-class RKHotKey;
+class HotKeyBox;
 class Sender;
 class Settings;
 class Store;
@@ -28,7 +28,7 @@ public:
     Desktop& desktop() const { return m_desktop; }
 
     // n is 1..12.
-    RKHotKey* control(int n) const;
+    HotKeyBox* control(int n) const;
     const HotKeyAssignments& assignments() const { return m_assignments; }
 
     // Registers every control that holds a combination. Nothing is registered where the
@@ -55,7 +55,7 @@ private:
     Desktop& m_desktop;
     Sender& m_sender;
     QPointer<QWidget> m_panel;
-    QList<QPointer<RKHotKey>> m_controls;
+    QList<QPointer<HotKeyBox>> m_controls;
     HotKeyAssignments m_assignments;
     QList<int> m_suspended; // numbers of the controls suspend() gave up
 };

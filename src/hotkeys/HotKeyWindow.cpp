@@ -3,8 +3,8 @@
 #include "data/Settings.h"
 #include "data/Store.h"
 #include "hotkeys/HotKeyManager.h"
+#include "hotkeys/HotKeyBox.h"
 #include "hotkeys/HotKeySaveCheck.h"
-#include "hotkeys/RKHotKey.h"
 #include "hotkeys/SelectContentWindow.h"
 #include "keys/KeyCodes.h"
 #include "widgets/Dialogs.h"
@@ -42,11 +42,9 @@ HotKeyWindow::HotKeyWindow(HotKeyManager& manager, QWidget* parent)
     grid->addWidget(new QLabel(QStringLiteral("发送内容"), this), 0, 2);
     for (int n = 1; n <= HotKeyAssignments::Count; ++n) {
         Assignment& a = assignment(n);
-        a.key = new RKHotKey(m_manager.desktop(), this);
+        a.key = new HotKeyBox(m_manager.desktop(), this);
         a.key->setObjectName(numbered("K", n));
-        a.key->setIniFile(settings.filePath());
-        if (Result<void> loaded = a.key->loadSettings(); !loaded)
-            Dialogs::message(this, loaded.message());
+        a.key->load(settings, n);
 
         a.content = new QLineEdit(this);
         a.content->setObjectName(numbered("T", n));
@@ -95,7 +93,7 @@ HotKeyWindow::~HotKeyWindow()
     finish();
 }
 
-RKHotKey* HotKeyWindow::captureBox(int n) const
+HotKeyBox* HotKeyWindow::captureBox(int n) const
 {
     return n >= 1 && n <= HotKeyAssignments::Count ? assignment(n).key : nullptr;
 }
@@ -148,7 +146,7 @@ void HotKeyWindow::save()
 {
     QList<HotKeySlot> boxes;
     for (int n = 1; n <= HotKeyAssignments::Count; ++n) {
-        const RKHotKey* key = assignment(n).key;
+        const HotKeyBox* key = assignment(n).key;
         boxes.append({key->objectName(), key->text(), key->keyCode(), key->modKeyCode()});
     }
     const HotKeySaveCheck::Verdict verdict = HotKeySaveCheck::check(boxes);

@@ -9,7 +9,7 @@
 class HotKeyManager;
 class QCheckBox;
 class QLineEdit;
-class RKHotKey;
+class HotKeyBox;
 
 // `frmHotKey`: the twelve combinations and what each pastes. Capture boxes K1..K12, content
 // boxes T1..T12 (filled by the entry picker), chkSendTitleAndDesc1..12; btnSave checks and writes
@@ -22,7 +22,7 @@ public:
     ~HotKeyWindow() override;
 
     // n is 1..12.
-    RKHotKey* captureBox(int n) const;
+    HotKeyBox* captureBox(int n) const;
     QList<qint64> content(int n) const;
     // What the entry picker chose for assignment n.
     void setContent(int n, const QList<qint64>& ids);
@@ -34,7 +34,7 @@ public:
 
 private:
     struct Assignment {
-        RKHotKey* key = nullptr;
+        HotKeyBox* key = nullptr;
         QLineEdit* content = nullptr;
         QCheckBox* withTitle = nullptr;
         QList<qint64> ids;

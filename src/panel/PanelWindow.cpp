@@ -89,8 +89,8 @@ QString PanelWindow::titleText()
     return QStringLiteral("客服Tavro V") + QLatin1String(QUILLMATE_VERSION);
 }
 
-PanelWindow::PanelWindow(const PanelContext& context, QWidget* parent)
-    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint), m_ctx(context)
+PanelWindow::PanelWindow(const Services& services, QWidget* parent)
+    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint), m_ctx(services)
 {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(windowCaption());

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "data/DataRoot.h"
+#include "data/Services.h"
 #include "send/InputWindow.h"
 #include "send/SendAction.h"
-#include "users/CurrentUser.h"
 
 #include <QSet>
 #include <QWidget>
@@ -28,16 +27,6 @@ class Settings;
 class Store;
 class TreePage;
 
-// What the panel works with; all of it outlives the panel.
-struct PanelContext {
-    DataRoot root;
-    Settings& settings;
-    Store& store;
-    SearchService& search;
-    Desktop& desktop;
-    CurrentUser user;
-};
-
 // The main panel `frmMain`: a narrow frameless window with the knowledge tree and five lists
 // on six tabs, the tray icon, and the double-click that sends the chosen entry.
 class PanelWindow : public QWidget {
@@ -46,7 +35,7 @@ public:
     static QString windowCaption(); // 客服Tavro(Quillmate), by which the panel knows itself
     static QString titleText();     // 客服Tavro V2.1.8
 
-    explicit PanelWindow(const PanelContext& context, QWidget* parent = nullptr);
+    explicit PanelWindow(const Services& services, QWidget* parent = nullptr);
     ~PanelWindow() override;
 
     TreePage* treePage() const { return m_tree; }
@@ -105,7 +94,7 @@ private:
     void showDesktopProblem(const QString& message);
     void openHotKeyWindow();
 
-    PanelContext m_ctx;
+    Services m_ctx;
     InputWindow* m_input;
     Sender* m_sender;
     HotKeyManager* m_hotKeys = nullptr;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "users/CurrentUser.h"
+#include "data/CurrentUser.h"
 #include "widgets/FramelessDialog.h"
 
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "data/CurrentUser.h"
 #include "data/Result.h"
-#include "users/CurrentUser.h"
 
 #include <QList>
 #include <QString>

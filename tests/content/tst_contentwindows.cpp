@@ -4,6 +4,7 @@
 #include "content/EntryViewWindow.h"
 #include "content/ManagementListWindow.h"
 #include "data/IniFile.h"
+#include "data/SearchService.h"
 #include "panel/KnowledgeTreeModel.h"
 #include "platform/fake/FakeDesktop.h"
 #include "send/SendAction.h"
@@ -54,13 +55,19 @@ struct Windows {
     TestRoot root;
     FakeDesktop desktop;
     FakePicker picker;
+    SearchService search{*root.store, *root.settings};
     std::unique_ptr<QWidget> owner = std::make_unique<QWidget>();
     ContentWindows* windows = nullptr;
 
     explicit Windows(bool admin = true)
     {
-        windows = new ContentWindows(DataRoot(root.dir.path()), *root.settings, *root.store,
-                                     desktop, {"tester", admin}, owner.get());
+        windows = new ContentWindows({DataRoot(root.dir.path()),
+                                      *root.settings,
+                                      *root.store,
+                                      search,
+                                      desktop,
+                                      {"tester", admin}},
+                                     owner.get());
         windows->services().setPicker(&picker);
         Dialogs::takeShown();
     }

@@ -183,6 +183,13 @@ IniMap expectedReadDefaults()
     set[QStringLiteral("leftandrighthidemini")] = QStringLiteral("0");
     set[QStringLiteral("mainstarttopsize")] = QStringLiteral("80");
     set[QStringLiteral("startmainheight")] = QStringLiteral("7380");
+    // A hot key missing from the file is unset.
+    QHash<QString, QString>& hotKeys = map[QStringLiteral("hotkey")];
+    for (int n = 1; n <= HotKeyCount; ++n) {
+        hotKeys[QStringLiteral("k%1").arg(n)] = QStringLiteral("无");
+        hotKeys[QStringLiteral("k%1keycode").arg(n)] = QStringLiteral("0");
+        hotKeys[QStringLiteral("k%1modkeycode").arg(n)] = QStringLiteral("0");
+    }
     return map;
 }
 

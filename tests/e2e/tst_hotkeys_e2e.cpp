@@ -4,8 +4,8 @@
 // client holds is reported.
 #include "StubChatProcess.h"
 #include "data/SearchService.h"
+#include "hotkeys/HotKeyBox.h"
 #include "hotkeys/HotKeyManager.h"
-#include "hotkeys/RKHotKey.h"
 #include "panel/PanelWindow.h"
 #include "platform/DesktopFactory.h"
 #include "send/Sender.h"

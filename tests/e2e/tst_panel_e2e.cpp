@@ -47,12 +47,12 @@ struct Rig {
         phrase = root.add(Table::Simple, {{"name", "亲，您好！"}, {"typeid", type}});
         QVERIFY(desktop->isAvailable());
         search = std::make_unique<SearchService>(*root.store, *root.settings);
-        panel = std::make_unique<PanelWindow>(PanelContext{DataRoot(root.dir.path()),
-                                                           *root.settings,
-                                                           *root.store,
-                                                           *search,
-                                                           *desktop,
-                                                           {"tester", true}});
+        panel = std::make_unique<PanelWindow>(Services{DataRoot(root.dir.path()),
+                                                       *root.settings,
+                                                       *root.store,
+                                                       *search,
+                                                       *desktop,
+                                                       {"tester", true}});
         panel->show();
         QVERIFY(QTest::qWaitForWindowExposed(panel.get()));
         panel->startDocking();

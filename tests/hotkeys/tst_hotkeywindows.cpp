@@ -1,7 +1,7 @@
+#include "hotkeys/HotKeyBox.h"
 #include "hotkeys/HotKeyManager.h"
 #include "hotkeys/HotKeyWindow.h"
 #include "hotkeys/KnowledgePickModel.h"
-#include "hotkeys/RKHotKey.h"
 #include "hotkeys/SelectContentWindow.h"
 #include "platform/fake/FakeDesktop.h"
 #include "send/InputWindow.h"
@@ -14,10 +14,12 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QFile>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QShortcut>
 #include <QSignalSpy>
 
@@ -58,7 +60,7 @@ void typeCtrlShiftA(QWidget* box)
     QTest::keyRelease(box, Qt::Key_Control);
 }
 
-std::pair<int, int> combination(const RKHotKey* key)
+std::pair<int, int> combination(const HotKeyBox* key)
 {
     return {key->keyCode(), key->modKeyCode()};
 }
@@ -123,7 +125,7 @@ private slots:
 
     void captureBoxTakesEveryKey();
     void registrationAndClashes();
-    void iniStorage();
+    void boxShowsItsSettings();
     void panelKeysPasteTheirEntries();
     void nothingRegisteredWithoutDesktopAccess();
     void hotKeyWindowSaves();
@@ -136,12 +138,12 @@ private slots:
 void TestHotKeyWindows::captureBoxTakesEveryKey()
 {
     FakeDesktop desktop;
-    RKHotKey box(desktop);
+    HotKeyBox box(desktop);
     box.setObjectName("K1");
     box.show();
     QVERIFY(QTest::qWaitForWindowExposed(&box));
-    QSignalSpy downs(&box, &RKHotKey::keyDown);
-    QSignalSpy ups(&box, &RKHotKey::keyUp);
+    QSignalSpy downs(&box, &HotKeyBox::keyDown);
+    QSignalSpy ups(&box, &HotKeyBox::keyUp);
 
     // Qt does not count a modifier in the state of its own press; the box does.
     QTest::keyPress(&box, Qt::Key_Control);
@@ -193,12 +195,12 @@ void TestHotKeyWindows::registrationAndClashes()
 {
     FakeDesktop desktop;
     QWidget window;
-    auto* k1 = new RKHotKey(desktop, &window);
-    auto* k2 = new RKHotKey(desktop, &window);
+    auto* k1 = new HotKeyBox(desktop, &window);
+    auto* k2 = new HotKeyBox(desktop, &window);
     k1->setObjectName("K1");
     k2->setObjectName("K2");
-    QSignalSpy pressed(k1, &RKHotKey::hotKeyPressed);
-    QSignalSpy clashes(k2, &RKHotKey::hotKeyClash);
+    QSignalSpy pressed(k1, &HotKeyBox::hotKeyPressed);
+    QSignalSpy clashes(k2, &HotKeyBox::hotKeyClash);
 
     k1->setCombination("F1", 112, 0);
     k1->setHotKeyEnabled(true);
@@ -258,37 +260,31 @@ void TestHotKeyWindows::registrationAndClashes()
     QVERIFY(desktop.hotKeys().isEmpty());
 }
 
-void TestHotKeyWindows::iniStorage()
+void TestHotKeyWindows::boxShowsItsSettings()
 {
     TestRoot root;
     FakeDesktop desktop;
-    RKHotKey k3(desktop);
-    k3.setObjectName("K3");
-    k3.setIniFile(root.configPath());
-    QVERIFY(k3.loadSettings().ok());
+    HotKeyBox k3(desktop);
+    k3.load(*root.settings, 3);
     QCOMPARE(k3.text(), "F3");
     QCOMPARE(combination(&k3), std::make_pair(114, 0));
 
-    k3.setCombination("Ctrl + Shift + A", 0x41, 6);
-    QVERIFY(k3.saveSettings().ok());
-    Settings fresh(root.configPath());
-    QVERIFY(fresh.load().ok());
-    QCOMPARE(fresh.hotKey(3, HotKeyField::Key), "Ctrl + Shift + A");
-    QCOMPARE(fresh.hotKey(3, HotKeyField::KeyCode), "65");
-    QCOMPARE(fresh.hotKey(3, HotKeyField::ModKeyCode), "6");
-    // The existing lower-case key was written over, not joined by a second spelling.
+    // A file without the key: the box is unset, not the default file's F9.
     QFile file(root.configPath());
     QVERIFY(file.open(QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(file.readAll());
-    QCOMPARE(text.count("k3ModKeyCode=", Qt::CaseInsensitive), 1);
-
-    RKHotKey absent(desktop);
-    absent.setObjectName("Hot");
-    absent.setIniFile(root.configPath());
-    absent.setCombination("F9", 120, 2);
-    QVERIFY(absent.loadSettings().ok());
-    QCOMPARE(absent.text(), "无");
-    QCOMPARE(combination(&absent), std::make_pair(0, 0));
+    QString text = QString::fromUtf8(file.readAll());
+    file.close();
+    text.remove(QRegularExpression(QStringLiteral("^[Kk]9(KeyCode|ModKeyCode)?=.*\\n"),
+                                   QRegularExpression::MultilineOption));
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(text.toUtf8());
+    file.close();
+    QVERIFY(root.settings->load().ok());
+    HotKeyBox k9(desktop);
+    k9.setCombination("F9", 120, 2);
+    k9.load(*root.settings, 9);
+    QCOMPARE(k9.text(), "无");
+    QCOMPARE(combination(&k9), std::make_pair(0, 0));
 }
 
 void TestHotKeyWindows::panelKeysPasteTheirEntries()

@@ -63,12 +63,12 @@ struct Panel {
         desktop.addWindow({100, "ChatClient", "客户", QRect(0, 0, 800, 600), true, false});
         desktop.setForeground(100);
         search = std::make_unique<SearchService>(*root.store, *root.settings);
-        window = std::make_unique<PanelWindow>(PanelContext{DataRoot(root.dir.path()),
-                                                            *root.settings,
-                                                            *root.store,
-                                                            *search,
-                                                            desktop,
-                                                            {"tester", admin}});
+        window = std::make_unique<PanelWindow>(Services{DataRoot(root.dir.path()),
+                                                        *root.settings,
+                                                        *root.store,
+                                                        *search,
+                                                        desktop,
+                                                        {"tester", admin}});
         window->show();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
     }
