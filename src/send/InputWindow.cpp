@@ -39,6 +39,9 @@ bool InputWindow::usable(WindowId id)
 
 WindowId InputWindow::target(PasteOrigin origin)
 {
+    // The desktop reports a change of the window in front some time after it happened; the
+    // answer must not depend on whether the report has been handled yet.
+    noteForeground();
     if (origin == PasteOrigin::HotKey) {
         const WindowInfo front = m_desktop.foregroundWindow();
         if (front.isValid() && !isOwnWindow(front))

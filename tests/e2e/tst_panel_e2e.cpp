@@ -283,11 +283,14 @@ void TestPanelE2e::waitsForHeldModifiers()
     StubChatProcess chat("WeChatMainWndForPC", "微信", QRect(200, 100, 600, 500));
     QVERIFY(chat.start());
     rig.activate(chat);
+    QSignalSpy pasted(&rig.panel->sender(), &Sender::pasteFinished);
     QVERIFY(xdotool({"keydown", "ctrl+alt"}));
     rig.panel->sender().sendText(QStringLiteral("稍等"));
     QTest::qWait(700);
     QCOMPARE(chat.text(), QString());
     QVERIFY(xdotool({"keyup", "ctrl+alt"}));
+    QTRY_VERIFY_WITH_TIMEOUT(!pasted.isEmpty(), 5000);
+    QVERIFY2(pasted.first().at(0).toBool(), qPrintable(pasted.first().at(1).toString()));
     QTRY_COMPARE_WITH_TIMEOUT(chat.text(), QStringLiteral("稍等"), 5000);
     QCOMPARE(rig.desktop->heldModifiers(), 0);
 }

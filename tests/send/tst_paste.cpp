@@ -158,9 +158,13 @@ void TestPaste::pasteGoesWhereTheAgentIs()
     d.addWindow(
         {500, "Quillmate", "知识查看", QRect(), true, false, QCoreApplication::applicationPid()});
 
-    // Floating: the window the agent had in front before turning to the panel.
+    // Floating: the window the agent had in front before turning to the panel, also when the
+    // desktop has not reported it yet.
     QCOMPARE(in.target(PasteOrigin::Panel), SendRig::Chat);
+    d.setForegroundReportDelay(200);
     d.setForeground(Browser);
+    QCOMPARE(in.target(PasteOrigin::Panel), Browser);
+    d.setForegroundReportDelay(0);
     d.setForeground(500);
     QCOMPARE(in.target(PasteOrigin::Panel), Browser);
 

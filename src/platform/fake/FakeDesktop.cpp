@@ -168,7 +168,10 @@ void FakeDesktop::setForeground(WindowId id)
     if (m_foreground == id)
         return;
     m_foreground = id;
-    emit foregroundChanged(id);
+    if (m_reportDelay > 0)
+        QTimer::singleShot(m_reportDelay, this, [this, id] { emit foregroundChanged(id); });
+    else
+        emit foregroundChanged(id);
 }
 
 void FakeDesktop::moveWindow(WindowId id, const QRect& frame)

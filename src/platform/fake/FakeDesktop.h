@@ -56,6 +56,9 @@ public:
     // -1: activation requests are ignored; otherwise the window comes to the front after
     // this many milliseconds.
     void setActivationDelay(int ms) { m_activationDelay = ms; }
+    // Like a real window system, report a new window in front only after this many
+    // milliseconds (0: at once).
+    void setForegroundReportDelay(int ms) { m_reportDelay = ms; }
     void setHeldModifiers(int mask) { m_heldModifiers = mask; }
     // How long after Ctrl+V the window in front fetches the clipboard: 0 as soon as it gets to
     // the key (Qt programs), more for programs that fetch asynchronously, -1 never. Like GTK
@@ -105,6 +108,7 @@ private:
     QString m_keysFailure;
     WindowId m_foreground = 0;
     int m_activationDelay = 0;
+    int m_reportDelay = 0;
     int m_heldModifiers = 0;
     int m_readDelay = 0;
     bool m_reportsRequests = true;
