@@ -1,6 +1,7 @@
 #include "content/ContentFiles.h"
 
 #include "data/AtomicFile.h"
+#include "data/Columns.h"
 #include "data/Store.h"
 #include "send/ContentCache.h"
 
@@ -67,24 +68,24 @@ Result<int> ContentFiles::exportAll(Store& store, const KindDescriptor& kind) co
 {
     Query q;
     q.table = kind.table;
-    q.columns = {u"id"_s, u"name"_s, u"extname"_s};
+    q.columns = {Column::Id, Column::Name, Column::ExtName};
     q.blobPresence = true;
     Result<QList<Row>> rows = store.rows(q);
     if (!rows)
         return rows.error();
     int written = 0;
     for (const Row& row : rows.value()) {
-        if (!row.value(u"hasblob"_s).toBool())
+        if (!row.value(Column::HasBlob).toBool())
             continue;
-        const qint64 id = row.value(u"id"_s).toLongLong();
+        const qint64 id = row.value(Column::Id).toLongLong();
         Result<std::optional<QByteArray>> bytes = store.blob(kind.table, id);
         if (!bytes)
             return bytes.error();
         if (!bytes.value())
             continue;
-        const QString extname = row.value(u"extname"_s).toString();
+        const QString extname = row.value(Column::ExtName).toString();
         const QString path = kind.table == Table::File
-                                 ? filePath(row.value(u"name"_s).toString(), extname)
+                                 ? filePath(row.value(Column::Name).toString(), extname)
                                  : picturePath(kind.table, id, extname);
         if (Result<void> w = write(path, *bytes.value()); !w)
             return w.error();

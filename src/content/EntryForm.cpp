@@ -4,6 +4,7 @@
 #include "content/ContentServices.h"
 #include "content/PathText.h"
 #include "content/SizeRule.h"
+#include "data/Columns.h"
 #include "data/Settings.h"
 #include "platform/Desktop.h"
 #include "widgets/Dialogs.h"
@@ -181,7 +182,7 @@ void EntryForm::fillPicker(const FieldDef& field, qint64 select)
     QComboBox* box = m_pickers.value(field.column);
     Where where;
     if (field.sourceItemId != 0)
-        where.append({u"itemid"_s, field.sourceItemId});
+        where.append({Column::ItemId, field.sourceItemId});
     bool promptOnly = false;
     if (!field.parentColumn.isEmpty()) {
         const qint64 parent = m_pickers.value(field.parentColumn)->currentData().toLongLong();
@@ -237,7 +238,7 @@ void EntryForm::preset(const QString& column, qint64 id)
 
 QLineEdit* EntryForm::nameBox() const
 {
-    return m_lines.value(u"name"_s);
+    return m_lines.value(Column::Name);
 }
 
 EntryValues EntryForm::values() const
@@ -282,7 +283,7 @@ std::optional<QByteArray> EntryForm::attachmentBytes() const
 
 void EntryForm::load(const Row& row)
 {
-    m_id = row.value(u"id"_s).toLongLong();
+    m_id = row.value(Column::Id).toLongLong();
     for (auto it = m_lines.cbegin(); it != m_lines.cend(); ++it)
         it.value()->setText(row.value(it.key()).toString());
     for (auto it = m_texts.cbegin(); it != m_texts.cend(); ++it)
@@ -300,8 +301,8 @@ void EntryForm::load(const Row& row)
     }
 
     m_attachment = Attachment{};
-    m_hasStored = row.value(u"hasblob"_s).toBool();
-    m_storedExt = row.value(u"extname"_s).toString();
+    m_hasStored = row.value(Column::HasBlob).toBool();
+    m_storedExt = row.value(Column::ExtName).toString();
     m_storedFileName.clear();
     if (m_photo) {
         std::optional<QByteArray> bytes = m_hasStored ? attachmentBytes() : std::nullopt;
@@ -318,7 +319,7 @@ void EntryForm::load(const Row& row)
     }
     if (m_fileLabel) {
         if (m_hasStored) {
-            const QString name = row.value(u"name"_s).toString();
+            const QString name = row.value(Column::Name).toString();
             m_storedFileName = m_storedExt.isEmpty() ? name : name + u'.' + m_storedExt;
         }
         showFileLabel();

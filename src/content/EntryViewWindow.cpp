@@ -2,6 +2,7 @@
 
 #include "content/ContentServices.h"
 #include "content/EntryForm.h"
+#include "data/Columns.h"
 #include "send/SendAction.h"
 #include "send/TextComposer.h"
 #include "widgets/Dialogs.h"
@@ -37,7 +38,7 @@ EntryViewWindow::EntryViewWindow(const KindDescriptor& kind, ContentServices& se
         auto* b = new QPushButton(c.caption, this);
         b->setObjectName(c.control);
         if (c.picture)
-            b->setEnabled(row.value(u"hasblob"_s).toBool());
+            b->setEnabled(row.value(Column::HasBlob).toBool());
         connect(b, &QPushButton::clicked, this, [this, &c] { copy(c); });
         place(b);
     }

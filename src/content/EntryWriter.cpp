@@ -1,6 +1,7 @@
 #include "content/EntryWriter.h"
 
 #include "content/EntryValidator.h"
+#include "data/Columns.h"
 #include "data/DbError.h"
 
 using namespace Qt::StringLiterals;
@@ -9,7 +10,7 @@ namespace {
 
 QStringList listColumns(const KindDescriptor& kind)
 {
-    QStringList columns{u"id"_s};
+    QStringList columns{Column::Id};
     for (const ColumnDef& c : Tables::columnDefs(kind.table)) {
         const QString name = QString::fromLatin1(c.name);
         if (c.type != ColumnType::Blob && c.type != ColumnType::Key)
@@ -30,7 +31,7 @@ Query readQuery(const KindDescriptor& kind)
     q.columns = listColumns(kind);
     q.blobPresence = Tables::def(kind.table).blobColumn != nullptr;
     for (auto it = kind.fixedValues.cbegin(); it != kind.fixedValues.cend(); ++it) {
-        if (it.key() == u"itemid"_s)
+        if (it.key() == Column::ItemId)
             q.where.append({it.key(), it.value()});
     }
     return q;
@@ -69,11 +70,11 @@ Row EntryWriter::rowFrom(const KindDescriptor& kind, const EntryValues& values) 
                 break;
             case Attachment::State::Replace:
                 row.insert(f.column, values.attachment.bytes);
-                row.insert(u"extname"_s, values.attachment.extname);
+                row.insert(Column::ExtName, values.attachment.extname);
                 break;
             case Attachment::State::Clear:
                 row.insert(f.column, QVariant(QMetaType(QMetaType::QByteArray)));
-                row.insert(u"extname"_s, QString());
+                row.insert(Column::ExtName, QString());
                 break;
             }
             break;
@@ -88,7 +89,7 @@ Result<QStringList> EntryWriter::copiesOf(const KindDescriptor& kind, const Wher
         return QStringList();
     Query q;
     q.table = kind.table;
-    q.columns = {u"id"_s, u"name"_s, u"extname"_s};
+    q.columns = {Column::Id, Column::Name, Column::ExtName};
     q.where = where;
     q.ordered = false;
     Result<QList<Row>> rows = m_store.rows(q);
@@ -96,10 +97,10 @@ Result<QStringList> EntryWriter::copiesOf(const KindDescriptor& kind, const Wher
         return rows.error();
     QStringList paths;
     for (const Row& r : rows.value()) {
-        const QString ext = r.value(u"extname"_s).toString();
+        const QString ext = r.value(Column::ExtName).toString();
         paths << (kind.table == Table::File
-                      ? m_files.filePath(r.value(u"name"_s).toString(), ext)
-                      : m_files.picturePath(kind.table, r.value(u"id"_s).toLongLong(), ext));
+                      ? m_files.filePath(r.value(Column::Name).toString(), ext)
+                      : m_files.picturePath(kind.table, r.value(Column::Id).toLongLong(), ext));
     }
     return paths;
 }
@@ -119,7 +120,7 @@ Result<qint64> EntryWriter::save(const KindDescriptor& kind, const EntryValues& 
         return Error{kind.duplicate};
 
     Result<QStringList> stale =
-        context.editing ? copiesOf(kind, {{u"id"_s, id}}) : Result<QStringList>(QStringList());
+        context.editing ? copiesOf(kind, {{Column::Id, id}}) : Result<QStringList>(QStringList());
     if (!stale)
         return stale.error();
 
@@ -147,9 +148,9 @@ Result<qint64> EntryWriter::save(const KindDescriptor& kind, const EntryValues& 
 
 Result<Cascade> EntryWriter::remove(const KindDescriptor& kind, qint64 id)
 {
-    Where whose{{u"id"_s, id}};
+    Where whose{{Column::Id, id}};
     if (kind.kind == ContentKind::FileType)
-        whose = {{u"typeid"_s, id}};
+        whose = {{Column::TypeId, id}};
     const KindDescriptor& copies =
         kind.kind == ContentKind::FileType ? Kinds::descriptor(ContentKind::File) : kind;
     Result<QStringList> stale = copiesOf(copies, whose);
@@ -184,7 +185,7 @@ Result<Cascade> EntryWriter::remove(const KindDescriptor& kind, qint64 id)
 Result<std::optional<Row>> EntryWriter::load(const KindDescriptor& kind, qint64 id)
 {
     Query q = readQuery(kind);
-    q.where.append({u"id"_s, id});
+    q.where.append({Column::Id, id});
     q.ordered = false;
     Result<QList<Row>> rows = m_store.rows(q);
     if (!rows)

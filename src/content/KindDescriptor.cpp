@@ -1,5 +1,6 @@
 #include "content/KindDescriptor.h"
 
+#include "data/Columns.h"
 #include "data/TreeSection.h"
 
 #include <array>
@@ -12,7 +13,7 @@ FieldDef nameLine(const QString& control, const QString& label, const QString& m
                   int maxLength)
 {
     FieldDef f;
-    f.column = u"name"_s;
+    f.column = Column::Name;
     f.control = control;
     f.label = label;
     f.missing = missing;
@@ -53,16 +54,16 @@ FieldDef picker(const QString& column, const QString& control, const QString& la
 
 FieldDef bigCategoryPicker()
 {
-    FieldDef f = picker(u"typeid"_s, u"cbGoodsType"_s, u"大类："_s, u"请选择大类!"_s, Table::Type,
-                        u"请选择大类"_s, u"typename"_s);
+    FieldDef f = picker(Column::TypeId, u"cbGoodsType"_s, u"大类："_s, u"请选择大类!"_s,
+                        Table::Type, u"请选择大类"_s, Column::TypeName);
     f.sourceItemId = sectionId(TreeSection::Product);
     return f;
 }
 
 FieldDef categoryPicker(Table source, FilterUse filter, const QString& label = u"分类："_s)
 {
-    return picker(u"typeid"_s, u"cbType"_s, label, u"请选择分类!"_s, source, u"请选择分类"_s,
-                  u"typename"_s, filter);
+    return picker(Column::TypeId, u"cbType"_s, label, u"请选择分类!"_s, source, u"请选择分类"_s,
+                  Column::TypeName, filter);
 }
 
 FieldDef check(const QString& column, const QString& control, const QString& label)
@@ -80,7 +81,7 @@ FieldDef picture()
 {
     FieldDef f;
     f.type = FieldType::Picture;
-    f.column = u"pic"_s;
+    f.column = Column::Pic;
     f.control = u"imgPhoto"_s;
     f.label = u"图片："_s;
     return f;
@@ -93,11 +94,11 @@ ListColumn col(const QString& caption, const QString& column, CellFormat format 
 
 QList<CopyButton> titleDescriptionCopies(const QString& bothMessage)
 {
-    return {{u"btnCopyCaption"_s, u"复制标题"_s, {u"name"_s}, u"标题复制成功!"_s},
-            {u"btnCopyDescribe"_s, u"复制描述"_s, {u"description"_s}, u"描述复制成功!"_s},
+    return {{u"btnCopyCaption"_s, u"复制标题"_s, {Column::Name}, u"标题复制成功!"_s},
+            {u"btnCopyDescribe"_s, u"复制描述"_s, {Column::Description}, u"描述复制成功!"_s},
             {u"btnCopyCaptionDescribe"_s,
              u"复制标题和描述"_s,
-             {u"name"_s, u"description"_s},
+             {Column::Name, Column::Description},
              bothMessage}};
 }
 
@@ -125,7 +126,7 @@ KindDescriptor category(ContentKind kind, Table table, ContentKind child, const 
     d.listCaption = captionStem + u"管理"_s;
     d.fields = {nameLine(u"txtName"_s, u"名称："_s, u"请输入名称!"_s, 20)};
     d.duplicate = u"此名称已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s), col(u"名称"_s, u"name"_s)};
+    d.columns = {col(u"编号"_s, Column::Id), col(u"名称"_s, Column::Name)};
     d.selectToEdit = u"请选择要编辑的分类!"_s;
     d.deleting = categoryDelete();
     d.children = child;
@@ -137,13 +138,13 @@ KindDescriptor bigCategory()
     KindDescriptor d;
     d.kind = ContentKind::BigCategory;
     d.table = Table::Type;
-    d.fixedValues = {{u"itemid"_s, sectionId(TreeSection::Product)}};
+    d.fixedValues = {{Column::ItemId, sectionId(TreeSection::Product)}};
     d.stem = u"GoodsType"_s;
     d.captionStem = u"大类"_s;
     d.listCaption = u"大类管理"_s;
     d.fields = {nameLine(u"txtName"_s, u"名称："_s, u"请输入名称!"_s, 20)};
     d.duplicate = u"此名称已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s), col(u"名称"_s, u"name"_s)};
+    d.columns = {col(u"编号"_s, Column::Id), col(u"名称"_s, Column::Name)};
     d.selectToEdit = u"请选择要编辑的大类!"_s;
     d.deleting = {
         u"请选择要删除的大类!"_s, u"请先删除此大类下所有的小类!"_s, u"您确认要删除此大类吗?"_s,
@@ -165,7 +166,8 @@ KindDescriptor smallCategory()
     d.listCaption = u"小类管理"_s;
     d.fields = {bigCategoryPicker(), nameLine(u"txtName"_s, u"名称："_s, u"请输入名称!"_s, 30)};
     d.duplicate = u"此名称已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s), col(u"名称"_s, u"name"_s), col(u"大类"_s, u"typename"_s)};
+    d.columns = {col(u"编号"_s, Column::Id), col(u"名称"_s, Column::Name),
+                 col(u"大类"_s, Column::TypeName)};
     d.buttons.query = u"btnGoodsQuery"_s;
     d.selectToEdit = u"请选择要编辑的小类!"_s;
     d.deleting = {u"请选择要删除的小类!"_s, u"请先删除此小类下的所有记录!"_s,
@@ -183,22 +185,22 @@ KindDescriptor knowledge()
     d.stem = u"Knowledge"_s;
     d.captionStem = u"知识库"_s;
     d.listCaption = u"知识管理"_s;
-    FieldDef goods = picker(u"goodsid"_s, u"cbGoods"_s, u"小类："_s, u"请选择小类!"_s, Table::Goods,
-                            u"请选择小类"_s, u"goodsname"_s);
-    goods.parentColumn = u"typeid"_s;
+    FieldDef goods = picker(Column::GoodsId, u"cbGoods"_s, u"小类："_s, u"请选择小类!"_s,
+                            Table::Goods, u"请选择小类"_s, Column::GoodsName);
+    goods.parentColumn = Column::TypeId;
     d.fields = {bigCategoryPicker(),
                 goods,
                 nameLine(u"txtCaption"_s, u"标题："_s, u"请输入标题!"_s, 50),
-                textBox(u"description"_s, u"txtDescribe"_s, u"描述："_s, u"请输入描述!"_s),
-                check(u"commonflag"_s, u"chkCommon"_s, u"常用"_s),
+                textBox(Column::Description, u"txtDescribe"_s, u"描述："_s, u"请输入描述!"_s),
+                check(Column::CommonFlag, u"chkCommon"_s, u"常用"_s),
                 picture()};
     d.duplicate = u"此标题已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s),
-                 col(u"标题"_s, u"name"_s),
-                 col(u"描述"_s, u"description"_s),
-                 col(u"所属大类"_s, u"typename"_s),
-                 col(u"所属小类"_s, u"goodsname"_s),
-                 col(u"常用"_s, u"commonflag"_s, CellFormat::CommonMark)};
+    d.columns = {col(u"编号"_s, Column::Id),
+                 col(u"标题"_s, Column::Name),
+                 col(u"描述"_s, Column::Description),
+                 col(u"所属大类"_s, Column::TypeName),
+                 col(u"所属小类"_s, Column::GoodsName),
+                 col(u"常用"_s, Column::CommonFlag, CellFormat::CommonMark)};
     d.selectToEdit = u"请选择要编辑的记录!"_s;
     d.deleting = entryDelete();
     d.liveFilter = true;
@@ -215,32 +217,33 @@ KindDescriptor affair()
     KindDescriptor d;
     d.kind = ContentKind::Affair;
     d.table = Table::Type;
-    d.fixedValues = {{u"itemid"_s, sectionId(TreeSection::Affairs)}};
+    d.fixedValues = {{Column::ItemId, sectionId(TreeSection::Affairs)}};
     d.stem = u"Affairs"_s;
     d.captionStem = u"公司事务"_s;
     d.listCaption = u"公司事务管理"_s;
     FieldDef url;
-    url.column = u"url"_s;
+    url.column = Column::Url;
     url.control = u"txtUrl"_s;
     url.label = u"网址："_s;
     url.missing = u"启用网址后，网址不能为空!"_s;
-    url.requiredWith = u"flag"_s;
+    url.requiredWith = Column::Flag;
     url.maxLength = 200;
     url.filter = FilterUse::Contains;
     d.fields = {nameLine(u"txtCaption"_s, u"标题："_s, u"请输入标题!"_s, 50),
-                textBox(u"description"_s, u"txtDescribe"_s, u"描述："_s, u"请输入描述!"_s),
-                check(u"flag"_s, u"chkUseUrl"_s, u"启用网址"_s), url};
+                textBox(Column::Description, u"txtDescribe"_s, u"描述："_s, u"请输入描述!"_s),
+                check(Column::Flag, u"chkUseUrl"_s, u"启用网址"_s), url};
     d.duplicate = u"此标题已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s), col(u"标题"_s, u"name"_s),
-                 col(u"描述"_s, u"description"_s),
-                 col(u"启用网址"_s, u"flag"_s, CellFormat::UrlEnabled), col(u"网址"_s, u"url"_s)};
+    d.columns = {col(u"编号"_s, Column::Id), col(u"标题"_s, Column::Name),
+                 col(u"描述"_s, Column::Description),
+                 col(u"启用网址"_s, Column::Flag, CellFormat::UrlEnabled),
+                 col(u"网址"_s, Column::Url)};
     d.buttons.add = u"btnAffairsAdd"_s;
     d.buttons.edit = u"btnAffairsEdit"_s;
     d.selectToEdit = u"请选择要编辑的记录!"_s;
     d.deleting = entryDelete();
     d.liveFilter = true;
     d.copies = titleDescriptionCopies(u"标题和描述复制成功!"_s);
-    d.copies.append({u"btnCopyUrl"_s, u"复制网址"_s, {u"url"_s}, u"网址复制成功!"_s});
+    d.copies.append({u"btnCopyUrl"_s, u"复制网址"_s, {Column::Url}, u"网址复制成功!"_s});
     d.searchKind = SearchKind::Affair;
     return d;
 }
@@ -250,12 +253,12 @@ KindDescriptor courier()
     KindDescriptor d;
     d.kind = ContentKind::Courier;
     d.table = Table::Type;
-    d.fixedValues = {{u"itemid"_s, sectionId(TreeSection::Couriers)}, {u"flag"_s, 1}};
+    d.fixedValues = {{Column::ItemId, sectionId(TreeSection::Couriers)}, {Column::Flag, 1}};
     d.stem = u"Express"_s;
     d.captionStem = u"快递"_s;
     d.listCaption = u"快递管理"_s;
     FieldDef url;
-    url.column = u"url"_s;
+    url.column = Column::Url;
     url.control = u"txtUrl"_s;
     url.label = u"网址："_s;
     url.missing = u"请输入网址!"_s;
@@ -263,14 +266,15 @@ KindDescriptor courier()
     url.maxLength = 200;
     d.fields = {nameLine(u"txtName"_s, u"名称："_s, u"请输入名称!"_s, 20), url};
     d.duplicate = u"此名称已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s), col(u"名称"_s, u"name"_s), col(u"网址"_s, u"url"_s)};
+    d.columns = {col(u"编号"_s, Column::Id), col(u"名称"_s, Column::Name),
+                 col(u"网址"_s, Column::Url)};
     d.selectToEdit = u"请选择要编辑的记录!"_s;
     d.deleting = entryDelete();
-    d.copies = {{u"btnCopyExpressName"_s, u"复制名称"_s, {u"name"_s}, u"名称复制成功!"_s},
-                {u"btnCopyExpressUrl"_s, u"复制网址"_s, {u"url"_s}, u"网址复制成功!"_s},
+    d.copies = {{u"btnCopyExpressName"_s, u"复制名称"_s, {Column::Name}, u"名称复制成功!"_s},
+                {u"btnCopyExpressUrl"_s, u"复制网址"_s, {Column::Url}, u"网址复制成功!"_s},
                 {u"btnCopyNameUrl"_s,
                  u"复制名称和网址"_s,
-                 {u"name"_s, u"url"_s},
+                 {Column::Name, Column::Url},
                  u"名称和网址复制成功!"_s}};
     d.searchKind = SearchKind::Courier;
     return d;
@@ -288,10 +292,11 @@ KindDescriptor simple()
     content.missingInNew = u"内容不能为空!"_s;
     d.fields = {content, categoryPicker(Table::SimpleType, FilterUse::None)};
     d.duplicate = u"此内容已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s), col(u"内容"_s, u"name"_s), col(u"分类"_s, u"typename"_s)};
+    d.columns = {col(u"编号"_s, Column::Id), col(u"内容"_s, Column::Name),
+                 col(u"分类"_s, Column::TypeName)};
     d.selectToEdit = u"请选择要编辑的记录!"_s;
     d.deleting = entryDelete();
-    d.copies = {{u"btnCopy"_s, u"复制"_s, {u"name"_s}, u"复制成功!"_s}};
+    d.copies = {{u"btnCopy"_s, u"复制"_s, {Column::Name}, u"复制成功!"_s}};
     d.searchKind = SearchKind::Simple;
     return d;
 }
@@ -308,7 +313,7 @@ KindDescriptor tools()
     name.missingInNew = u"名称不能为空!"_s;
     FieldDef path;
     path.type = FieldType::ToolPath;
-    path.column = u"path"_s;
+    path.column = Column::Path;
     path.control = u"txtPath"_s;
     path.label = u"路径："_s;
     path.missing = u"请输入工具或者文件的路径!"_s;
@@ -317,18 +322,20 @@ KindDescriptor tools()
     path.extNameSetting = Setting::ToolsTitleExtName;
     FieldDef kind;
     kind.type = FieldType::ToolKind;
-    kind.column = u"type"_s;
+    kind.column = Column::Type;
     kind.control = u"cbToolKind"_s;
     kind.label = u"类型："_s;
-    d.fields = {name, path, kind, textBox(u"tooldesc"_s, u"txtDesc"_s, u"描述："_s),
+    d.fields = {name, path, kind, textBox(Column::ToolDesc, u"txtDesc"_s, u"描述："_s),
                 categoryPicker(Table::ToolsType, FilterUse::None)};
     d.duplicate = u"名称已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s),       col(u"名称"_s, u"name"_s),
-                 col(u"路径"_s, u"path"_s),     col(u"类型"_s, u"type"_s, CellFormat::ToolKind),
-                 col(u"描述"_s, u"tooldesc"_s), col(u"分类"_s, u"typename"_s)};
+    d.columns = {
+        col(u"编号"_s, Column::Id),       col(u"名称"_s, Column::Name),
+        col(u"路径"_s, Column::Path),     col(u"类型"_s, Column::Type, CellFormat::ToolKind),
+        col(u"描述"_s, Column::ToolDesc), col(u"分类"_s, Column::TypeName)};
     d.selectToEdit = u"请选择要编辑的记录!"_s;
     d.deleting = entryDelete();
-    d.copies = {{u"btnCopy"_s, u"复制"_s, {u"name"_s, u"path"_s, u"tooldesc"_s}, u"复制成功!"_s}};
+    d.copies = {
+        {u"btnCopy"_s, u"复制"_s, {Column::Name, Column::Path, Column::ToolDesc}, u"复制成功!"_s}};
     d.extra = ListExtra::OpenPath;
     d.searchKind = SearchKind::Tool;
     return d;
@@ -344,21 +351,22 @@ KindDescriptor file()
     d.listCaption = u"文件管理"_s;
     FieldDef bytes;
     bytes.type = FieldType::File;
-    bytes.column = u"file"_s;
+    bytes.column = Column::File;
     bytes.control = u"lblFile"_s;
     bytes.label = u"文件："_s;
     bytes.missing = u"请选择文件!"_s;
     bytes.extNameSetting = Setting::FileTitleExtName;
-    FieldDef description = textBox(u"filedesc"_s, u"txtDesc"_s, u"描述："_s);
+    FieldDef description = textBox(Column::FileDesc, u"txtDesc"_s, u"描述："_s);
     description.whenEmpty = u"无"_s;
     d.fields = {nameLine(u"txtName"_s, u"名称："_s, u"请输入名称!"_s, 0), bytes, description,
                 categoryPicker(Table::FileType, FilterUse::None)};
     d.duplicate = u"名称已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s), col(u"名称"_s, u"name"_s), col(u"描述"_s, u"filedesc"_s),
-                 col(u"分类"_s, u"typename"_s), col(u"类型"_s, u"extname"_s)};
+    d.columns = {col(u"编号"_s, Column::Id), col(u"名称"_s, Column::Name),
+                 col(u"描述"_s, Column::FileDesc), col(u"分类"_s, Column::TypeName),
+                 col(u"类型"_s, Column::ExtName)};
     d.selectToEdit = u"请选择要编辑的记录!"_s;
     d.deleting = entryDelete();
-    d.copies = {{u"btnCopy"_s, u"复制"_s, {u"name"_s, u"filedesc"_s}, u"复制成功!"_s}};
+    d.copies = {{u"btnCopy"_s, u"复制"_s, {Column::Name, Column::FileDesc}, u"复制成功!"_s}};
     d.extra = ListExtra::ExportFiles;
     d.exporting = {u"没有要导出的文件！"_s, u"已导出%1个文件!"_s, u"(目录"_s};
     d.searchKind = SearchKind::File;
@@ -375,11 +383,11 @@ KindDescriptor personal()
     d.listCaption = u"私人知识管理"_s;
     d.fields = {categoryPicker(Table::PersonalType, FilterUse::Equals),
                 nameLine(u"txtCaption"_s, u"标题："_s, u"请输入标题!"_s, 50),
-                textBox(u"description"_s, u"txtDescribe"_s, u"描述："_s, u"请输入描述!"_s),
+                textBox(Column::Description, u"txtDescribe"_s, u"描述："_s, u"请输入描述!"_s),
                 picture()};
     d.duplicate = u"此标题已经存在!"_s;
-    d.columns = {col(u"编号"_s, u"id"_s), col(u"标题"_s, u"name"_s),
-                 col(u"描述"_s, u"description"_s), col(u"所属分类"_s, u"typename"_s)};
+    d.columns = {col(u"编号"_s, Column::Id), col(u"标题"_s, Column::Name),
+                 col(u"描述"_s, Column::Description), col(u"所属分类"_s, Column::TypeName)};
     d.selectToEdit = u"请选择要编辑的记录!"_s;
     d.deleting = entryDelete();
     d.liveFilter = true;
@@ -438,13 +446,13 @@ const FieldDef* KindDescriptor::fieldOfType(FieldType type) const
 const FieldDef& KindDescriptor::nameField() const
 {
     // Every kind has a name; the table above gives each one.
-    return *field(u"name"_s);
+    return *field(Column::Name);
 }
 
 Where KindDescriptor::scope() const
 {
     if (table == Table::Type)
-        return {{u"itemid"_s, fixedValues.value(u"itemid"_s)}};
+        return {{Column::ItemId, fixedValues.value(Column::ItemId)}};
     return {};
 }
 

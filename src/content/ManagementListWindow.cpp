@@ -4,6 +4,7 @@
 #include "content/DeletePolicy.h"
 #include "content/EntryForm.h"
 #include "content/ListRows.h"
+#include "data/Columns.h"
 #include "data/Settings.h"
 #include "widgets/Dialogs.h"
 
@@ -132,9 +133,9 @@ bool ManagementListWindow::readRows()
 
 void ManagementListWindow::keep(const Row& row)
 {
-    const qint64 id = row.value(u"id"_s).toLongLong();
+    const qint64 id = row.value(Column::Id).toLongLong();
     for (Row& r : m_rows) {
-        if (r.value(u"id"_s).toLongLong() == id) {
+        if (r.value(Column::Id).toLongLong() == id) {
             r = row;
             return;
         }
@@ -164,7 +165,7 @@ void ManagementListWindow::showRows(const QList<Row>& rows)
 
 void ManagementListWindow::fillItem(QTreeWidgetItem* item, const Row& row)
 {
-    item->setData(0, Qt::UserRole, row.value(u"id"_s));
+    item->setData(0, Qt::UserRole, row.value(Column::Id));
     for (int c = 0; c < m_kind.columns.size(); ++c)
         item->setText(c, ListRows::cellText(m_kind.columns.at(c), row));
 }
@@ -225,13 +226,13 @@ void ManagementListWindow::onItemClicked(QTreeWidgetItem* item, int column)
     const std::optional<Row> row = loadRow(id);
     if (!row)
         return;
-    const bool common = row->value(u"commonflag"_s).toInt() == 1;
+    const bool common = row->value(Column::CommonFlag).toInt() == 1;
     if (Result<void> r = m_services.store().setCommon(id, !common); !r) {
         Dialogs::message(this, r.message());
         return;
     }
     Row changed = *row;
-    changed.insert(u"commonflag"_s, common ? 0 : 1);
+    changed.insert(Column::CommonFlag, common ? 0 : 1);
     keep(changed);
     fillItem(item, changed);
     if (m_form->rowId() == id)
@@ -301,7 +302,7 @@ void ManagementListWindow::removeSelected()
         Dialogs::message(this, r.message());
         return;
     }
-    m_rows.removeIf([id](const Row& r) { return r.value(u"id"_s).toLongLong() == id; });
+    m_rows.removeIf([id](const Row& r) { return r.value(Column::Id).toLongLong() == id; });
     {
         const QSignalBlocker quiet(m_list);
         delete m_list->currentItem();

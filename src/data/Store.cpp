@@ -1,5 +1,6 @@
 #include "data/Store.h"
 
+#include "data/Columns.h"
 #include "data/DbError.h"
 #include "data/PinyinTable.h"
 #include "data/Schema.h"
@@ -49,8 +50,8 @@ bool isIdentifier(const QString& s)
 // Columns a view adds to its base table.
 bool isViewColumn(const QString& column)
 {
-    return column.compare(QLatin1String("typename"), Qt::CaseInsensitive) == 0 ||
-           column.compare(QLatin1String("goodsname"), Qt::CaseInsensitive) == 0;
+    return column.compare(Column::TypeName, Qt::CaseInsensitive) == 0 ||
+           column.compare(Column::GoodsName, Qt::CaseInsensitive) == 0;
 }
 
 Row toRow(const QSqlRecord& record)
@@ -314,16 +315,14 @@ Result<void> Store::execute(Table table, const QString& sql, const QVariantList&
 Row Store::prepared(Table table, const Row& values, bool inserting) const
 {
     Row row = values;
-    row.remove(QStringLiteral("id"));
+    row.remove(Column::Id);
     const TableDef& def = Tables::def(table);
     // Without a pinyin table (tools and tests) the caller's initials stand.
-    if (def.hasPycode && m_pinyin && row.contains(QStringLiteral("name")))
-        row.insert(QStringLiteral("pycode"),
-                   m_pinyin->getPYEx(row.value(QStringLiteral("name")).toString()));
-    if (inserting && table != Table::Users &&
-        Tables::hasColumn(table, QStringLiteral("username")) &&
-        !row.contains(QStringLiteral("username")))
-        row.insert(QStringLiteral("username"), m_currentUser);
+    if (def.hasPycode && m_pinyin && row.contains(Column::Name))
+        row.insert(Column::PyCode, m_pinyin->getPYEx(row.value(Column::Name).toString()));
+    if (inserting && table != Table::Users && Tables::hasColumn(table, Column::UserName) &&
+        !row.contains(Column::UserName))
+        row.insert(Column::UserName, m_currentUser);
     return row;
 }
 
@@ -404,9 +403,8 @@ Result<QString> Store::selectSql(const Query& query, QVariantList& bound) const
     if (!where.value().isEmpty())
         sql += QLatin1String(" WHERE ") + where.value();
     if (query.ordered) {
-        const QString column = Tables::hasColumn(query.table, query.sortColumn)
-                                   ? query.sortColumn
-                                   : QStringLiteral("serialnum");
+        const QString column =
+            Tables::hasColumn(query.table, query.sortColumn) ? query.sortColumn : Column::SerialNum;
         sql +=
             QLatin1String(" ORDER BY ") + SortOrder::terms(SortOrder::mode(sortSetting()), column);
     }
@@ -435,7 +433,7 @@ Result<QList<Row>> Store::rows(const Query& query)
 Result<QList<qint64>> Store::ids(const Query& query)
 {
     Query q = query;
-    q.columns = {QStringLiteral("id")};
+    q.columns = {Column::Id};
     QVariantList bound;
     Result<QString> sql = selectSql(q, bound);
     if (!sql)
@@ -454,7 +452,7 @@ Result<std::optional<Row>> Store::row(Table table, qint64 id, const QStringList&
     Query q;
     q.table = table;
     q.columns = columns;
-    q.where = {{QStringLiteral("id"), id}};
+    q.where = {{Column::Id, id}};
     q.ordered = false;
     Result<QList<Row>> r = rows(q);
     if (!r)
@@ -482,8 +480,7 @@ Result<int> Store::count(Table table, const Where& where)
 Result<bool> Store::nameExists(Table table, const QString& name, const Where& scope,
                                qint64 exceptId)
 {
-    const QString column =
-        table == Table::Users ? QStringLiteral("username") : QStringLiteral("name");
+    const QString column = table == Table::Users ? Column::UserName : Column::Name;
     QVariantList bound{name};
     Result<QString> w = whereSql(table, scope, bound);
     if (!w)
@@ -518,15 +515,14 @@ Result<QList<NamedId>> Store::categoryList(Table table, const QString& prompt, c
 {
     Query q;
     q.table = table;
-    q.columns = {QStringLiteral("id"), QStringLiteral("name")};
+    q.columns = {Column::Id, Column::Name};
     q.where = where;
     Result<QList<Row>> r = rows(q);
     if (!r)
         return r.error();
     QList<NamedId> out{{0, prompt}};
     for (const Row& row : r.value())
-        out.append({row.value(QStringLiteral("id")).toLongLong(),
-                    row.value(QStringLiteral("name")).toString()});
+        out.append({row.value(Column::Id).toLongLong(), row.value(Column::Name).toString()});
     return out;
 }
 
@@ -537,7 +533,7 @@ Result<std::optional<qint64>> Store::idByName(Table table, const QString& column
     all.prepend({column, value});
     Query q;
     q.table = table;
-    q.columns = {QStringLiteral("id")};
+    q.columns = {Column::Id};
     q.where = all;
     q.ordered = false;
     q.limit = 1;
@@ -546,7 +542,7 @@ Result<std::optional<qint64>> Store::idByName(Table table, const QString& column
         return r.error();
     if (r.value().isEmpty())
         return std::optional<qint64>();
-    return std::optional<qint64>(r.value().first().value(QStringLiteral("id")).toLongLong());
+    return std::optional<qint64>(r.value().first().value(Column::Id).toLongLong());
 }
 
 Result<QString> Store::typeName(Table table, const QString& column, qint64 id)
@@ -603,24 +599,24 @@ Result<void> Store::addUse(Table table, qint64 id)
 
 Result<void> Store::setCommon(qint64 knowledgeId, bool common)
 {
-    return update(Table::Knowledge, knowledgeId, {{QStringLiteral("commonflag"), common ? 1 : 0}});
+    return update(Table::Knowledge, knowledgeId, {{Column::CommonFlag, common ? 1 : 0}});
 }
 
 Result<int> Store::childCount(Table parent, qint64 id)
 {
     switch (parent) {
     case Table::Type:
-        return count(Table::Goods, {{QStringLiteral("typeid"), id}});
+        return count(Table::Goods, {{Column::TypeId, id}});
     case Table::Goods:
-        return count(Table::Knowledge, {{QStringLiteral("goodsid"), id}});
+        return count(Table::Knowledge, {{Column::GoodsId, id}});
     case Table::SimpleType:
-        return count(Table::Simple, {{QStringLiteral("typeid"), id}});
+        return count(Table::Simple, {{Column::TypeId, id}});
     case Table::FileType:
-        return count(Table::File, {{QStringLiteral("typeid"), id}});
+        return count(Table::File, {{Column::TypeId, id}});
     case Table::ToolsType:
-        return count(Table::Tools, {{QStringLiteral("typeid"), id}});
+        return count(Table::Tools, {{Column::TypeId, id}});
     case Table::PersonalType:
-        return count(Table::Personal, {{QStringLiteral("typeid"), id}});
+        return count(Table::Personal, {{Column::TypeId, id}});
     default:
         return 0;
     }
@@ -632,17 +628,17 @@ Result<Cascade> Store::deleteSmallCategory(qint64 id)
     Result<void> r = transaction(StoreId::Assistant, [&]() -> Result<void> {
         Query q;
         q.table = Table::Knowledge;
-        q.columns = {QStringLiteral("id"), QStringLiteral("commonflag")};
-        q.where = {{QStringLiteral("goodsid"), id}};
+        q.columns = {Column::Id, Column::CommonFlag};
+        q.where = {{Column::GoodsId, id}};
         q.ordered = false;
         Result<QList<Row>> entries = rows(q);
         if (!entries)
             return entries.error();
         for (const Row& e : entries.value()) {
-            const qint64 entryId = e.value(QStringLiteral("id")).toLongLong();
+            const qint64 entryId = e.value(Column::Id).toLongLong();
             if (Result<void> d = remove(Table::Knowledge, entryId); !d)
                 return d;
-            cascade.entries.append({entryId, e.value(QStringLiteral("commonflag")).toInt() == 1});
+            cascade.entries.append({entryId, e.value(Column::CommonFlag).toInt() == 1});
         }
         cascade.categories.append(id);
         return remove(Table::Goods, id);
@@ -658,14 +654,14 @@ Result<Cascade> Store::deleteBigCategory(qint64 id)
     Result<void> r = transaction(StoreId::Assistant, [&]() -> Result<void> {
         Query q;
         q.table = Table::Goods;
-        q.columns = {QStringLiteral("id")};
-        q.where = {{QStringLiteral("typeid"), id}};
+        q.columns = {Column::Id};
+        q.where = {{Column::TypeId, id}};
         q.ordered = false;
         Result<QList<Row>> smalls = rows(q);
         if (!smalls)
             return smalls.error();
         for (const Row& s : smalls.value()) {
-            Result<Cascade> sub = deleteSmallCategory(s.value(QStringLiteral("id")).toLongLong());
+            Result<Cascade> sub = deleteSmallCategory(s.value(Column::Id).toLongLong());
             if (!sub)
                 return sub.error();
             cascade.categories += sub.value().categories;
@@ -701,14 +697,14 @@ Result<Cascade> Store::deleteCategory(Table categoryTable, qint64 id)
     Result<void> r = transaction(Tables::store(categoryTable), [&]() -> Result<void> {
         Query q;
         q.table = child;
-        q.columns = {QStringLiteral("id")};
-        q.where = {{QStringLiteral("typeid"), id}};
+        q.columns = {Column::Id};
+        q.where = {{Column::TypeId, id}};
         q.ordered = false;
         Result<QList<Row>> children = rows(q);
         if (!children)
             return children.error();
         for (const Row& c : children.value()) {
-            const qint64 childId = c.value(QStringLiteral("id")).toLongLong();
+            const qint64 childId = c.value(Column::Id).toLongLong();
             if (Result<void> d = remove(child, childId); !d)
                 return d;
             cascade.entries.append({childId, false});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/Columns.h"
 #include "data/Result.h"
 #include "data/Tables.h"
 
@@ -33,7 +34,7 @@ struct Query {
     bool blobPresence = false; // adds `hasblob`: whether the row stores a picture or file
     Where where;
     bool ordered = true;
-    QString sortColumn = QStringLiteral("serialnum"); // used by the custom sort mode
+    QString sortColumn = Column::SerialNum; // used by the custom sort mode
     int limit = -1;
     int offset = 0;
 };

@@ -28,7 +28,7 @@ inline constexpr int TableCount = static_cast<int>(Table::Personal) + 1;
 enum class ColumnType { Key, Integer, Text, Blob };
 
 struct ColumnDef {
-    const char* name;
+    QLatin1StringView name;
     ColumnType type;
     bool unique = false; // case-insensitive, within `uniqueScope` when the table has one
 };

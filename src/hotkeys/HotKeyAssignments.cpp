@@ -1,5 +1,6 @@
 #include "hotkeys/HotKeyAssignments.h"
 
+#include "data/Columns.h"
 #include "data/Settings.h"
 #include "data/Store.h"
 #include "send/SendAction.h"
@@ -70,15 +71,15 @@ Result<QList<HotKeyEntry>> HotKeyAssignments::entries(Store& store, const QList<
     std::sort(sorted.begin(), sorted.end());
     QList<HotKeyEntry> out;
     for (qint64 id : sorted) {
-        const Result<std::optional<Row>> row = store.row(
-            Table::Knowledge, id, {QStringLiteral("name"), QStringLiteral("description")});
+        const Result<std::optional<Row>> row =
+            store.row(Table::Knowledge, id, {Column::Name, Column::Description});
         if (!row)
             return row.error();
         // An entry deleted since it was chosen is simply no longer pasted.
         if (!row.value())
             continue;
-        out.append({id, row.value()->value(QStringLiteral("name")).toString(),
-                    row.value()->value(QStringLiteral("description")).toString()});
+        out.append({id, row.value()->value(Column::Name).toString(),
+                    row.value()->value(Column::Description).toString()});
     }
     return out;
 }

@@ -1,7 +1,9 @@
 #include "hotkeys/HotKeyWindow.h"
 
+#include "data/Columns.h"
 #include "data/Settings.h"
 #include "data/Store.h"
+#include "hotkeys/HotKeyBox.h"
 #include "hotkeys/HotKeyManager.h"
 #include "hotkeys/HotKeyBox.h"
 #include "hotkeys/HotKeySaveCheck.h"
@@ -132,9 +134,9 @@ void HotKeyWindow::showContent(int n)
     QStringList titles;
     for (qint64 id : std::as_const(a.ids)) {
         const Result<std::optional<Row>> row =
-            m_manager.store().row(Table::Knowledge, id, {QStringLiteral("name")});
+            m_manager.store().row(Table::Knowledge, id, {Column::Name});
         if (row && row.value())
-            titles << row.value()->value(QStringLiteral("name")).toString();
+            titles << row.value()->value(Column::Name).toString();
         else
             titles << QString::number(id) + QStringLiteral("(已删除)");
     }

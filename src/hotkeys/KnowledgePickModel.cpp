@@ -1,5 +1,6 @@
 #include "hotkeys/KnowledgePickModel.h"
 
+#include "data/Columns.h"
 #include "data/Store.h"
 
 KnowledgePickModel::KnowledgePickModel(QObject* parent) : QAbstractTableModel(parent) {}
@@ -9,10 +10,8 @@ Result<void> KnowledgePickModel::load(Store& store)
     Query query;
     query.table = Table::Knowledge;
     query.withNames = true;
-    query.columns = {QStringLiteral("id"),        QStringLiteral("name"),
-                     QStringLiteral("pycode"),    QStringLiteral("typeid"),
-                     QStringLiteral("goodsid"),   QStringLiteral("typename"),
-                     QStringLiteral("goodsname"), QStringLiteral("commonflag")};
+    query.columns = {::Column::Id,      ::Column::Name,     ::Column::PyCode,    ::Column::TypeId,
+                     ::Column::GoodsId, ::Column::TypeName, ::Column::GoodsName, ::Column::CommonFlag};
     const Result<QList<Row>> rows = store.rows(query);
     if (!rows)
         return rows.error();
@@ -21,14 +20,14 @@ Result<void> KnowledgePickModel::load(Store& store)
     m_entries.reserve(rows.value().size());
     for (const Row& r : rows.value()) {
         Entry e;
-        e.id = r.value(QStringLiteral("id")).toLongLong();
-        e.name = r.value(QStringLiteral("name")).toString();
-        e.pycode = r.value(QStringLiteral("pycode")).toString();
-        e.typeId = r.value(QStringLiteral("typeid")).toLongLong();
-        e.goodsId = r.value(QStringLiteral("goodsid")).toLongLong();
-        e.typeName = r.value(QStringLiteral("typename")).toString();
-        e.goodsName = r.value(QStringLiteral("goodsname")).toString();
-        e.common = r.value(QStringLiteral("commonflag")).toInt() == 1;
+        e.id = r.value(::Column::Id).toLongLong();
+        e.name = r.value(::Column::Name).toString();
+        e.pycode = r.value(::Column::PyCode).toString();
+        e.typeId = r.value(::Column::TypeId).toLongLong();
+        e.goodsId = r.value(::Column::GoodsId).toLongLong();
+        e.typeName = r.value(::Column::TypeName).toString();
+        e.goodsName = r.value(::Column::GoodsName).toString();
+        e.common = r.value(::Column::CommonFlag).toInt() == 1;
         m_entries << e;
     }
     m_shown.clear();

@@ -1,5 +1,6 @@
 #include "hotkeys/SelectContentWindow.h"
 
+#include "data/Columns.h"
 #include "data/Store.h"
 #include "data/TreeSection.h"
 #include "hotkeys/HotKeyAssignments.h"
@@ -92,7 +93,7 @@ void SelectContentWindow::fillBigCategories()
 {
     Result<QList<NamedId>> types =
         m_store.categoryList(Table::Type, QStringLiteral("请选择大类"),
-                             {{QStringLiteral("itemid"), sectionId(TreeSection::Product)}});
+                             {{Column::ItemId, sectionId(TreeSection::Product)}});
     if (!types) {
         Dialogs::message(this, types.message());
         return;
@@ -113,7 +114,7 @@ void SelectContentWindow::fillSmallCategories()
         return;
     }
     const Result<QList<NamedId>> goods =
-        m_store.categoryList(Table::Goods, prompt, {{QStringLiteral("typeid"), typeId}});
+        m_store.categoryList(Table::Goods, prompt, {{Column::TypeId, typeId}});
     if (!goods) {
         Dialogs::message(this, goods.message());
         return;

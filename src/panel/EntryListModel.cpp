@@ -1,5 +1,6 @@
 #include "panel/EntryListModel.h"
 
+#include "data/Columns.h"
 #include "data/Settings.h"
 #include "panel/IdSequenceSync.h"
 
@@ -114,8 +115,8 @@ Result<QList<SearchHit>> EntryListModel::query(int limit, int offset) const
     Query q;
     q.table = SearchService::table(kind);
     if (m_typeId != 0) {
-        q.where = {{QStringLiteral("typeid"), m_typeId}};
-        q.sortColumn = QStringLiteral("typeserialnum");
+        q.where = {{Column::TypeId, m_typeId}};
+        q.sortColumn = Column::TypeSerialNum;
     }
     q.limit = limit;
     q.offset = offset;

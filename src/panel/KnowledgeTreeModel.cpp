@@ -1,5 +1,6 @@
 #include "panel/KnowledgeTreeModel.h"
 
+#include "data/Columns.h"
 #include "panel/IdSequenceSync.h"
 
 #include <algorithm>
@@ -51,21 +52,20 @@ void KnowledgeTreeModel::reload()
     m_pendingSync.clear();
     Query q;
     q.table = Table::Item;
-    q.columns = {QStringLiteral("id"), QStringLiteral("name")};
+    q.columns = {Column::Id, Column::Name};
     q.ordered = false;
     Result<QList<Row>> items = m_store.rows(q);
     if (items) {
         QList<Row> sorted = items.value();
         std::sort(sorted.begin(), sorted.end(), [](const Row& a, const Row& b) {
-            return a.value(QStringLiteral("id")).toLongLong() <
-                   b.value(QStringLiteral("id")).toLongLong();
+            return a.value(Column::Id).toLongLong() < b.value(Column::Id).toLongLong();
         });
         for (const Row& r : sorted) {
             auto n = std::make_unique<Node>();
             n->kind = NodeKind::Item;
-            n->id = r.value(QStringLiteral("id")).toLongLong();
+            n->id = r.value(Column::Id).toLongLong();
             n->itemId = n->id;
-            n->name = r.value(QStringLiteral("name")).toString();
+            n->name = r.value(Column::Name).toString();
             n->parent = &m_root;
             m_byKey.insert(key(*n), n.get());
             m_root.children.push_back(std::move(n));
@@ -185,28 +185,27 @@ Result<QList<KnowledgeTreeModel::ChildRow>> KnowledgeTreeModel::readChildren(con
     case NodeKind::Item:
         if (node.id == sectionId(TreeSection::Common)) {
             q.table = Table::Knowledge;
-            q.columns = {QStringLiteral("id"), QStringLiteral("name")};
+            q.columns = {Column::Id, Column::Name};
             q.blobPresence = true;
-            q.where = {{QStringLiteral("commonflag"), 1}};
-            q.sortColumn = QStringLiteral("commonserialnum");
+            q.where = {{Column::CommonFlag, 1}};
+            q.sortColumn = Column::CommonSerialNum;
         } else {
             q.table = Table::Type;
-            q.columns = {QStringLiteral("id"), QStringLiteral("name"), QStringLiteral("flag"),
-                         QStringLiteral("url")};
-            q.where = {{QStringLiteral("itemid"), node.id}};
+            q.columns = {Column::Id, Column::Name, Column::Flag, Column::Url};
+            q.where = {{Column::ItemId, node.id}};
         }
         break;
     case NodeKind::Type:
         q.table = Table::Goods;
-        q.columns = {QStringLiteral("id"), QStringLiteral("name")};
-        q.where = {{QStringLiteral("typeid"), node.id}};
+        q.columns = {Column::Id, Column::Name};
+        q.where = {{Column::TypeId, node.id}};
         break;
     case NodeKind::Goods:
         q.table = Table::Knowledge;
-        q.columns = {QStringLiteral("id"), QStringLiteral("name")};
+        q.columns = {Column::Id, Column::Name};
         q.blobPresence = true;
-        q.where = {{QStringLiteral("goodsid"), node.id}};
-        q.sortColumn = QStringLiteral("littleserialnum");
+        q.where = {{Column::GoodsId, node.id}};
+        q.sortColumn = Column::LittleSerialNum;
         break;
     default:
         return QList<ChildRow>();
@@ -218,11 +217,11 @@ Result<QList<KnowledgeTreeModel::ChildRow>> KnowledgeTreeModel::readChildren(con
     out.reserve(rows.value().size());
     for (const Row& r : rows.value()) {
         ChildRow c;
-        c.id = r.value(QStringLiteral("id")).toLongLong();
-        c.name = r.value(QStringLiteral("name")).toString();
-        c.flag = r.value(QStringLiteral("flag")).toInt();
-        c.url = r.value(QStringLiteral("url")).toString();
-        c.hasPicture = r.value(QStringLiteral("hasblob")).toBool();
+        c.id = r.value(Column::Id).toLongLong();
+        c.name = r.value(Column::Name).toString();
+        c.flag = r.value(Column::Flag).toInt();
+        c.url = r.value(Column::Url).toString();
+        c.hasPicture = r.value(Column::HasBlob).toBool();
         out << c;
     }
     return out;
@@ -459,11 +458,11 @@ EntryRef KnowledgeTreeModel::entry(const QModelIndex& index) const
         e.kind = SearchKind::Knowledge;
         e.id = n->id;
         e.title = n->name;
-        Result<std::optional<Row>> row = m_store.row(
-            Table::Knowledge, n->id, {QStringLiteral("name"), QStringLiteral("description")});
+        Result<std::optional<Row>> row =
+            m_store.row(Table::Knowledge, n->id, {Column::Name, Column::Description});
         if (row && row.value()) {
-            e.title = row.value()->value(QStringLiteral("name")).toString();
-            e.description = row.value()->value(QStringLiteral("description")).toString();
+            e.title = row.value()->value(Column::Name).toString();
+            e.description = row.value()->value(Column::Description).toString();
         }
         return e;
     }

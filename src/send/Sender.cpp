@@ -1,5 +1,6 @@
 #include "send/Sender.h"
 
+#include "data/Columns.h"
 #include "data/Settings.h"
 #include "data/Store.h"
 #include "send/ClipboardContent.h"
@@ -163,14 +164,14 @@ ClipboardContent* Sender::pictureMime(SearchKind kind, qint64 id, bool asFile)
 {
     const bool personal = kind == SearchKind::Personal;
     const Table table = personal ? Table::Personal : Table::Knowledge;
-    Result<std::optional<Row>> row = m_store.row(table, id, {QStringLiteral("extname")});
+    Result<std::optional<Row>> row = m_store.row(table, id, {Column::ExtName});
     if (!row) {
         emit message(row.message());
         return nullptr;
     }
     if (!row.value())
         return nullptr;
-    const QString extname = row.value()->value(QStringLiteral("extname")).toString().trimmed();
+    const QString extname = row.value()->value(Column::ExtName).toString().trimmed();
     Result<std::optional<QString>> path =
         m_cache.picture(personal, id, extname, [&] { return m_store.blob(table, id); });
     if (!path) {
@@ -193,8 +194,7 @@ ClipboardContent* Sender::pictureMime(SearchKind kind, qint64 id, bool asFile)
 
 ClipboardContent* Sender::fileMime(qint64 id)
 {
-    Result<std::optional<Row>> row =
-        m_store.row(Table::File, id, {QStringLiteral("name"), QStringLiteral("extname")});
+    Result<std::optional<Row>> row = m_store.row(Table::File, id, {Column::Name, Column::ExtName});
     if (!row) {
         emit message(row.message());
         return nullptr;
@@ -202,8 +202,8 @@ ClipboardContent* Sender::fileMime(qint64 id)
     if (!row.value())
         return nullptr;
     Result<std::optional<QString>> path =
-        m_cache.file(id, row.value()->value(QStringLiteral("name")).toString(),
-                     row.value()->value(QStringLiteral("extname")).toString(),
+        m_cache.file(id, row.value()->value(Column::Name).toString(),
+                     row.value()->value(Column::ExtName).toString(),
                      [&] { return m_store.blob(Table::File, id); });
     if (!path) {
         emit message(path.message());

@@ -1,5 +1,6 @@
 #include "users/UserAccounts.h"
 
+#include "data/Columns.h"
 #include "data/Store.h"
 
 #include <QByteArray>
@@ -17,11 +18,11 @@ bool sodiumReady()
 UserAccount toAccount(const Row& row)
 {
     UserAccount a;
-    a.id = row.value(QStringLiteral("id")).toLongLong();
-    a.name = row.value(QStringLiteral("username")).toString();
-    a.isDefault = row.value(QStringLiteral("defaultuser")).toInt() == 1;
-    a.grade = row.value(QStringLiteral("grade")).toInt();
-    a.hasPassword = !row.value(QStringLiteral("userpw")).toString().isEmpty();
+    a.id = row.value(Column::Id).toLongLong();
+    a.name = row.value(Column::UserName).toString();
+    a.isDefault = row.value(Column::DefaultUser).toInt() == 1;
+    a.grade = row.value(Column::Grade).toInt();
+    a.hasPassword = !row.value(Column::UserPw).toString().isEmpty();
     return a;
 }
 
@@ -82,14 +83,14 @@ Result<std::optional<CurrentUser>> UserAccounts::verify(const QString& name,
     Query q;
     q.table = Table::Users;
     q.ordered = false;
-    q.where = {{QStringLiteral("username"), name}};
+    q.where = {{Column::UserName, name}};
     Result<QList<Row>> rows = m_store.rows(q);
     if (!rows)
         return rows.error();
     if (rows.value().isEmpty())
         return std::optional<CurrentUser>();
     const Row& row = rows.value().first();
-    const QString stored = row.value(QStringLiteral("userpw")).toString();
+    const QString stored = row.value(Column::UserPw).toString();
     if (!passwordMatches(stored, password))
         return std::optional<CurrentUser>();
     const UserAccount account = toAccount(row);
@@ -107,12 +108,12 @@ Result<void> UserAccounts::replacePlainText(qint64 id, const QString& stored,
         return hash.error();
     // Inside the write lock, so that a password another seat set meanwhile is not overwritten.
     return m_store.transaction(Tables::store(Table::Users), [&]() -> Result<void> {
-        Result<std::optional<Row>> now = m_store.row(Table::Users, id, {QStringLiteral("userpw")});
+        Result<std::optional<Row>> now = m_store.row(Table::Users, id, {Column::UserPw});
         if (!now)
             return now.error();
-        if (!now.value() || now.value()->value(QStringLiteral("userpw")).toString() != stored)
+        if (!now.value() || now.value()->value(Column::UserPw).toString() != stored)
             return {};
-        return m_store.update(Table::Users, id, {{QStringLiteral("userpw"), hash.value()}});
+        return m_store.update(Table::Users, id, {{Column::UserPw, hash.value()}});
     });
 }
 
@@ -121,7 +122,7 @@ Result<void> UserAccounts::setPassword(qint64 id, const QString& password)
     Result<QString> stored = hashPassword(password);
     if (!stored)
         return stored.error();
-    return m_store.update(Table::Users, id, {{QStringLiteral("userpw"), stored.value()}});
+    return m_store.update(Table::Users, id, {{Column::UserPw, stored.value()}});
 }
 
 Result<QString> UserAccounts::hashPassword(const QString& password)
