@@ -56,7 +56,6 @@ private slots:
     void printsVersion();
     void initPreparesTheRootOnceAndOnlyOnce();
     void unwritableRootHasNoConfig();
-    void refusesForeignStoreUntouched();
     void sharedStoreLivesInDatabasePath();
     void searchPrintsRowsPerKind();
     void rejectsBadArguments_data();
@@ -102,23 +101,6 @@ void TestCli::unwritableRootHasNoConfig()
     const Run r = quillmate({"--data-dir", dir.filePath("file/root"), "init"});
     QVERIFY(r.code != 0);
     QVERIFY2(r.err.contains(QStringLiteral("配置文件不存在！")), qPrintable(r.err));
-}
-
-void TestCli::refusesForeignStoreUntouched()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("assistant.dll");
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(QByteArray("Standard Jet DB").repeated(400));
-    f.close();
-    const auto before = QFileInfo(path).size();
-    const Run r = quillmate({"--data-dir", dir.path(), "init"});
-    QCOMPARE(r.code, 1);
-    QVERIFY2(r.err.contains(QDir::toNativeSeparators(path)), qPrintable(r.err));
-    QCOMPARE(QFileInfo(path).size(), before);
-    QVERIFY(f.open(QIODevice::ReadOnly));
-    QVERIFY(f.readAll().startsWith("Standard Jet DB"));
 }
 
 void TestCli::sharedStoreLivesInDatabasePath()

@@ -76,21 +76,13 @@ private slots:
     void followsOwnWrites();
     void followsOtherConnections();
     void typeFilterAndRows();
-    void upperCaseAndMixedQueries();
-    void newestFirstWithoutRewrites();
-    void indexMatchesAtBufferEdges();
-    void indexNeverSpansEntries();
-    void indexInitialsQueries();
-    void indexFrequentThenRareCharacters();
-    void indexForgetsReplacedEntries();
-    void indexInitialsAfterCompaction();
-    void indexMixedAndNonAsciiNeedles();
     void indexAgreesWithPlainScan();
 };
 
 void TestSearch::allKindsInPageOrderWithFlags()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SearchService search(*lib.root.store, *lib.root.settings);
     const auto all = search.search(QStringLiteral(" 退货 "), SearchMode::All);
     QCOMPARE(shape(all), QStringLiteral("W%1 S%2 C%3 E%4 F%5 L%6 P%7")
@@ -115,6 +107,7 @@ void TestSearch::allKindsInPageOrderWithFlags()
 void TestSearch::modes()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SearchService search(*lib.root.store, *lib.root.settings);
     QCOMPARE(shape(search.search("货", SearchMode::Common)), QStringLiteral("W%1").arg(lib.k1));
     QCOMPARE(shape(search.search("货", SearchMode::Knowledge)),
@@ -135,6 +128,7 @@ void TestSearch::modes()
 void TestSearch::nameOrInitialsCaseInsensitiveLiteral()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SearchService search(*lib.root.store, *lib.root.settings);
     // 退货流程 -> THLC, 发货时间 -> FHSJ
     QCOMPARE(shape(search.search("thl", SearchMode::Knowledge)), QStringLiteral("W%1").arg(lib.k1));
@@ -155,22 +149,26 @@ void TestSearch::nameOrInitialsCaseInsensitiveLiteral()
 void TestSearch::followsListOrder()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SearchService search(*lib.root.store, *lib.root.settings);
     const qint64 k4 = lib.root.add(
         Table::Knowledge,
         {{"name", "货到付款"}, {"serialnum", 1}, {"commonflag", 1}, {"commonserialnum", 9}});
+    auto order = [&](const QString& sort, SearchMode mode, const QString& needle = "货") {
+        [&] { QVERIFY(lib.root.settings->setValue(Setting::Sort, sort).ok()); }();
+        return shape(search.search(needle, mode));
+    };
+    const QString k1 = QStringLiteral("W%1").arg(lib.k1), k2 = QStringLiteral("W%1").arg(lib.k2),
+                  k3 = QStringLiteral("W%1").arg(lib.k3), w4 = QStringLiteral("W%1").arg(k4);
+    // Newest first, while the entries are still in the order they were added.
+    QCOMPARE(order("2", SearchMode::Knowledge), QStringList({w4, k2, k1}).join(' '));
+    QCOMPARE(order("2", SearchMode::Knowledge, ""), QStringList({w4, k3, k2, k1}).join(' '));
+
     QVERIFY(
         lib.root.store->update(Table::Knowledge, lib.k1, {{"serialnum", 3}, {"commonserialnum", 1}})
             .ok());
     QVERIFY(lib.root.store->update(Table::Knowledge, lib.k2, {{"serialnum", 2}}).ok());
     QVERIFY(lib.root.store->addUse(Table::Knowledge, lib.k2).ok());
-
-    auto order = [&](const QString& sort, SearchMode mode) {
-        [&] { QVERIFY(lib.root.settings->setValue(Setting::Sort, sort).ok()); }();
-        return shape(search.search("货", mode));
-    };
-    const QString k1 = QStringLiteral("W%1").arg(lib.k1), k2 = QStringLiteral("W%1").arg(lib.k2),
-                  w4 = QStringLiteral("W%1").arg(k4);
     QCOMPARE(order("1", SearchMode::Knowledge), QStringList({k1, k2, w4}).join(' '));
     QCOMPARE(order("2", SearchMode::Knowledge), QStringList({w4, k2, k1}).join(' '));
     QCOMPARE(order("3", SearchMode::Knowledge), QStringList({k2, k1, w4}).join(' '));
@@ -182,6 +180,7 @@ void TestSearch::followsListOrder()
 void TestSearch::followsOwnWrites()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SearchService search(*lib.root.store, *lib.root.settings);
     QCOMPARE(search.search("快递", SearchMode::Knowledge).value().size(), 0);
 
@@ -207,22 +206,12 @@ void TestSearch::followsOwnWrites()
                     lib.root.store->idByName(Table::Goods, "name", "华为").value().value())
                 .ok());
     QCOMPARE(search.search("", SearchMode::Knowledge).value().size(), 1);
-
-    // Many renames in a row keep exactly one entry per row.
-    for (int i = 0; i < 3000; ++i) {
-        QVERIFY(
-            lib.root.store->update(Table::Knowledge, k, {{"name", QStringLiteral("名%1").arg(i)}})
-                .ok());
-        QVERIFY(search.search("名", SearchMode::Knowledge).ok());
-    }
-    QCOMPARE(shape(search.search("名", SearchMode::Knowledge)), QStringLiteral("W%1").arg(k));
-    QCOMPARE(search.name(search.search("名", SearchMode::Knowledge).value().first()),
-             QStringLiteral("名2999"));
 }
 
 void TestSearch::followsOtherConnections()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SearchService search(*lib.root.store, *lib.root.settings);
     QCOMPARE(search.search("清单", SearchMode::Simple).value().size(), 0);
 
@@ -239,6 +228,7 @@ void TestSearch::followsOtherConnections()
 void TestSearch::typeFilterAndRows()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SearchService search(*lib.root.store, *lib.root.settings);
     const qint64 st2 = lib.root.add(Table::SimpleType, {{"name", "售后"}});
     const qint64 s2 = lib.root.add(Table::Simple, {{"name", "退货需要七天内"}, {"typeid", st2}});
@@ -273,220 +263,12 @@ void TestSearch::typeFilterAndRows()
     QVERIFY(!find(SearchKind::Personal).hasPicture);
 }
 
-void TestSearch::upperCaseAndMixedQueries()
-{
-    Library lib;
-    SearchService search(*lib.root.store, *lib.root.settings);
-    // 退货流程 -> THLC: the whole initials, in either case.
-    QCOMPARE(shape(search.search("THLC", SearchMode::Knowledge)),
-             QStringLiteral("W%1").arg(lib.k1));
-    QCOMPARE(shape(search.search("tHlC", SearchMode::Knowledge)),
-             QStringLiteral("W%1").arg(lib.k1));
-    QCOMPARE(shape(search.search("THLCX", SearchMode::Knowledge)), QString());
-    // A needle with a Chinese character can only be part of a name.
-    QCOMPARE(shape(search.search("POLICY 退", SearchMode::Knowledge)),
-             QStringLiteral("W%1").arg(lib.k3));
-    QCOMPARE(shape(search.search("退货L", SearchMode::Knowledge)), QString());
-    QCOMPARE(shape(search.search("T退", SearchMode::Knowledge)), QString());
-}
-
-void TestSearch::newestFirstWithoutRewrites()
-{
-    Library lib;
-    const qint64 k4 = lib.root.add(Table::Knowledge, {{"name", "货到付款"}});
-    SearchService search(*lib.root.store, *lib.root.settings);
-    const QString k1 = QStringLiteral("W%1").arg(lib.k1), k2 = QStringLiteral("W%1").arg(lib.k2),
-                  w4 = QStringLiteral("W%1").arg(k4);
-    QCOMPARE(shape(search.search("货", SearchMode::Knowledge)),
-             QStringList({k1, k2, w4}).join(' '));
-    QVERIFY(lib.root.settings->setValue(Setting::Sort, "2").ok());
-    QCOMPARE(shape(search.search("货", SearchMode::Knowledge)),
-             QStringList({w4, k2, k1}).join(' '));
-    QCOMPARE(shape(search.search("", SearchMode::Knowledge)),
-             QStringList({w4, QStringLiteral("W%1").arg(lib.k3), k2, k1}).join(' '));
-    QCOMPARE(shape(search.search("货", SearchMode::Common)), k1);
-}
-
-void TestSearch::indexMatchesAtBufferEdges()
-{
-    SearchIndex index;
-    index.upsert(source(1, QStringLiteral("甲乙丙"), QStringLiteral("JYB")));
-    index.upsert(source(2, QStringLiteral("丁戊"), QStringLiteral("DW")));
-    index.upsert(source(3, QStringLiteral("己庚辛"), QStringLiteral("JGX")));
-    QCOMPARE(found(index, QStringLiteral("甲")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("甲乙")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("甲乙丙")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("辛")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("庚辛")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("己庚辛")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("己庚辛壬")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("jyb")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("x")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("gx")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("j")), QList<qint64>({1, 3}));
-    QCOMPARE(found(index, QString()), QList<qint64>({1, 2, 3}));
-}
-
-void TestSearch::indexNeverSpansEntries()
-{
-    SearchIndex index;
-    // Every pair of each needle below occurs in some entry, but the needle only across the
-    // end of entry 1 and the start of entry 2.
-    index.upsert(source(1, QStringLiteral("甲乙"), QStringLiteral("XAB")));
-    index.upsert(source(2, QStringLiteral("丙丁"), QStringLiteral("CD")));
-    index.upsert(source(3, QStringLiteral("乙丙戊"), QStringLiteral("BCQ")));
-    QCOMPARE(found(index, QStringLiteral("甲乙丙")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("乙丙")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("abc")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("bc")), QList<qint64>({3}));
-    // Nor the name and the initials of one entry.
-    QCOMPARE(found(index, QStringLiteral("乙x")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("乙")), QList<qint64>({1, 3}));
-}
-
-void TestSearch::indexInitialsQueries()
-{
-    SearchIndex index;
-    index.upsert(source(1, QStringLiteral("退货流程"), QStringLiteral("THLC")));
-    index.upsert(source(2, QStringLiteral("发货时间"), QStringLiteral("FHSJ")));
-    index.upsert(source(3, QStringLiteral("退款"), QStringLiteral("TK")));
-    index.upsert(source(4, QStringLiteral("好"), QStringLiteral("H")));
-    index.upsert(source(5, QStringLiteral("哈哈哈"), QStringLiteral("HHH")));
-
-    QCOMPARE(found(index, QStringLiteral("t")), QList<qint64>({1, 3}));
-    QCOMPARE(found(index, QStringLiteral("h")), QList<qint64>({1, 2, 4, 5}));
-    QCOMPARE(found(index, QStringLiteral("K")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("z")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("th")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("hs")), QList<qint64>({2}));
-    QCOMPARE(found(index, QStringLiteral("TK")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("kt")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("hh")), QList<qint64>({5}));
-    // The whole initials, and needles longer than the initials that start them.
-    QCOMPARE(found(index, QStringLiteral("thlc")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("FHSJ")), QList<qint64>({2}));
-    QCOMPARE(found(index, QStringLiteral("hhh")), QList<qint64>({5}));
-    QCOMPARE(found(index, QStringLiteral("hhhh")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("thlcf")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("tkt")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("fhsjthlc")), QList<qint64>());
-}
-
-void TestSearch::indexFrequentThenRareCharacters()
-{
-    SearchIndex index;
-    for (int i = 0; i < 300; ++i)
-        index.upsert(source(i + 1, QStringLiteral("退货%1").arg(i), QStringLiteral("TH%1").arg(i)));
-    index.upsert(source(1000, QStringLiteral("退款到账"), QStringLiteral("TKDZ")));
-    // Its rare pair, without the frequent first character.
-    index.upsert(source(1001, QStringLiteral("款到"), QStringLiteral("KD")));
-    index.upsert(source(1002, QStringLiteral("到账退"), QStringLiteral("DZT")));
-
-    QCOMPARE(found(index, QStringLiteral("退款到")), QList<qint64>({1000}));
-    QCOMPARE(found(index, QStringLiteral("退款到账")), QList<qint64>({1000}));
-    QCOMPARE(found(index, QStringLiteral("款到")), QList<qint64>({1000, 1001}));
-    QCOMPARE(found(index, QStringLiteral("账退")), QList<qint64>({1002}));
-    QCOMPARE(found(index, QStringLiteral("tkd")), QList<qint64>({1000}));
-    QCOMPARE(found(index, QStringLiteral("tkdz")), QList<qint64>({1000}));
-    QCOMPARE(found(index, QStringLiteral("zt")), QList<qint64>({1002}));
-    QCOMPARE(found(index, QStringLiteral("退")).size(), 302);
-    QCOMPARE(found(index, QStringLiteral("th29")),
-             QList<qint64>({30, 291, 292, 293, 294, 295, 296, 297, 298, 299, 300}));
-}
-
-void TestSearch::indexForgetsReplacedEntries()
-{
-    SearchIndex index;
-    index.upsert(source(1, QStringLiteral("退货流程"), QStringLiteral("THLC")));
-    // Fewer replacements than a compaction needs: the old versions stay in the buffers.
-    for (int i = 0; i < 500; ++i)
-        index.upsert(source(2, QStringLiteral("旧名%1").arg(i), QStringLiteral("JM%1").arg(i)));
-    index.upsert(source(2, QStringLiteral("新名"), QStringLiteral("XM")));
-    index.upsert(source(3, QStringLiteral("其他"), QStringLiteral("QT")));
-    QCOMPARE(index.size(), 3);
-
-    QCOMPARE(found(index, QStringLiteral("旧")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("旧名")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("旧名1")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("j")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("jm")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("jm4")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("名")), QList<qint64>({2}));
-    QCOMPARE(found(index, QStringLiteral("m")), QList<qint64>({2}));
-    QCOMPARE(found(index, QStringLiteral("xm")), QList<qint64>({2}));
-    // The replaced entry now comes after the ones that were added once.
-    QCOMPARE(found(index, QString()), QList<qint64>({1, 2, 3}));
-    QCOMPARE(index.name(*index.find(2)), QStringLiteral("新名"));
-
-    index.remove(2);
-    QCOMPARE(found(index, QStringLiteral("名")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("xm")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("m")), QList<qint64>());
-    QCOMPARE(found(index, QString()), QList<qint64>({1, 3}));
-    QVERIFY(!index.find(2));
-}
-
-void TestSearch::indexInitialsAfterCompaction()
-{
-    SearchIndex index;
-    for (int i = 0; i < 50; ++i)
-        index.upsert(
-            source(i + 1, QStringLiteral("Item %1 货").arg(i), QStringLiteral("A%1").arg(i)));
-    // Enough replacements for the dead entries to be compacted away more than once.
-    for (int i = 0; i < 5000; ++i)
-        index.upsert(source(100, QStringLiteral("Name%1").arg(i), QStringLiteral("ZQ%1").arg(i)));
-    QCOMPARE(index.size(), 51);
-
-    QList<qint64> items;
-    for (int i = 0; i < 50; ++i)
-        items << i + 1;
-    // "a" is also in the name of the replaced entry.
-    QCOMPARE(found(index, QStringLiteral("a")), items + QList<qint64>({100}));
-    QCOMPARE(found(index, QStringLiteral("A4")),
-             QList<qint64>({5, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50}));
-    QCOMPARE(found(index, QStringLiteral("a49")), QList<qint64>({50}));
-    QCOMPARE(found(index, QStringLiteral("zq")), QList<qint64>({100}));
-    QCOMPARE(found(index, QStringLiteral("ZQ4999")), QList<qint64>({100}));
-    QCOMPARE(found(index, QStringLiteral("zq4998")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("z")), QList<qint64>({100}));
-    QCOMPARE(found(index, QStringLiteral("name4999")), QList<qint64>({100}));
-    QCOMPARE(found(index, QStringLiteral("name1")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("ITEM 7 货")), QList<qint64>({8}));
-    // Names that folding changes keep their own letters.
-    QCOMPARE(index.name(*index.find(8)), QStringLiteral("Item 7 货"));
-    QCOMPARE(index.name(*index.find(100)), QStringLiteral("Name4999"));
-}
-
-void TestSearch::indexMixedAndNonAsciiNeedles()
-{
-    SearchIndex index;
-    index.upsert(source(1, QStringLiteral("Wi-Fi密码"), QStringLiteral("WI-FIMM")));
-    index.upsert(source(2, QStringLiteral("其他"), QStringLiteral("QT")));
-    // Initials beyond ASCII, as another program may have written them.
-    index.upsert(source(3, QStringLiteral("学校"), QStringLiteral("ÉCOLE")));
-    index.upsert(source(4, QStringLiteral("密"), QStringLiteral("M")));
-
-    QCOMPARE(found(index, QStringLiteral("fi密")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("WI-FI密码")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("m密")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("mm")), QList<qint64>({1}));
-    QCOMPARE(found(index, QStringLiteral("m")), QList<qint64>({1, 4}));
-    QCOMPARE(found(index, QStringLiteral("密")), QList<qint64>({1, 4}));
-    QCOMPARE(found(index, QStringLiteral("qt其")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("é")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("Éc")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("cole")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("c")), QList<qint64>({3}));
-    QCOMPARE(found(index, QStringLiteral("i")), QList<qint64>({1}));
-    index.upsert(source(3, QStringLiteral("学校"), QStringLiteral("XX")));
-    QCOMPARE(found(index, QStringLiteral("é")), QList<qint64>());
-    QCOMPARE(found(index, QStringLiteral("c")), QList<qint64>());
-}
-
 void TestSearch::indexAgreesWithPlainScan()
 {
-    // Small alphabets make repeated characters, partial matches and shared pairs frequent;
-    // 'É' sends some initials down the path for those beyond ASCII.
+    // The index's one test: thousands of additions, replacements and removals, with compactions
+    // among them, each checked against a plain scan. Small alphabets make repeated characters,
+    // partial matches, shared pairs and needles across entries or across a name and its
+    // initials frequent; 'É' sends some initials down the path for those beyond ASCII.
     const QString nameChars = QStringLiteral("退货款快aAbB1 ");
     const QString codeChars = QStringLiteral("tThHkK1?É");
     const QString needleChars = nameChars + codeChars;
@@ -513,8 +295,15 @@ void TestSearch::indexAgreesWithPlainScan()
                     SearchIndex::fold(pycode).contains(folded))
                     expected << id;
             }
-            if (found(index, needle) != expected)
-                return QStringLiteral("needle \"%1\"").arg(needle);
+            if (const QList<qint64> got = found(index, needle); got != expected) {
+                QStringList a, b;
+                for (qint64 id : got)
+                    a << QString::number(id);
+                for (qint64 id : expected)
+                    b << QString::number(id);
+                return QStringLiteral("needle \"%1\": the index finds {%2}, a scan {%3}")
+                    .arg(needle, a.join(' '), b.join(' '));
+            }
         }
         for (qint64 id : order) {
             const SearchIndex::Entry* e = index.find(id);

@@ -59,71 +59,38 @@ private slots:
     void assistantFolderFollowsDatabasePath();
     void foreignFilesAreRefusedUntouched_data();
     void foreignFilesAreRefusedUntouched();
-    void reopeningChangesNothing();
     void errorsCarryTheDatabaseReport();
 };
 
 void TestStore::schemaHasEveryTableColumnAndView()
 {
     TestRoot root;
-    const QSqlDatabase a = root.store->database(StoreId::Assistant);
-    const QSqlDatabase p = root.store->database(StoreId::Personal);
+    QVERIFY(root.ok());
 
-    // Written out here rather than taken from the table descriptions, so a dropped column fails.
-    const QList<std::pair<QString, QString>> assistant = {
-        {"item", "id name"},
-        {"type", "id name description flag url pycode itemid username serialnum usetime"},
-        {"goods", "id name typeid username serialnum usetime"},
-        {"knowledge", "id name description typeid goodsid pic extname commonflag pycode username "
-                      "serialnum bigserialnum littleserialnum commonserialnum usetime"},
-        {"simpletype", "id name username serialnum usetime"},
-        {"simple", "id name typeid pycode username serialnum typeserialnum usetime"},
-        {"filetype", "id name username serialnum usetime"},
-        {"file", "id name file extname filedesc typeid pycode username serialnum typeserialnum "
-                 "usetime"},
-        {"Users", "id username userpw defaultuser grade"},
-        {"v_goods", "id name typeid username serialnum usetime typename"},
-        {"v_knowledge", "id name description typeid goodsid pic extname commonflag pycode username "
-                        "serialnum bigserialnum littleserialnum commonserialnum usetime goodsname "
-                        "typename"},
-        {"v_simple", "id name typeid pycode username serialnum typeserialnum usetime typename"},
-        {"v_file", "id name file extname filedesc typeid pycode username serialnum typeserialnum "
-                   "usetime typename"},
-    };
-    const QList<std::pair<QString, QString>> personal = {
-        {"toolstype", "id name username serialnum usetime"},
-        {"tools", "id name path tooldesc type typeid pycode username serialnum typeserialnum "
-                  "usetime"},
-        {"personaltype", "id name username serialnum usetime"},
-        {"Personaltype", "id name username serialnum usetime"},
-        {"personal", "id name description pic extname typeid pycode username serialnum "
-                     "typeserialnum usetime"},
-        {"v_tools", "id name path tooldesc type typeid pycode username serialnum typeserialnum "
-                    "usetime typename"},
-        {"v_personal", "id name description pic extname typeid pycode username serialnum "
-                       "typeserialnum usetime typename"},
-        {"v_Personal", "id name description pic extname typeid pycode username serialnum "
-                       "typeserialnum usetime typename"},
-    };
-    for (const auto& [relation, cols] : assistant)
-        QCOMPARE(columnsOf(a, relation), cols.split(QLatin1Char(' ')));
-    for (const auto& [relation, cols] : personal)
-        QCOMPARE(columnsOf(p, relation), cols.split(QLatin1Char(' ')));
+    // Kept in a fixture rather than taken from the table descriptions, so a dropped column fails.
+    QFile fixture(QStringLiteral(QUILLMATE_FIXTURES "/store-columns.txt"));
+    QVERIFY(fixture.open(QIODevice::ReadOnly | QIODevice::Text));
+    int relations = 0;
+    while (!fixture.atEnd()) {
+        const QString line = QString::fromUtf8(fixture.readLine()).trimmed();
+        if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
+            continue;
+        const QString store = line.section(QLatin1Char(' '), 0, 0);
+        const QString relation = line.section(QLatin1Char(' '), 1, 1).chopped(1);
+        const QSqlDatabase db = root.store->database(
+            store == QLatin1String("personal") ? StoreId::Personal : StoreId::Assistant);
+        const QStringList columns = columnsOf(db, relation);
+        QVERIFY2(columns == line.section(QLatin1String(": "), 1).split(QLatin1Char(' ')),
+                 qPrintable(relation + ": " + columns.join(QLatin1Char(' '))));
+        ++relations;
+    }
+    QCOMPARE(relations, 21);
 
     Query items;
     items.table = Table::Item;
     items.ordered = false;
     const Result<QList<Row>> sections = root.store->rows(items);
     QCOMPARE(ids(sections), (QList<qint64>{1, 2, 3, 4}));
-
-    // The first start brings one administrator without a password, marked as the default.
-    Query users;
-    users.table = Table::Users;
-    const Result<QList<Row>> u = root.store->rows(users);
-    QCOMPARE(u.value().size(), 1);
-    QCOMPARE(u.value().first().value("grade").toInt(), 1);
-    QCOMPARE(u.value().first().value("defaultuser").toInt(), 1);
-    QCOMPARE(u.value().first().value("userpw").toString(), QString());
 
     // The views join the category names in.
     const qint64 big = root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
@@ -142,6 +109,7 @@ void TestStore::schemaHasEveryTableColumnAndView()
 void TestStore::newRowsStartAtZeroAndCarryUserAndInitials()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const qint64 id = root.add(Table::Knowledge, {{"name", "客服 AB"}, {"description", "x"}});
     const auto row = root.store->row(Table::Knowledge, id);
     QVERIFY(row.ok() && row.value().has_value());
@@ -164,6 +132,7 @@ void TestStore::newRowsStartAtZeroAndCarryUserAndInitials()
 void TestStore::namesAreUniqueWithoutRegardToCase()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const qint64 first = root.add(Table::Simple, {{"name", "Hello 您好"}});
     QCOMPARE(root.store->nameExists(Table::Simple, "hello 您好").value(), true);
     QCOMPARE(root.store->nameExists(Table::Simple, "hello 您好", {}, first).value(), false);
@@ -190,6 +159,7 @@ void TestStore::namesAreUniqueWithoutRegardToCase()
 void TestStore::idsAreNeverReused()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     QVERIFY(!root.store->maxId(Table::Simple).value().has_value());
     const qint64 a = root.add(Table::Simple, {{"name", "a"}});
     const qint64 b = root.add(Table::Simple, {{"name", "b"}});
@@ -207,6 +177,7 @@ void TestStore::idsAreNeverReused()
 void TestStore::quotesAreOrdinaryCharacters()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const QString name = QStringLiteral("it's 'quoted'; DROP TABLE simple; --");
     const qint64 id = root.add(Table::Simple, {{"name", name}});
     QCOMPARE(root.store->nameExists(Table::Simple, name).value(), true);
@@ -259,6 +230,7 @@ void TestStore::sortModes()
 void TestStore::pickersAndLookups()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const Result<QList<NamedId>> empty = root.store->categoryList(Table::SimpleType, "请选择分类");
     QCOMPARE(empty.value(), (QList<NamedId>{{0, QStringLiteral("请选择分类")}}));
 
@@ -287,6 +259,7 @@ void TestStore::pickersAndLookups()
 void TestStore::blobsRoundTrip()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const qint64 id = root.add(Table::Personal, {{"name", "图"}});
     QCOMPARE(root.store->blob(Table::Personal, id).value(), std::optional<QByteArray>());
 
@@ -307,6 +280,7 @@ void TestStore::blobsRoundTrip()
 void TestStore::useCountAndCommonFlag()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const qint64 k = root.add(Table::Knowledge, {{"name", "k"}});
     const qint64 t = root.add(Table::Tools, {{"name", "t"}});
     QVERIFY(root.store->addUse(Table::Knowledge, k).ok());
@@ -324,6 +298,7 @@ void TestStore::useCountAndCommonFlag()
 void TestStore::everyWriteIsAnnounced()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     QSignalSpy spy(root.store.get(), &Store::changed);
     const qint64 id = root.add(Table::Knowledge, {{"name", "k"}});
     QVERIFY(root.store->update(Table::Knowledge, id, {{"description", "d"}}).ok());
@@ -347,6 +322,7 @@ void TestStore::everyWriteIsAnnounced()
 void TestStore::bigCategoryCascadeLeavesNoOrphans()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const qint64 big = root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
     const qint64 keep = root.add(Table::Type, {{"name", "电脑"}, {"itemid", 2}});
     const qint64 s1 = root.add(Table::Goods, {{"name", "s1"}, {"typeid", big}});
@@ -377,6 +353,7 @@ void TestStore::bigCategoryCascadeLeavesNoOrphans()
 void TestStore::categoryCascadesPerKind()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const QList<std::pair<Table, Table>> pairs = {{Table::SimpleType, Table::Simple},
                                                   {Table::FileType, Table::File},
                                                   {Table::ToolsType, Table::Tools},
@@ -405,6 +382,7 @@ void TestStore::categoryCascadesPerKind()
 void TestStore::failedCascadeRollsBackWhole()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const qint64 big = root.add(Table::Type, {{"name", "big"}, {"itemid", 2}});
     const qint64 s1 = root.add(Table::Goods, {{"name", "s1"}, {"typeid", big}});
     const qint64 s2 = root.add(Table::Goods, {{"name", "s2"}, {"typeid", big}});
@@ -468,9 +446,11 @@ void TestStore::foreignFilesAreRefusedUntouched()
     QFETCH(QByteArray, content);
     QFETCH(int, cut);
     TestRoot root(false);
+    QVERIFY(root.ok());
     const QString path = root.path(QStringLiteral("assistant.dll"));
     if (cut >= 0) {
         TestRoot donor;
+        QVERIFY(donor.ok());
         donor.add(Table::Simple, {{"name", "x"}});
         QFile f(donor.path(QStringLiteral("assistant.dll")));
         QVERIFY(f.open(QIODevice::ReadOnly));
@@ -504,22 +484,10 @@ void TestStore::foreignFilesAreRefusedUntouched()
     QVERIFY(!QFileInfo::exists(path + QStringLiteral("-journal")));
 }
 
-void TestStore::reopeningChangesNothing()
-{
-    TestRoot root;
-    root.add(Table::Simple, {{"name", "x"}});
-    root.store.reset();
-    const QByteArray a = digest(root.path(QStringLiteral("assistant.dll")));
-    const QByteArray p = digest(root.path(QStringLiteral("personal.dll")));
-    root.openStore();
-    root.store.reset();
-    QCOMPARE(digest(root.path(QStringLiteral("assistant.dll"))), a);
-    QCOMPARE(digest(root.path(QStringLiteral("personal.dll"))), p);
-}
-
 void TestStore::errorsCarryTheDatabaseReport()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     const Result<qint64> r = root.store->insert(Table::Simple, {{"nosuchcolumn", 1}});
     QVERIFY(!r.ok());
     const Result<qint64> missingName = root.store->insert(Table::Simple, {{"typeid", 1}});

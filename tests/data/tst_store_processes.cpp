@@ -15,6 +15,7 @@ private slots:
 void TestStoreProcesses::concurrentWritersLoseNothing()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     root.store.reset(); // the writers create nothing new; the file exists with its schema
     constexpr int Writers = 6;
     constexpr int Rows = 60;

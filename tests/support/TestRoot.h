@@ -8,22 +8,26 @@
 #include <QTest>
 #include <memory>
 
-// A data root in a temporary folder with a default config.ini and both stores opened.
+// A data root in a temporary folder with a default config.ini and both stores opened. A step
+// that fails is reported as a failure of the running test and clears ok(); the members stay
+// usable, so a test that stops at QVERIFY(root.ok()) ends cleanly instead of crashing.
 struct TestRoot {
     QTemporaryDir dir;
-    std::unique_ptr<Settings> settings;
+    std::unique_ptr<Settings> settings = std::make_unique<Settings>(configPath());
     std::unique_ptr<Store> store;
     PinyinTable pinyin;
 
     explicit TestRoot(bool open = true)
     {
-        QVERIFY(dir.isValid());
-        QVERIFY(Settings::ensureFile(configPath()).ok());
-        settings = std::make_unique<Settings>(configPath());
-        QVERIFY(settings->load().ok());
+        if (check(dir.isValid(), "the temporary folder", dir.errorString()) &&
+            check(Settings::ensureFile(configPath()), "config.ini"))
+            check(settings->load(), "loading config.ini");
         if (open)
             openStore();
     }
+
+    // False once any step of the set-up, or any add(), has failed.
+    bool ok() const { return m_ok; }
 
     QString configPath() const { return dir.filePath(QStringLiteral("config.ini")); }
     QString path(const QString& name) const { return dir.filePath(name); }
@@ -32,21 +36,36 @@ struct TestRoot {
     {
         store = std::make_unique<Store>(dir.path(), *settings);
 #ifdef QUILLMATE_PYLIB
-        QVERIFY(pinyin.loadLibFile(QStringLiteral(QUILLMATE_PYLIB)).ok());
+        check(pinyin.loadLibFile(QStringLiteral(QUILLMATE_PYLIB)), "the pinyin table");
 #endif
         store->setPinyin(&pinyin);
         store->setCurrentUser(QStringLiteral("tester"));
-        const Result<void> r = store->open();
-        QVERIFY2(r.ok(), qPrintable(r.message()));
+        if (m_ok)
+            check(store->open(), "opening the stores");
     }
 
-    // Inserts and fails the test when the store refuses.
+    // The new row's id, or 0 with the test failed when the store refuses the row.
     qint64 add(Table table, const Row& row)
     {
         const Result<qint64> r = store->insert(table, row);
-        if (!r.ok())
-            qFatal("insert into %s failed: %s", qPrintable(Tables::name(table)),
-                   qPrintable(r.message()));
-        return r.value();
+        return check(r, "insert into " + Tables::name(table)) ? r.value() : 0;
     }
+
+private:
+    template <class R> bool check(const R& result, const QString& step)
+    {
+        return check(result.ok(), step, result.message());
+    }
+
+    bool check(bool good, const QString& step, const QString& why)
+    {
+        if (!good) {
+            m_ok = false;
+            QTest::qFail(qPrintable(QStringLiteral("test root: %1 failed: %2").arg(step, why)),
+                         __FILE__, __LINE__);
+        }
+        return good;
+    }
+
+    bool m_ok = true;
 };

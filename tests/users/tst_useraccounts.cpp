@@ -9,8 +9,10 @@ QString storedPassword(TestRoot& root, qint64 id)
 {
     const Result<std::optional<Row>> row =
         root.store->row(Table::Users, id, {QStringLiteral("userpw")});
-    if (!row || !row.value())
-        qFatal("user %lld cannot be read", id);
+    if (!row || !row.value()) {
+        QTest::qFail(qPrintable("user cannot be read: " + row.message()), __FILE__, __LINE__);
+        return QStringLiteral("<unreadable>");
+    }
     return row.value()->value(QStringLiteral("userpw")).toString();
 }
 
@@ -33,8 +35,10 @@ std::optional<CurrentUser> verified(UserAccounts& accounts, const QString& name,
                                     const QString& password)
 {
     const Result<std::optional<CurrentUser>> r = accounts.verify(name, password);
-    if (!r)
-        qFatal("verify failed: %s", qPrintable(r.message()));
+    if (!r) {
+        QTest::qFail(qPrintable("verify failed: " + r.message()), __FILE__, __LINE__);
+        return std::nullopt;
+    }
     return r.value();
 }
 
@@ -57,6 +61,7 @@ private slots:
 void TestUserAccounts::newStoreStartsWithoutLogin()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     UserAccounts accounts(*root.store);
 
     const auto all = accounts.users();
@@ -91,6 +96,7 @@ void TestUserAccounts::loginNeeded()
 {
     QFETCH(QString, change);
     TestRoot root;
+    QVERIFY(root.ok());
     UserAccounts accounts(*root.store);
     const qint64 admin = adminId(accounts);
     QVERIFY(admin > 0);
@@ -146,6 +152,7 @@ void TestUserAccounts::verify()
     QFETCH(bool, administrator);
 
     TestRoot root;
+    QVERIFY(root.ok());
     UserAccounts accounts(*root.store);
     QVERIFY(accounts.setPassword(adminId(accounts), QStringLiteral("s3cret")).ok());
     QVERIFY(
@@ -162,6 +169,7 @@ void TestUserAccounts::verify()
 void TestUserAccounts::hashesAreSaltedAndHideThePassword()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     UserAccounts accounts(*root.store);
     const qint64 a = addUser(root, QStringLiteral("甲"), 2);
     const qint64 b = addUser(root, QStringLiteral("乙"), 2);
@@ -185,6 +193,7 @@ void TestUserAccounts::hashesAreSaltedAndHideThePassword()
 void TestUserAccounts::emptyPasswordIsStoredEmpty()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     UserAccounts accounts(*root.store);
     const qint64 admin = adminId(accounts);
     QVERIFY(accounts.setPassword(admin, QStringLiteral("s3cret")).ok());
@@ -199,6 +208,7 @@ void TestUserAccounts::emptyPasswordIsStoredEmpty()
 void TestUserAccounts::plainTextPasswordOfOlderStoresVerifies()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     UserAccounts accounts(*root.store);
     const qint64 admin = adminId(accounts);
     QVERIFY(root.store->update(Table::Users, admin, {{QStringLiteral("userpw"), "1234"}}).ok());
@@ -218,6 +228,7 @@ void TestUserAccounts::plainTextPasswordOfOlderStoresVerifies()
 void TestUserAccounts::accountsListInIdOrder()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     UserAccounts accounts(*root.store);
     const qint64 b = addUser(root, QStringLiteral("b"), 2);
     const qint64 a = addUser(root, QStringLiteral("a"), 0, true);

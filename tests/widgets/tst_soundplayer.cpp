@@ -54,6 +54,7 @@ void TestSoundPlayer::promptSound()
     QFETCH(bool, plays);
 
     TestRoot root(false);
+    QVERIFY(root.ok());
     const DataRoot dataRoot(root.dir.path());
     const QString soundPath = root.path(QStringLiteral("sound.wav"));
     if (fileExists)
