@@ -1,3 +1,4 @@
+#include "support/FixtureRows.h"
 #include "content/DeletePolicy.h"
 #include "content/EntryValidator.h"
 #include "content/FilePicker.h"
@@ -16,20 +17,26 @@
 
 namespace {
 
-// One check step: the message expected now, then the field value that satisfies it.
-struct Step {
-    QString message;
-    QString column;
-    QVariant value;
-};
-using Steps = QList<Step>;
-
 constexpr qint64 MB = 1024 * 1024;
+
+QString failure(const KindDescriptor& kind, const EntryValues& values, SaveContext context = {})
+{
+    return EntryValidator::firstFailure(kind, values, context).value_or("passed");
+}
 
 QString failure(ContentKind kind, const EntryValues& values, SaveContext context = {})
 {
-    return EntryValidator::firstFailure(Kinds::descriptor(kind), values, context)
-        .value_or("passed");
+    return failure(Kinds::descriptor(kind), values, context);
+}
+
+// The kind whose windows are "frm" + stem, as the fixtures name them.
+const KindDescriptor* kindNamed(const QString& stem)
+{
+    for (ContentKind kind : Kinds::all()) {
+        if (Kinds::descriptor(kind).stem == stem)
+            return &Kinds::descriptor(kind);
+    }
+    return nullptr;
 }
 
 QString refusal(const std::optional<QString>& refused)
@@ -47,10 +54,6 @@ EntryValues withFile()
 
 } // namespace
 
-Q_DECLARE_METATYPE(ContentKind)
-Q_DECLARE_METATYPE(Steps)
-Q_DECLARE_METATYPE(SaveContext)
-
 class TestContentRules : public QObject {
     Q_OBJECT
 private slots:
@@ -58,12 +61,10 @@ private slots:
     void checksStopAtTheFirstFailureInOrder();
     void conditionalAndLengthRules();
     void storedFileCountsOnlyWhileKept();
-    void megabytesRoundHalfToEven_data();
     void megabytesRoundHalfToEven();
     void sizeRefusals();
     void deleteRulesFollowTypeDelMode_data();
     void deleteRulesFollowTypeDelMode();
-    void pathParts_data();
     void pathParts();
     void dialogFilterForTheSystemDialog();
     void filtersMatchLiterallyAndOnlyWhenSet();
@@ -73,77 +74,31 @@ private slots:
 
 void TestContentRules::checksStopAtTheFirstFailureInOrder_data()
 {
-    QTest::addColumn<ContentKind>("kind");
-    QTest::addColumn<SaveContext>("context");
-    QTest::addColumn<QVariantMap>("initial");
-    QTest::addColumn<Steps>("steps");
-    const SaveContext list{false, false};
-    const SaveContext newDialog{false, true};
-    const SaveContext edit{true, false};
-    // Blanks alone count as empty in the boxes that are compared trimmed.
-    const QVariantMap blank{{"name", "   "}};
-
-    QTest::newRow("big category") << ContentKind::BigCategory << list << blank
-                                  << Steps{{"请输入名称!", "name", " 手机 "}};
-    QTest::newRow("small category")
-        << ContentKind::SmallCategory << list << blank
-        << Steps{{"请选择大类!", "typeid", 3}, {"请输入名称!", "name", "华为"}};
-    QTest::newRow("knowledge") << ContentKind::Knowledge << list << blank
-                               << Steps{{"请选择大类!", "typeid", 1},
-                                        {"请选择小类!", "goodsid", 2},
-                                        {"请输入标题!", "name", "退货"},
-                                        {"请输入描述!", "description", "七天"}};
-    QTest::newRow("affair, address enabled")
-        << ContentKind::Affair << list << QVariantMap{{"flag", 1}, {"url", " "}}
-        << Steps{{"请输入标题!", "name", "地址"},
-                 {"请输入描述!", "description", "杭州"},
-                 {"启用网址后，网址不能为空!", "url", "https://a.example"}};
-    QTest::newRow("courier add") << ContentKind::Courier << newDialog << blank
-                                 << Steps{{"请输入名称!", "name", "顺丰"},
-                                          {"请输入网址!", "url", "https://sf.example"}};
-    QTest::newRow("courier edit") << ContentKind::Courier << edit << blank
-                                  << Steps{{"请输入名称!", "name", "顺丰"},
-                                           {"网址不能为空!", "url", "https://sf.example"}};
-    for (ContentKind k : {ContentKind::SimpleType, ContentKind::FileType, ContentKind::ToolsType,
-                          ContentKind::PersonalType})
-        QTest::newRow(qPrintable(Kinds::descriptor(k).stem))
-            << k << edit << blank << Steps{{"请输入名称!", "name", "常用"}};
-    QTest::newRow("phrase in list")
-        << ContentKind::Simple << list << blank
-        << Steps{{"请输入内容!", "name", "亲"}, {"请选择分类!", "typeid", 1}};
-    QTest::newRow("phrase in New")
-        << ContentKind::Simple << newDialog << blank
-        << Steps{{"内容不能为空!", "name", "亲"}, {"请选择分类!", "typeid", 1}};
-    QTest::newRow("phrase edit") << ContentKind::Simple << edit << blank
-                                 << Steps{{"请输入内容!", "name", "亲"},
-                                          {"请选择分类!", "typeid", 1}};
-    QTest::newRow("tool in New") << ContentKind::Tools << newDialog << blank
-                                 << Steps{{"名称不能为空!", "name", "记事本"},
-                                          {"请输入工具或者文件的路径!", "path", "C:\\a.exe"},
-                                          {"请选择分类!", "typeid", 1}};
-    QTest::newRow("tool in list") << ContentKind::Tools << list << blank
-                                  << Steps{{"请输入名称!", "name", "记事本"},
-                                           {"请输入工具或者文件的路径!", "path", "/usr/bin/x"},
-                                           {"请选择分类!", "typeid", 1}};
-    QTest::newRow("private knowledge") << ContentKind::Personal << newDialog << blank
-                                       << Steps{{"请选择分类!", "typeid", 1},
-                                                {"请输入标题!", "name", "密码"},
-                                                {"请输入描述!", "description", "见本子"}};
+    QTest::addColumn<QStringList>("row");
+    for (const QStringList& row : fixtureRows("checks.txt"))
+        QTest::newRow(qPrintable(row.mid(0, 2).join(' '))) << row;
 }
 
+// A row of checks.txt: the kind, where it is saved, then values set before the first check and
+// each message followed by the values that satisfy it.
 void TestContentRules::checksStopAtTheFirstFailureInOrder()
 {
-    QFETCH(ContentKind, kind);
-    QFETCH(SaveContext, context);
-    QFETCH(QVariantMap, initial);
-    QFETCH(Steps, steps);
+    QFETCH(QStringList, row);
+    const KindDescriptor* kind = kindNamed(row.at(0));
+    QVERIFY(kind);
+    const QMap<QString, SaveContext> contexts = {
+        {"list", {false, false}}, {"new", {false, true}}, {"edit", {true, false}}};
+    QVERIFY(contexts.contains(row.at(1)));
     EntryValues values;
-    values.fields = initial;
-    for (const Step& step : steps) {
-        QCOMPARE(failure(kind, values, context), step.message);
-        values.fields.insert(step.column, step.value);
+    // Blanks alone count as empty in the boxes that are compared trimmed.
+    values.fields = {{"name", "   "}};
+    for (const QString& step : row.mid(2)) {
+        if (step.contains('='))
+            values.fields.insert(step.section('=', 0, 0), step.section('=', 1));
+        else
+            QCOMPARE(failure(*kind, values, contexts.value(row.at(1))), step);
     }
-    QCOMPARE(failure(kind, values, context), QString("passed"));
+    QCOMPARE(failure(*kind, values, contexts.value(row.at(1))), QString("passed"));
 }
 
 void TestContentRules::conditionalAndLengthRules()
@@ -186,24 +141,18 @@ void TestContentRules::storedFileCountsOnlyWhileKept()
     QCOMPARE(failure(ContentKind::File, v), "请选择分类!");
 }
 
-void TestContentRules::megabytesRoundHalfToEven_data()
-{
-    QTest::addColumn<qint64>("bytes");
-    QTest::addColumn<qint64>("megabytes");
-    QTest::newRow("0") << qint64(0) << qint64(0);
-    QTest::newRow("0.5 to even 0") << MB / 2 << qint64(0);
-    QTest::newRow("1.5 to even 2") << MB + MB / 2 << qint64(2);
-    QTest::newRow("4.5 to even 4") << 4 * MB + MB / 2 << qint64(4);
-    QTest::newRow("5.4") << qint64(5.4 * MB) << qint64(5);
-    QTest::newRow("5.5 to even 6") << 5 * MB + MB / 2 << qint64(6);
-    QTest::newRow("just over 4.5") << 4 * MB + MB / 2 + 1 << qint64(5);
-}
-
 void TestContentRules::megabytesRoundHalfToEven()
 {
-    QFETCH(qint64, bytes);
-    QFETCH(qint64, megabytes);
-    QCOMPARE(SizeRule::megabytes(bytes), megabytes);
+    // Bytes and the megabytes they count as: 0.5, 4.5 go down, 1.5, 5.5 up, just over 4.5 up.
+    const QList<std::pair<qint64, qint64>> cases = {{0, 0},
+                                                    {MB / 2, 0},
+                                                    {MB + MB / 2, 2},
+                                                    {4 * MB + MB / 2, 4},
+                                                    {qint64(5.4 * MB), 5},
+                                                    {5 * MB + MB / 2, 6},
+                                                    {4 * MB + MB / 2 + 1, 5}};
+    for (const auto& [bytes, megabytes] : cases)
+        QCOMPARE(SizeRule::megabytes(bytes), megabytes);
 }
 
 void TestContentRules::sizeRefusals()
@@ -220,109 +169,42 @@ void TestContentRules::sizeRefusals()
 
 void TestContentRules::deleteRulesFollowTypeDelMode_data()
 {
-    QTest::addColumn<ContentKind>("kind");
-    QTest::addColumn<QString>("mode");
-    QTest::addColumn<int>("children");
-    QTest::addColumn<bool>("fromMenu");
-    QTest::addColumn<bool>("refused");
-    QTest::addColumn<QString>("text");
-
-    const QString big = "此大类下的所有的小类包括记录将被\r\n一起删除,您确定要删除此大类吗?";
-    QTest::newRow("big, refuse") << ContentKind::BigCategory << "0" << 2 << false << true
-                                 << "请先删除此大类下所有的小类!";
-    QTest::newRow("big, empty, refuse mode")
-        << ContentKind::BigCategory << "0" << 0 << false << false << "您确认要删除此大类吗?";
-    QTest::newRow("big, cascade") << ContentKind::BigCategory << "1" << 2 << false << false << big;
-    QTest::newRow("big, empty, cascade mode")
-        << ContentKind::BigCategory << "1" << 0 << false << false << "您确认要删除此大类吗?";
-    QTest::newRow("big from menu, refuse")
-        << ContentKind::BigCategory << "0" << 1 << true << true << "请先删除此大类下所有小类!";
-    QTest::newRow("big from menu, cascade")
-        << ContentKind::BigCategory << "1" << 1 << true << false
-        << "此大类下的所有小类包括知识将被\r\n一起删除,您确定要删除此大类吗?";
-    QTest::newRow("small, refuse")
-        << ContentKind::SmallCategory << "0" << 3 << false << true << "请先删除此小类下的所有记录!";
-    QTest::newRow("small, cascade") << ContentKind::SmallCategory << "1" << 3 << false << false
-                                    << "此小类下的所有记录将被一起删除,\r\n您确定要删除此小类吗?";
-    QTest::newRow("small, empty") << ContentKind::SmallCategory << "0" << 0 << false << false
-                                  << "您确认要删除此小类吗?";
-    // Only "0" refuses; an unknown mode deletes with the children, as the default "1" does.
-    QTest::newRow("small, unknown mode")
-        << ContentKind::SmallCategory << "2" << 1 << false << false
-        << "此小类下的所有记录将被一起删除,\r\n您确定要删除此小类吗?";
-    for (ContentKind k : {ContentKind::SimpleType, ContentKind::FileType, ContentKind::ToolsType,
-                          ContentKind::PersonalType}) {
-        const QByteArray stem = Kinds::descriptor(k).stem.toLatin1();
-        QTest::newRow((stem + ", refuse").constData())
-            << k << "0" << 1 << false << true << "请先删除此分类下所有的记录!";
-        QTest::newRow((stem + ", cascade").constData())
-            << k << "1" << 1 << false << false
-            << "此分类下的所有的记录将被\r\n一起删除,您确定要删除此分类吗?";
-        QTest::newRow((stem + ", empty").constData())
-            << k << "0" << 0 << false << false << "您确认要删除此分类吗?";
-    }
-    QTest::newRow("entry") << ContentKind::Knowledge << "0" << 0 << false << false
-                           << "您确认要删除此条记录吗?";
-    QTest::newRow("courier from menu")
-        << ContentKind::Courier << "0" << 0 << true << false << "您确认要删除此条记录吗?";
+    QTest::addColumn<QStringList>("row");
+    for (const QStringList& row : fixtureRows("delete-texts.txt"))
+        QTest::newRow(qPrintable(row.mid(0, 4).join(' '))) << row;
 }
 
+// A row of delete-texts.txt: the kind, TypeDelMode, the rows below, where the delete was asked
+// for, whether it is refused, and the text shown.
 void TestContentRules::deleteRulesFollowTypeDelMode()
 {
-    QFETCH(ContentKind, kind);
-    QFETCH(QString, mode);
+    QFETCH(QStringList, row);
+    const KindDescriptor* kind = kindNamed(row.at(0));
+    QVERIFY(kind && row.size() == 6);
     TestRoot root(false);
-    QVERIFY(root.settings->setValue(Setting::TypeDelMode, mode).ok());
-    QFETCH(int, children);
-    QFETCH(bool, fromMenu);
-    QFETCH(bool, refused);
-    QFETCH(QString, text);
+    QVERIFY(root.ok());
+    QVERIFY(root.settings->setValue(Setting::TypeDelMode, row.at(1)).ok());
     const DeletePolicy::Plan plan = DeletePolicy::plan(
-        Kinds::descriptor(kind), root.settings->flag(Setting::TypeDelMode), children, fromMenu);
-    QCOMPARE(plan.refused, refused);
-    QCOMPARE(plan.text, text);
-}
-
-void TestContentRules::pathParts_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("bare");
-    QTest::addColumn<QString>("withExtension");
-    QTest::addColumn<QString>("extension");
-    QTest::addColumn<QString>("folder");
-    QTest::newRow("windows") << "C:\\Program Files\\工具\\记事本.exe"
-                             << "记事本"
-                             << "记事本.exe"
-                             << "exe"
-                             << "C:\\Program Files\\工具\\";
-    QTest::newRow("unix, dotted folder") << "/home/a.b/report.final.docx"
-                                         << "report.final"
-                                         << "report.final.docx"
-                                         << "docx"
-                                         << "/home/a.b/";
-    QTest::newRow("no extension") << "/opt/a.d/run"
-                                  << "run"
-                                  << "run"
-                                  << ""
-                                  << "/opt/a.d/";
-    QTest::newRow("no folder") << "notepad.exe"
-                               << "notepad"
-                               << "notepad.exe"
-                               << "exe"
-                               << "";
+        *kind, root.settings->flag(Setting::TypeDelMode), row.at(2).toInt(), row.at(3) == "menu");
+    QCOMPARE(plan.refused, row.at(4) == "refused");
+    QCOMPARE(plan.text, row.at(5));
 }
 
 void TestContentRules::pathParts()
 {
-    QFETCH(QString, path);
-    QFETCH(QString, bare);
-    QFETCH(QString, withExtension);
-    QFETCH(QString, extension);
-    QFETCH(QString, folder);
-    QCOMPARE(PathText::title(path, false), bare);
-    QCOMPARE(PathText::title(path, true), withExtension);
-    QCOMPARE(PathText::extension(path), extension);
-    QCOMPARE(PathText::containingFolder(path), folder);
+    // A path, its title without and with the extension, the extension, the containing folder.
+    const QList<QStringList> cases = {
+        {"C:\\Program Files\\工具\\记事本.exe", "记事本", "记事本.exe", "exe",
+         "C:\\Program Files\\工具\\"},
+        {"/home/a.b/report.final.docx", "report.final", "report.final.docx", "docx", "/home/a.b/"},
+        {"/opt/a.d/run", "run", "run", "", "/opt/a.d/"},
+        {"notepad.exe", "notepad", "notepad.exe", "exe", ""}};
+    for (const QStringList& c : cases) {
+        QCOMPARE(PathText::title(c[0], false), c[1]);
+        QCOMPARE(PathText::title(c[0], true), c[2]);
+        QCOMPARE(PathText::extension(c[0]), c[3]);
+        QCOMPARE(PathText::containingFolder(c[0]), c[4]);
+    }
 }
 
 void TestContentRules::dialogFilterForTheSystemDialog()

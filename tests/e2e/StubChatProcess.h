@@ -37,9 +37,6 @@ public:
     QString className() const { return m_className; }
     QString title() const { return m_title; }
     QRect geometry() const { return m_geometry; }
-    Toolkit toolkit() const { return m_toolkit; }
-    // The program started; for Chromium that is the launcher, not the browser.
-    qint64 processId() const { return m_process.processId(); }
     // The process that owns the window, as its _NET_WM_PID says; known once started.
     qint64 windowProcessId() const { return m_windowProcessId; }
 

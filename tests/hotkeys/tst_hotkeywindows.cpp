@@ -263,6 +263,7 @@ void TestHotKeyWindows::registrationAndClashes()
 void TestHotKeyWindows::boxShowsItsSettings()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     FakeDesktop desktop;
     HotKeyBox k3(desktop);
     k3.load(*root.settings, 3);
@@ -290,6 +291,7 @@ void TestHotKeyWindows::boxShowsItsSettings()
 void TestHotKeyWindows::panelKeysPasteTheirEntries()
 {
     Rig rig;
+    QVERIFY(rig.root.ok());
     rig.setHotKey(2, HotKeyField::SendContent, rig.ids({rig.k2, rig.k1}));
     rig.setHotKey(2, HotKeyField::CaptionDescFlag, "1");
     rig.setHotKey(5, HotKeyField::Key, "无");
@@ -333,6 +335,7 @@ void TestHotKeyWindows::panelKeysPasteTheirEntries()
 void TestHotKeyWindows::nothingRegisteredWithoutDesktopAccess()
 {
     Rig rig;
+    QVERIFY(rig.root.ok());
     rig.desktop.setUnavailable("Wayland");
     HotKeyManager& keys = rig.start();
     keys.enableAll();
@@ -343,6 +346,7 @@ void TestHotKeyWindows::nothingRegisteredWithoutDesktopAccess()
 void TestHotKeyWindows::hotKeyWindowSaves()
 {
     Rig rig;
+    QVERIFY(rig.root.ok());
     rig.setHotKey(1, HotKeyField::SendContent, rig.ids({rig.k1}));
     rig.setHotKey(1, HotKeyField::CaptionDescFlag, "1");
     HotKeyManager& keys = rig.start();
@@ -395,6 +399,7 @@ void TestHotKeyWindows::hotKeyWindowSaves()
 void TestHotKeyWindows::hotKeyWindowRefusesRestoresAndCancels()
 {
     Rig rig;
+    QVERIFY(rig.root.ok());
     rig.setHotKey(2, HotKeyField::SendContent, rig.ids({rig.k2}));
     rig.setHotKey(2, HotKeyField::CaptionDescFlag, "1");
     HotKeyManager& keys = rig.start();
@@ -438,6 +443,7 @@ void TestHotKeyWindows::hotKeyWindowRefusesRestoresAndCancels()
 void TestHotKeyWindows::contentBoxesShowTitlesOrIds()
 {
     Rig rig;
+    QVERIFY(rig.root.ok());
     const qint64 gone = rig.root.add(Table::Knowledge, {{"name", "旧"}});
     QVERIFY(rig.root.store->remove(Table::Knowledge, gone).ok());
     rig.setHotKey(1, HotKeyField::SendContent, rig.ids({rig.k2, gone, rig.k1}));
@@ -513,6 +519,7 @@ QStringList titles(const KnowledgePickModel* model)
 void TestHotKeyWindows::selectContentFilters()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SelectContentWindow window(*lib.root.store, {lib.entries.at(11)});
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
@@ -571,6 +578,7 @@ void TestHotKeyWindows::selectContentFilters()
 void TestHotKeyWindows::selectContentTakesAtMostTen()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     SelectContentWindow window(*lib.root.store, {});
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));

@@ -94,6 +94,7 @@ void TestModels::treeReadsChildrenOnlyWhenExpanded()
 {
     // No model tester here: it reads every node, which is what this test rules out.
     Library lib;
+    QVERIFY(lib.root.ok());
     KnowledgeTreeModel model(*lib.root.store);
     model.reload();
     QCOMPARE(childKeys(model, {}), (QStringList{"I1", "I2", "I3", "I4"}));
@@ -129,6 +130,7 @@ void TestModels::treeReadsChildrenOnlyWhenExpanded()
 void TestModels::treeFollowsTheStore()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     KnowledgeTreeModel model(*lib.root.store);
     model.reload();
     // The tester reads the whole (small) tree once and checks every change from then on.
@@ -175,6 +177,7 @@ void TestModels::treeFollowsTheStore()
 void TestModels::treeEntriesCarryWhatSendingNeeds()
 {
     Library lib;
+    QVERIFY(lib.root.ok());
     QVERIFY(lib.root.store->update(Table::Knowledge, lib.k1, {{"description", "七天无理由"}}).ok());
     KnowledgeTreeModel model(*lib.root.store);
     model.reload();
@@ -199,6 +202,7 @@ void TestModels::treeEntriesCarryWhatSendingNeeds()
 void TestModels::listShowsPagesAndFollowsTheStore()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     SearchService search(*root.store, *root.settings);
     const qint64 type = root.add(Table::SimpleType, {{"name", "问候"}});
     const qint64 other = root.add(Table::SimpleType, {{"name", "售后"}});
@@ -219,8 +223,6 @@ void TestModels::listShowsPagesAndFollowsTheStore()
     model.showAll();
     QCOMPARE(listIds(model), ids);
     QCOMPARE(model.index(449, 2).data().toString(), QStringLiteral("短语449"));
-    QCOMPARE(EntryListModel::captions(EntryListModel::ListKind::Simple),
-             (QStringList{QString(), "编号", "内容"}));
 
     model.showAll(other);
     QCOMPARE(model.rowCount(), 150);
@@ -244,6 +246,7 @@ void TestModels::listShowsPagesAndFollowsTheStore()
 void TestModels::listReadsALargeTableInChunks()
 {
     TestRoot root;
+    QVERIFY(root.ok());
     SearchService search(*root.store, *root.settings);
     const int total = 2 * EntryListModel::IdChunk + 300;
     QVERIFY(root.store

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QFile>
+#include <QList>
+#include <QStringList>
+#include <QTest>
+
+// The rows of a fixture file under the test's QUILLMATE_FIXTURES folder: fields separated by
+// tabs, "\r" and "\n" written as escapes, blank lines and lines starting with '#' skipped. A file
+// that cannot be read fails the running test and gives no rows.
+inline QList<QStringList> fixtureRows(const QString& name)
+{
+    QFile file(QStringLiteral(QUILLMATE_FIXTURES "/") + name);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        QTest::qFail(qPrintable("cannot read the fixture " + name), __FILE__, __LINE__);
+        return {};
+    }
+    QList<QStringList> rows;
+    for (QString line : QString::fromUtf8(file.readAll()).split('\n')) {
+        if (!line.isEmpty() && !line.startsWith('#'))
+            rows << line.replace("\\r", "\r").replace("\\n", "\n").split('\t');
+    }
+    return rows;
+}
