@@ -12,8 +12,19 @@
 HotKeyManager::HotKeyManager(Settings& settings, Store& store, Desktop& desktop, Sender& sender,
                              QWidget* panel)
     : QObject(panel), m_settings(settings), m_store(store), m_desktop(desktop), m_sender(sender),
-      m_panel(panel)
+      m_panel(panel), m_started(settings.flag(Setting::StartHotKey))
 {
+    // Switching StartHotKey takes or gives up the keys at once; writing the same value again
+    // leaves them as they are (the hot-key window may have registered them meanwhile).
+    connect(&m_settings, &Settings::changed, this, [this](Setting s) {
+        if (s != Setting::StartHotKey || m_settings.flag(s) == m_started)
+            return;
+        m_started = !m_started;
+        if (m_started)
+            enableAll();
+        else
+            disableAll();
+    });
     m_assignments.load(m_settings);
     for (int n = 1; n <= HotKeyAssignments::Count; ++n) {
         auto* control = new HotKeyBox(m_desktop, panel);

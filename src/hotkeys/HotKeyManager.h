@@ -15,7 +15,8 @@ class Store;
 
 // The panel's twelve global hot keys: the capture controls K1..K12 (kept hidden on the panel;
 // they hold and register the combinations of config.ini), what each pastes, and the press that
-// pastes it through the panel's sender. Failures are shown in the message window.
+// pastes it through the panel's sender. Failures are shown in the message window. StartHotKey
+// switched on or off registers or gives up the keys at once.
 class HotKeyManager : public QObject {
     Q_OBJECT
 public:
@@ -58,4 +59,5 @@ private:
     QList<QPointer<HotKeyBox>> m_controls;
     HotKeyAssignments m_assignments;
     QList<int> m_suspended; // numbers of the controls suspend() gave up
+    bool m_started;         // StartHotKey as last seen
 };

@@ -28,6 +28,16 @@ EntryListModel::EntryListModel(ListKind kind, Store& store, SearchService& searc
     m_refresh.setInterval(0);
     connect(&m_refresh, &QTimer::timeout, this, &EntryListModel::refresh);
     connect(&m_store, &Store::changed, this, &EntryListModel::onStoreChanged);
+    // A new list order re-sorts what is shown; the query flags change what "all" finds. Both
+    // are read again once, however many keys the settings window writes.
+    connect(&m_settings, &Settings::changed, this, [this](Setting s) {
+        const bool queryFlag =
+            s == Setting::QueryShowSimpleFlag || s == Setting::QueryShowFileFlag ||
+            s == Setting::QueryShowToolsFlag || s == Setting::QueryShowPersonalFlag;
+        if ((s == Setting::Sort && m_source != Source::None) ||
+            (queryFlag && m_source == Source::Search && m_mode == SearchMode::All))
+            m_refresh.start();
+    });
 }
 
 QStringList EntryListModel::captions(ListKind kind)

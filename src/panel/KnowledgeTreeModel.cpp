@@ -76,6 +76,14 @@ void KnowledgeTreeModel::reload()
         emit problem(items.message());
 }
 
+void KnowledgeTreeModel::resort()
+{
+    for (Node* n : std::as_const(m_byKey)) {
+        if (!n->children.empty())
+            scheduleSync(n);
+    }
+}
+
 KnowledgeTreeModel::Node* KnowledgeTreeModel::nodeOf(const QModelIndex& index) const
 {
     if (!index.isValid())

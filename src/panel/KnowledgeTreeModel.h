@@ -45,6 +45,9 @@ public:
 
     // Clears the tree and reads the sections again.
     void reload();
+    // Reads the children of every node that has them again, in the current list order; nodes
+    // keep their expansion and selection.
+    void resort();
 
     static QString key(const Node& node);
     QModelIndex indexForKey(const QString& key) const;

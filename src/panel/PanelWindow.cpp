@@ -17,6 +17,8 @@
 #include "platform/Desktop.h"
 #include "send/InputWindow.h"
 #include "send/Sender.h"
+#include "settings/FolderPicker.h"
+#include "settings/SettingsWindow.h"
 #include "widgets/Dialogs.h"
 #include "widgets/FontPreset.h"
 #include "widgets/Skin.h"
@@ -132,6 +134,28 @@ PanelWindow::PanelWindow(const Services& services, QWidget* parent)
         m_hotKeys->enableAll();
     connect(menu()->addAction(QStringLiteral("热键设置")), &QAction::triggered, this,
             &PanelWindow::openHotKeyWindow);
+
+    // Every user may open the settings: config.ini is the seat's own file.
+    QAction* settingsCommand = menu()->addAction(QStringLiteral("设置"));
+    settingsCommand->setObjectName(QStringLiteral("mnuSet"));
+    QMenu* trayMenu = m_tray->contextMenu();
+    auto* traySettings = new QAction(QStringLiteral("设置"), trayMenu);
+    traySettings->setObjectName(QStringLiteral("mnuTraySet"));
+    trayMenu->insertAction(trayMenu->findChild<QAction*>(QStringLiteral("mnuTrayExit")),
+                           traySettings);
+    for (QAction* command : {settingsCommand, traySettings})
+        connect(command, &QAction::triggered, this, &PanelWindow::openSettingsWindow);
+    // A new text size applies to every window at once, the panel's lists included.
+    connect(&m_ctx.settings, &Settings::changed, this, [this](Setting s) {
+        if (s != Setting::MainFontSize)
+            return;
+        const FontPreset preset =
+            FontPreset::fromSetting(m_ctx.settings.value(Setting::MainFontSize));
+        auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
+        if (app && app->styleSheet() != Skin::styleSheet(preset))
+            Skin::apply(*app, preset);
+        applyFontPreset();
+    });
 }
 
 PanelWindow::~PanelWindow() = default;
@@ -348,6 +372,14 @@ void PanelWindow::showDesktopProblem(const QString& message)
 void PanelWindow::openHotKeyWindow()
 {
     HotKeyWindow window(*m_hotKeys, this);
+    window.exec();
+}
+
+void PanelWindow::openSettingsWindow()
+{
+    SystemFolderPicker folders;
+    SettingsWindow window(m_ctx.settings, *m_hotKeys, folders, m_ctx.root.folder(), this);
+    window.showForeground(m_docking->controller().currentForeground());
     window.exec();
 }
 

@@ -93,6 +93,7 @@ private:
     // A problem of the window system is told once, however often it recurs.
     void showDesktopProblem(const QString& message);
     void openHotKeyWindow();
+    void openSettingsWindow();
 
     Services m_ctx;
     InputWindow* m_input;

@@ -37,6 +37,10 @@ TreePage::TreePage(Store& store, const Settings& settings, QWidget* parent)
     connect(m_model, &QAbstractItemModel::rowsInserted, this, later);
 
     connect(m_refresh, &QPushButton::clicked, this, &TreePage::load);
+    connect(&m_settings, &Settings::changed, this, [this](Setting s) {
+        if (s == Setting::Sort)
+            m_model->resort();
+    });
     connect(m_model, &KnowledgeTreeModel::problem, this, &TreePage::problem);
     connect(m_view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
         const KnowledgeTreeModel::Node* n = m_model->node(index);

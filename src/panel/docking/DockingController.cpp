@@ -41,6 +41,13 @@ DockingController::DockingController(Desktop& desktop, const Settings& settings,
             [this](WindowId id, const QRect&) { onEvent(id); });
     connect(&m_desktop, &Desktop::windowTitleChanged, this,
             [this](WindowId id, const QString&) { onEvent(id); });
+    // The bar and the side follow the settings at once, not at the chat window's next move.
+    connect(&m_settings, &Settings::changed, this, [this](Setting s) {
+        if (s == Setting::QueryBarShowFlag && !m_settings.flag(s))
+            concealBar();
+        else if (s == Setting::QueryBarShowFlag || s == Setting::XiFuMainShowPos)
+            refresh();
+    });
 }
 
 void DockingController::start()
