@@ -26,6 +26,11 @@ UserAccount toAccount(const Row& row)
     return a;
 }
 
+int gradeOf(const UserChange& user)
+{
+    return user.isAdministrator ? UserAccount::AdministratorGrade : 0;
+}
+
 bool isHash(const QString& stored)
 {
     return stored.startsWith(QLatin1String("$argon2"));
@@ -123,6 +128,96 @@ Result<void> UserAccounts::setPassword(qint64 id, const QString& password)
     if (!stored)
         return stored.error();
     return m_store.update(Table::Users, id, {{Column::UserPw, stored.value()}});
+}
+
+Result<qint64> UserAccounts::add(const UserChange& user)
+{
+    const QString name = user.name.trimmed();
+    if (name.isEmpty())
+        return Error{QStringLiteral("请输入用户名!")};
+    Result<QString> stored = hashPassword(user.password);
+    if (!stored)
+        return stored.error();
+    Result<bool> exists = m_store.nameExists(Table::Users, name);
+    if (!exists)
+        return exists.error();
+    if (exists.value())
+        return Error{QStringLiteral("此用户已经存在!")};
+    Result<qint64> id = m_store.insert(Table::Users, {{Column::UserName, name},
+                                                      {Column::UserPw, stored.value()},
+                                                      {Column::DefaultUser, user.isDefault ? 1 : 0},
+                                                      {Column::Grade, gradeOf(user)}});
+    // Two seats adding the same name: the constraint refuses the second.
+    if (!id && id.error().code == Store::UniqueViolation)
+        return Error{QStringLiteral("此用户已经存在!")};
+    return id;
+}
+
+Result<void> UserAccounts::edit(qint64 id, const UserChange& user)
+{
+    Row values{{Column::DefaultUser, user.isDefault ? 1 : 0}, {Column::Grade, gradeOf(user)}};
+    if (!user.password.isEmpty()) {
+        Result<QString> stored = hashPassword(user.password);
+        if (!stored)
+            return stored.error();
+        values.insert(Column::UserPw, stored.value());
+    }
+    return m_store.transaction(Tables::store(Table::Users), [&]() -> Result<void> {
+        if (!user.isAdministrator) {
+            Result<bool> last = isLastAdministrator(id);
+            if (!last)
+                return last.error();
+            if (last.value())
+                return Error{QStringLiteral("系统中至少要保留一个系统管理员否则无法管理软件!")};
+        }
+        return m_store.update(Table::Users, id, values);
+    });
+}
+
+Result<void> UserAccounts::remove(qint64 id)
+{
+    return m_store.transaction(Tables::store(Table::Users), [&]() -> Result<void> {
+        Result<bool> last = isLastAdministrator(id);
+        if (!last)
+            return last.error();
+        if (last.value())
+            return Error{QStringLiteral("系统管理员不能全部删除，\r\n"
+                                        "至少要保留一个系统管理员否则无法管理软件！")};
+        return m_store.remove(Table::Users, id);
+    });
+}
+
+Result<void> UserAccounts::changePassword(const QString& name, const QString& current,
+                                          const QString& replacement)
+{
+    Result<std::optional<CurrentUser>> who = verify(name, current);
+    if (!who)
+        return who.error();
+    if (!who.value())
+        return Error{QStringLiteral("原密码不正确!")};
+    Result<QList<UserAccount>> all = users();
+    if (!all)
+        return all.error();
+    for (const UserAccount& a : all.value()) {
+        if (a.name.compare(name, Qt::CaseInsensitive) == 0)
+            return setPassword(a.id, replacement);
+    }
+    return Error{QStringLiteral("没有这个用户。")};
+}
+
+Result<bool> UserAccounts::isLastAdministrator(qint64 id)
+{
+    Result<std::optional<Row>> row = m_store.row(Table::Users, id, {Column::Grade});
+    if (!row)
+        return row.error();
+    if (!row.value() ||
+        row.value()->value(Column::Grade).toInt() != UserAccount::AdministratorGrade)
+        return false;
+    Result<int> admins =
+        m_store.count(Table::Users, {{Column::Grade, UserAccount::AdministratorGrade}});
+    if (!admins)
+        return admins.error();
+    return admins.value() < 2;
 }
 
 Result<QString> UserAccounts::hashPassword(const QString& password)

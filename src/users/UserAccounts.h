@@ -24,6 +24,15 @@ struct UserAccount {
     static constexpr int AdministratorGrade = 1;
 };
 
+// What the user windows write: a name, a password (empty on edit: left as it is), the default
+// mark and whether the user is an administrator.
+struct UserChange {
+    QString name;
+    QString password;
+    bool isDefault = false;
+    bool isAdministrator = false;
+};
+
 // The local user accounts of the assistant store. Passwords are kept as salted Argon2 hashes;
 // an empty password stays empty text, and a plain-text password written by older versions
 // still verifies, and is replaced by its hash at that login.
@@ -42,10 +51,24 @@ public:
     Result<std::optional<CurrentUser>> verify(const QString& name, const QString& password);
     Result<void> setPassword(qint64 id, const QString& password);
 
+    // Refused: an empty name ("请输入用户名!"), a name already there ("此用户已经存在!").
+    Result<qint64> add(const UserChange& user);
+    // The name stays. Refused when it would leave no administrator.
+    Result<void> edit(qint64 id, const UserChange& user);
+    // Refused when it is the last administrator.
+    Result<void> remove(qint64 id);
+    // Any user, their own password: the current one must match.
+    Result<void> changePassword(const QString& name, const QString& current,
+                                const QString& replacement);
+
     // The text stored for a password: empty for an empty password, otherwise a hash in the
     // libsodium string format (algorithm, parameters and salt included).
     static Result<QString> hashPassword(const QString& password);
     static bool passwordMatches(const QString& stored, const QString& password);
+
+    // Whether the account is the only administrator left. edit() and remove() ask again inside
+    // the write lock, so that two seats cannot each take one of the last two.
+    Result<bool> isLastAdministrator(qint64 id);
 
 private:
     // Stores the hash of a plain-text password that was just verified, unless the stored text

@@ -42,6 +42,12 @@ std::optional<CurrentUser> verified(UserAccounts& accounts, const QString& name,
     return r.value();
 }
 
+UserChange change(const QString& name, const QString& password = {}, bool isDefault = false,
+                  bool isAdministrator = false)
+{
+    return {name, password, isDefault, isAdministrator};
+}
+
 } // namespace
 
 class TestUserAccounts : public QObject {
@@ -56,6 +62,8 @@ private slots:
     void emptyPasswordIsStoredEmpty();
     void plainTextPasswordOfOlderStoresVerifies();
     void accountsListInIdOrder();
+    void addEditRemoveFollowTheirRules();
+    void ownPasswordNeedsTheCurrentOne();
 };
 
 void TestUserAccounts::newStoreStartsWithoutLogin()
@@ -244,6 +252,57 @@ void TestUserAccounts::accountsListInIdOrder()
     QCOMPARE(all.value()[1].gradeName(), QStringLiteral("普通用户"));
     QCOMPARE(all.value()[2].gradeName(), QStringLiteral("普通用户"));
     QCOMPARE(accounts.defaultUser().value()->name, QStringLiteral("a"));
+}
+
+void TestUserAccounts::addEditRemoveFollowTheirRules()
+{
+    TestRoot root;
+    QVERIFY(root.ok());
+    UserAccounts accounts(*root.store);
+    const qint64 admin = adminId(accounts);
+    QCOMPARE(accounts.add(change(QStringLiteral("  "))).message(), QStringLiteral("请输入用户名!"));
+    QCOMPARE(accounts.add(change(QStringLiteral("ADMIN"))).message(),
+             QStringLiteral("此用户已经存在!"));
+
+    // The only administrator can be neither demoted nor deleted; with a second one, either can.
+    const QString demoting = QStringLiteral("系统中至少要保留一个系统管理员否则无法管理软件!");
+    const QString deleting = QStringLiteral("系统管理员不能全部删除，\r\n"
+                                            "至少要保留一个系统管理员否则无法管理软件！");
+    QCOMPARE(accounts.edit(admin, change(QStringLiteral("admin"))).message(), demoting);
+    QCOMPARE(accounts.remove(admin).message(), deleting);
+    const Result<qint64> li =
+        accounts.add(change(QStringLiteral("李四"), QStringLiteral("pw4"), false, true));
+    QVERIFY2(li.ok(), qPrintable(li.message()));
+    QVERIFY(accounts.edit(admin, change(QStringLiteral("admin"), QString(), true, false)).ok());
+    QCOMPARE(accounts.remove(li.value()).message(), deleting);
+    QCOMPARE(accounts.edit(li.value(), change(QStringLiteral("李四"))).message(), demoting);
+
+    // Left empty on an edit, the password stays; given, it is replaced.
+    QVERIFY(accounts.edit(li.value(), change(QStringLiteral("李四"), QString(), true, true)).ok());
+    QVERIFY(verified(accounts, QStringLiteral("李四"), QStringLiteral("pw4")));
+    QVERIFY(
+        accounts.edit(li.value(), change(QStringLiteral("李四"), QStringLiteral("new"), true, true))
+            .ok());
+    QVERIFY(!verified(accounts, QStringLiteral("李四"), QStringLiteral("pw4")));
+    QVERIFY(verified(accounts, QStringLiteral("李四"), QStringLiteral("new")));
+    QVERIFY(accounts.remove(admin).ok());
+    QCOMPARE(accounts.users().value().size(), 1);
+}
+
+void TestUserAccounts::ownPasswordNeedsTheCurrentOne()
+{
+    TestRoot root;
+    QVERIFY(root.ok());
+    UserAccounts accounts(*root.store);
+    QCOMPARE(
+        accounts
+            .changePassword(QStringLiteral("admin"), QStringLiteral("x"), QStringLiteral("secret"))
+            .message(),
+        QStringLiteral("原密码不正确!"));
+    QVERIFY(
+        accounts.changePassword(QStringLiteral("admin"), QString(), QStringLiteral("secret")).ok());
+    QVERIFY(verified(accounts, QStringLiteral("admin"), QStringLiteral("secret")));
+    QVERIFY(!verified(accounts, QStringLiteral("admin"), QString()));
 }
 
 QTEST_GUILESS_MAIN(TestUserAccounts)

@@ -1,14 +1,18 @@
 #include "support/TestRoot.h"
 #include "users/LoginWindow.h"
+#include "users/PasswordWindow.h"
 #include "users/UserAccounts.h"
+#include "users/UserWindow.h"
 #include "widgets/Dialogs.h"
 #include "widgets/ModalDriver.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
+#include <QTreeWidget>
 
 namespace {
 
@@ -67,9 +71,30 @@ void logIn(QWidget* window, const QString& name, const QString& password)
     QTest::mouseClick(child<QPushButton>(window, "btnOK"), Qt::LeftButton);
 }
 
+void click(QWidget* window, const char* button)
+{
+    QTest::mouseClick(child<QPushButton>(window, button), Qt::LeftButton);
+}
+
+// The list's rows as "name level".
+QStringList rows(QWidget* window)
+{
+    QStringList out;
+    auto* list = child<QTreeWidget>(window, "lvUser");
+    for (int i = 0; i < list->topLevelItemCount(); ++i)
+        out << list->topLevelItem(i)->text(0) + u' ' + list->topLevelItem(i)->text(2);
+    return out;
+}
+
+void select(QWidget* window, const QString& name)
+{
+    auto* list = child<QTreeWidget>(window, "lvUser");
+    list->setCurrentItem(list->findItems(name, Qt::MatchExactly).value(0));
+}
+
 } // namespace
 
-class TestLogin : public QObject {
+class TestUserWindows : public QObject {
     Q_OBJECT
 private slots:
     void init();
@@ -81,20 +106,22 @@ private slots:
     void establishWithoutLogin();
     void establishAsksWhenNeeded_data();
     void establishAsksWhenNeeded();
+    void userWindowKeepsAnAdministrator();
+    void ownPasswordIsChanged();
 };
 
-void TestLogin::init()
+void TestUserWindows::init()
 {
     // Any message the window shows is recorded; an unexpected question ends the test program.
     Dialogs::setRecording(true);
 }
 
-void TestLogin::cleanup()
+void TestUserWindows::cleanup()
 {
     Dialogs::setRecording(false);
 }
 
-void TestLogin::defaultUserPreselected()
+void TestUserWindows::defaultUserPreselected()
 {
     Fixture f;
     QVERIFY(f.ok());
@@ -110,7 +137,7 @@ void TestLogin::defaultUserPreselected()
     QVERIFY(!window.user().has_value());
 }
 
-void TestLogin::wrongPasswordKeepsTheWindowOpen()
+void TestUserWindows::wrongPasswordKeepsTheWindowOpen()
 {
     Fixture f;
     QVERIFY(f.ok());
@@ -138,7 +165,7 @@ void TestLogin::wrongPasswordKeepsTheWindowOpen()
     QCOMPARE(window.user(), (CurrentUser{QStringLiteral("admin"), true}));
 }
 
-void TestLogin::userWithoutPasswordLogsInWithAnEmptyBox()
+void TestUserWindows::userWithoutPasswordLogsInWithAnEmptyBox()
 {
     Fixture f;
     QVERIFY(f.ok());
@@ -153,7 +180,7 @@ void TestLogin::userWithoutPasswordLogsInWithAnEmptyBox()
     QVERIFY(Dialogs::takeShown().isEmpty());
 }
 
-void TestLogin::establishWithoutLogin()
+void TestUserWindows::establishWithoutLogin()
 {
     TestRoot root;
     QVERIFY(root.ok());
@@ -170,14 +197,14 @@ void TestLogin::establishWithoutLogin()
     QVERIFY(Dialogs::takeShown().isEmpty());
 }
 
-void TestLogin::establishAsksWhenNeeded_data()
+void TestUserWindows::establishAsksWhenNeeded_data()
 {
     QTest::addColumn<bool>("cancel");
     QTest::newRow("logs in") << false;
     QTest::newRow("cancels") << true;
 }
 
-void TestLogin::establishAsksWhenNeeded()
+void TestUserWindows::establishAsksWhenNeeded()
 {
     QFETCH(bool, cancel);
     Fixture f;
@@ -201,5 +228,68 @@ void TestLogin::establishAsksWhenNeeded()
     }
 }
 
-QTEST_MAIN(TestLogin)
-#include "tst_login.moc"
+void TestUserWindows::userWindowKeepsAnAdministrator()
+{
+    Fixture f;
+    QVERIFY(f.ok());
+    UserWindow w(f.accounts);
+    QCOMPARE(rows(&w), (QStringList{"admin 系统管理员", "bob 普通用户", "carol 普通用户"}));
+    select(&w, QStringLiteral("admin"));
+    QCOMPARE(child<QLineEdit>(&w, "txtUserName")->text(), QStringLiteral("admin"));
+    QVERIFY(child<QCheckBox>(&w, "chkAdmin")->isChecked());
+    // The stored hash is never shown.
+    QCOMPARE(child<QLineEdit>(&w, "txtPassWord")->text(), QString());
+
+    click(&w, "btnDel");
+    QVERIFY(
+        Dialogs::takeShown().value(0).text.startsWith(QStringLiteral("系统管理员不能全部删除")));
+    child<QCheckBox>(&w, "chkAdmin")->setChecked(false);
+    click(&w, "btnEdit");
+    QCOMPARE(Dialogs::takeShown().value(0).text,
+             QStringLiteral("系统中至少要保留一个系统管理员否则无法管理软件!"));
+    QCOMPARE(rows(&w).first(), QStringLiteral("admin 系统管理员"));
+
+    // A second administrator added through frmAddUser; then carol is deleted after asking.
+    ModalDriver driver(QStringLiteral("frmAddUser"), [](QWidget* add) {
+        QTest::keyClicks(child<QLineEdit>(add, "txtUserName"), QStringLiteral("dave"));
+        child<QCheckBox>(add, "chkAdmin")->setChecked(true);
+        click(add, "btnComfirm");
+        QCOMPARE(child<QLineEdit>(add, "txtUserName")->text(), QString());
+        click(add, "btnCancel");
+    });
+    click(&w, "btnAdd");
+    QVERIFY(driver.acted());
+    QVERIFY(rows(&w).contains(QStringLiteral("dave 系统管理员")));
+    select(&w, QStringLiteral("carol"));
+    Dialogs::queueAnswer(true);
+    click(&w, "btnDel");
+    QVERIFY(!rows(&w).contains(QStringLiteral("carol 普通用户")));
+    Dialogs::takeShown();
+}
+
+void TestUserWindows::ownPasswordIsChanged()
+{
+    Fixture f;
+    QVERIFY(f.ok());
+    PasswordWindow w(f.accounts, QStringLiteral("bob"));
+    auto type = [&](const char* name, const QString& text) {
+        auto* box = child<QLineEdit>(&w, name);
+        box->clear();
+        QTest::keyClicks(box, text);
+    };
+    type("txtOldPassWord", QStringLiteral("wrong"));
+    type("txtNewPassWord", QStringLiteral("n1"));
+    type("txtNewPassWordAgain", QStringLiteral("n2"));
+    click(&w, "btnComfirm");
+    QCOMPARE(Dialogs::takeShown().value(0).text, QStringLiteral("两次输入的新密码不一致!"));
+    type("txtNewPassWordAgain", QStringLiteral("n1"));
+    click(&w, "btnComfirm");
+    QCOMPARE(Dialogs::takeShown().value(0).text, QStringLiteral("原密码不正确!"));
+    type("txtOldPassWord", QStringLiteral("bob-pw"));
+    click(&w, "btnComfirm");
+    QCOMPARE(Dialogs::takeShown().value(0).text, QStringLiteral("密码修改成功!"));
+    QVERIFY(f.accounts.verify(QStringLiteral("bob"), QStringLiteral("n1")).value());
+}
+
+QTEST_MAIN(TestUserWindows)
+#include "tst_userwindows.moc"
