@@ -35,7 +35,7 @@ void ContentWindows::present(QWidget* window)
 
 ManagementListWindow* ContentWindows::openManagementList(ContentKind kind)
 {
-    if (!m_services.user().isAdministrator)
+    if (!mayManage(kind))
         return nullptr;
     QPointer<ManagementListWindow>& open = m_lists[static_cast<int>(kind)];
     if (!open) {
@@ -61,7 +61,7 @@ std::optional<Row> ContentWindows::loadRow(ContentKind kind, qint64 id)
 EntryDialog* ContentWindows::openNew(ContentKind kind,
                                      const QList<std::pair<QString, qint64>>& presets)
 {
-    if (!m_services.user().isAdministrator)
+    if (!mayManage(kind))
         return nullptr;
     auto* dialog = new EntryDialog(Kinds::descriptor(kind), m_services, EntryDialog::Mode::New, {},
                                    false, m_owner);
@@ -74,7 +74,7 @@ EntryDialog* ContentWindows::openNew(ContentKind kind,
 
 EntryDialog* ContentWindows::openEdit(ContentKind kind, qint64 id, bool fromQueryBar)
 {
-    if (!m_services.user().isAdministrator)
+    if (!mayManage(kind))
         return nullptr;
     const std::optional<Row> row = loadRow(kind, id);
     if (!row)
@@ -100,9 +100,15 @@ EntryViewWindow* ContentWindows::openView(SearchKind kind, qint64 id)
     return view;
 }
 
+bool ContentWindows::mayManage(ContentKind kind) const
+{
+    return m_services.user().isAdministrator ||
+           Tables::store(Kinds::descriptor(kind).table) == StoreId::Personal;
+}
+
 bool ContentWindows::deleteFromMenu(ContentKind kind, qint64 id)
 {
-    if (!m_services.user().isAdministrator)
+    if (!mayManage(kind))
         return false;
     const KindDescriptor& d = Kinds::descriptor(kind);
     int children = 0;
@@ -146,7 +152,7 @@ QMenu* ContentWindows::managementMenu(QWidget* parent)
             const KindDescriptor& d = Kinds::descriptor(kind);
             QAction* action = menu->addAction(d.listCaption);
             action->setObjectName(u"mnuManage"_s + d.stem);
-            action->setEnabled(m_services.user().isAdministrator);
+            action->setEnabled(mayManage(kind));
             connect(action, &QAction::triggered, this, [this, kind] { openManagementList(kind); });
         }
     }

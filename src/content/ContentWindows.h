@@ -23,7 +23,11 @@ public:
 
     ContentServices& services() { return m_services; }
 
-    // The kind's list window, raised when it is already open; nullptr for a normal user.
+    // Administrators manage everything; any agent manages the private knowledge and tools of
+    // the seat's own store.
+    bool mayManage(ContentKind kind) const;
+
+    // The kind's list window, raised when it is already open; nullptr when not allowed.
     ManagementListWindow* openManagementList(ContentKind kind);
     // A New dialog; `presets` choose pickers' rows by their column (as from a panel category).
     EntryDialog* openNew(ContentKind kind, const QList<std::pair<QString, qint64>>& presets = {});

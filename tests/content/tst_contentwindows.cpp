@@ -839,10 +839,21 @@ void TestContentWindows::panelEntryPoints()
     QVERIFY(!user.windows->openNew(ContentKind::Simple));
     const qint64 theirs = user.root.add(Table::Simple, {{"name", "亲"}});
     QVERIFY(!user.windows->deleteFromMenu(ContentKind::Simple, theirs));
+    QStringList enabled;
     for (QAction* a : user.windows->managementMenu(user.owner.get())->actions())
-        QVERIFY(!a->isEnabled() || a->isSeparator());
+        if (!a->isSeparator() && a->isEnabled())
+            enabled << a->objectName();
+    QCOMPARE(enabled, (QStringList{"mnuManageToolsType", "mnuManageTools", "mnuManagePersonalType",
+                                   "mnuManagePersonal"}));
     QVERIFY(user.windows->openView(SearchKind::Simple, theirs));
     QCOMPARE(user.root.store->count(Table::Simple).value(), 1);
+
+    // Their own material in the private store is theirs to manage.
+    QVERIFY(user.windows->openNew(ContentKind::Personal));
+    const qint64 note = user.root.add(Table::Personal, {{"name", "备忘"}});
+    Dialogs::queueAnswer(true);
+    QVERIFY(user.windows->deleteFromMenu(ContentKind::Personal, note));
+    QCOMPARE(user.root.store->count(Table::Personal).value(), 0);
 }
 
 QTEST_MAIN(TestContentWindows)
