@@ -12,7 +12,8 @@ packages=(
   libsodium-dev
 )
 if [[ "${1:-}" == "--test" ]]; then
-  packages+=(xvfb xauth openbox x11-utils xdotool python3 python3-gi gir1.2-gtk-3.0 chromium)
+  packages+=(xvfb xauth openbox x11-utils xdotool python3 python3-gi gir1.2-gtk-3.0 chromium
+            g++-mingw-w64-x86-64-win32 wine64)
 fi
 
 missing=()
