@@ -10,6 +10,14 @@ bool hasPicture(SearchKind kind)
     return kind == SearchKind::Knowledge || kind == SearchKind::Personal;
 }
 
+// A tool may be a program, a document or a web address; an address is opened by the browser.
+bool isWebAddress(const QString& path)
+{
+    return path.startsWith(u"http://", Qt::CaseInsensitive) ||
+           path.startsWith(u"https://", Qt::CaseInsensitive) ||
+           path.startsWith(u"www.", Qt::CaseInsensitive);
+}
+
 } // namespace
 
 SendAction SendAction::forDoubleClick(const EntryRef& entry, bool onIcon, ClickSource source,
@@ -29,17 +37,18 @@ SendAction SendAction::forDoubleClick(const EntryRef& entry, bool onIcon, ClickS
     switch (entry.kind) {
     case SearchKind::Affair:
     case SearchKind::Courier:
-        a.countUse = true;
+        // Reading an affair in its view window is not a use; following its link is.
         if (entry.flag != 0) {
             a.type = Type::OpenUrl;
             a.target = entry.url.trimmed();
+            a.countUse = true;
         } else {
             a.type = Type::OpenView;
         }
         return a;
     case SearchKind::Tool:
-        a.type = Type::OpenTool;
         a.target = entry.path.trimmed();
+        a.type = isWebAddress(a.target) ? Type::OpenUrl : Type::OpenTool;
         // A tool opened from a query list is not counted as a use.
         a.countUse = source != ClickSource::QueryList;
         return a;

@@ -104,12 +104,22 @@ void TestSend::doubleClickDecisions()
     QCOMPARE(link.type, Type::OpenUrl);
     QCOMPARE(link.target, QStringLiteral("https://x.example"));
     QVERIFY(link.countUse);
-    QCOMPARE(decide(SearchKind::Courier, false, ClickSource::QueryList, 0).type, Type::OpenView);
+    const SendAction view = decide(SearchKind::Courier, false, ClickSource::QueryList, 0);
+    QCOMPARE(view.type, Type::OpenView);
+    QVERIFY(!view.countUse); // reading an affair is not a use
     const SendAction tool = decide(SearchKind::Tool, false, ClickSource::PageList);
     QCOMPARE(tool.type, Type::OpenTool);
     QCOMPARE(tool.target, QStringLiteral("/bin/tool"));
     QVERIFY(tool.countUse);
     QVERIFY(!decide(SearchKind::Tool, false, ClickSource::QueryList).countUse);
+    // A tool may be a web address: the browser opens it, with or without its scheme.
+    for (const QString path :
+         {" HTTPS://tool.example/x ", "www.tool.example", "http://t.example"}) {
+        EntryRef e{SearchKind::Tool, 7, "t", "d", 0, {}, path};
+        const SendAction a = SendAction::forDoubleClick(e, false, ClickSource::PageList, s);
+        QCOMPARE(a.type, Type::OpenUrl);
+        QCOMPARE(a.target, path.trimmed());
+    }
     QCOMPARE(SendAction::forDoubleClick(EntryRef{}, false, ClickSource::Tree, s).type,
              Type::Nothing);
 
@@ -219,6 +229,12 @@ void TestSend::useCountsPerTableAndStore()
     QCOMPARE(use(Table::Tools, tool), 1);
     click(SearchKind::Affair, affair, ClickSource::QueryList, 1, "https://a.example");
     QCOMPARE(use(Table::Type, affair), 1);
+    click(SearchKind::Affair, affair, ClickSource::Tree, 0);
+    QCOMPARE(use(Table::Type, affair), 1);
+    const qint64 site = rig.root.add(Table::Tools, {{"name", "后台"}, {"path", "www.a.example"}});
+    click(SearchKind::Tool, site, ClickSource::PageList, 0, {}, "www.a.example");
+    QCOMPARE(rig.desktop.openedUrls().last(), QUrl("http://www.a.example"));
+    QCOMPARE(use(Table::Tools, site), 1);
 }
 
 void TestSend::opensLinksToolsAndViews()
