@@ -1,6 +1,5 @@
 #include "app/CommandLine.h"
 #include "app/Startup.h"
-#include "content/ContentWindows.h"
 #include "data/SearchService.h"
 #include "panel/PanelWindow.h"
 #include "platform/DesktopFactory.h"
@@ -85,10 +84,6 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     PanelWindow panel(services);
     QObject::connect(&panel, &PanelWindow::exitConfirmed, &app, &QApplication::quit,
                      Qt::QueuedConnection);
-    // The management windows, and the view windows every double-click may ask for.
-    auto* content = new ContentWindows(services, &panel);
-    QObject::connect(&panel, &PanelWindow::viewRequested, content, &ContentWindows::openView);
-    panel.setManagementMenu(content->managementMenu(&panel));
     panel.show();
     panel.startDocking();
     return app.exec();

@@ -34,7 +34,6 @@ BottomQueryBar::BottomQueryBar(Store& store, SearchService& search, const Settin
     m_model = new EntryListModel(EntryListModel::ListKind::Query, store, search, settings, this);
     m_view = new EntryView(QStringLiteral("lvQueryBar"), true, this);
     m_view->setModel(m_model);
-    m_view->setContextMenuPolicy(Qt::CustomContextMenu);
     m_view->hide();
     m_text = new QLineEdit(this);
     m_text->setObjectName(QStringLiteral("txtQuery"));
@@ -48,7 +47,7 @@ BottomQueryBar::BottomQueryBar(Store& store, SearchService& search, const Settin
     layout->addWidget(m_text);
 
     connect(m_text, &QLineEdit::textChanged, this, &BottomQueryBar::search);
-    connect(m_view, &QWidget::customContextMenuRequested, this, &BottomQueryBar::showMenu);
+    connect(m_view, &EntryView::menuRequested, this, &BottomQueryBar::fillMenu);
     connect(m_view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
         const bool onIcon =
             m_view->isOnIcon(index, m_view->lastClick()) && m_model->hasPicture(index.row());
@@ -92,24 +91,24 @@ void BottomQueryBar::changeEvent(QEvent* event)
     QWidget::changeEvent(event);
 }
 
-void BottomQueryBar::showMenu(const QPoint& pos)
+void BottomQueryBar::fillMenu(const QModelIndex& index, QMenu* menu)
 {
-    const QModelIndex index = m_view->indexAt(pos);
-    if (!index.isValid())
-        return;
     const EntryRef entry = m_model->entry(index.row());
-    QMenu menu(this);
-    QAction* picture = menu.addAction(QStringLiteral("复制图片"));
-    QAction* file = menu.addAction(QStringLiteral("复制文件"));
+    QAction* picture = menu->addAction(QStringLiteral("复制图片"));
+    picture->setObjectName(QStringLiteral("mnuCopyPic"));
     picture->setEnabled(
         (entry.kind == SearchKind::Knowledge || entry.kind == SearchKind::Personal) &&
         m_model->hasPicture(index.row()));
-    file->setEnabled(entry.kind == SearchKind::File);
-    QAction* chosen = menu.exec(m_view->viewport()->mapToGlobal(pos));
-    if (chosen == picture)
+    connect(picture, &QAction::triggered, this, [this, entry] {
         m_sender.copyPicture(entry.kind, entry.id);
-    else if (chosen == file)
-        m_sender.copyFile(entry.id);
-    if (chosen)
         m_sender.recordUse(entry.kind, entry.id);
+    });
+    QAction* file = menu->addAction(QStringLiteral("复制文件"));
+    file->setObjectName(QStringLiteral("mnuCopyFile"));
+    file->setEnabled(entry.kind == SearchKind::File);
+    connect(file, &QAction::triggered, this, [this, entry] {
+        m_sender.copyFile(entry.id);
+        m_sender.recordUse(entry.kind, entry.id);
+    });
+    emit menuRequested(entry, menu);
 }

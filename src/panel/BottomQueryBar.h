@@ -2,6 +2,7 @@
 
 #include "send/SendAction.h"
 
+#include <QMenu>
 #include <QWidget>
 
 class EntryListModel;
@@ -15,7 +16,7 @@ class Store;
 
 // The bottom query bar: a small window inside the chat window's lower edge with a search box;
 // its results open above it. A double-click sends like the panel's lists; the context menu
-// copies a picture or a file without pasting.
+// copies a picture or a file without pasting, and offers what its listeners add.
 class BottomQueryBar : public QWidget {
     Q_OBJECT
 public:
@@ -33,6 +34,8 @@ public:
 
 signals:
     void activated(const EntryRef& entry, bool onIcon);
+    // A right-click on a result: listeners add their commands after the copy commands.
+    void menuRequested(const EntryRef& entry, QMenu* menu);
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -40,7 +43,7 @@ protected:
 private:
     void search();
     void layoutResults();
-    void showMenu(const QPoint& pos);
+    void fillMenu(const QModelIndex& index, QMenu* menu);
 
     const Settings& m_settings;
     Sender& m_sender;

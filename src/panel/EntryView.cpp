@@ -1,7 +1,10 @@
 #include "panel/EntryView.h"
 
+#include <QContextMenuEvent>
 #include <QHeaderView>
+#include <QMenu>
 #include <QMouseEvent>
+#include <memory>
 
 EntryView::EntryView(const QString& objectName, bool isList, QWidget* parent) : QTreeView(parent)
 {
@@ -41,4 +44,29 @@ void EntryView::mouseDoubleClickEvent(QMouseEvent* event)
 {
     m_lastClick = event->position().toPoint();
     QTreeView::mouseDoubleClickEvent(event);
+}
+
+void EntryView::lockColumnWidths()
+{
+    header()->setSectionResizeMode(QHeaderView::Fixed);
+    header()->setStretchLastSection(true);
+}
+
+QMenu* EntryView::menuAt(const QPoint& pos)
+{
+    const QModelIndex index = indexAt(pos);
+    if (!index.isValid())
+        return nullptr;
+    setCurrentIndex(index);
+    auto* menu = new QMenu(this);
+    emit menuRequested(index, menu);
+    return menu;
+}
+
+void EntryView::contextMenuEvent(QContextMenuEvent* event)
+{
+    // The viewport's event arrives here with the viewport's coordinates.
+    const std::unique_ptr<QMenu> menu(menuAt(event->pos()));
+    if (menu && !menu->isEmpty())
+        menu->exec(event->globalPos());
 }

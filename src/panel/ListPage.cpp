@@ -66,6 +66,9 @@ ListPage::ListPage(const PageDef& def, Store& store, SearchService& search,
     // Text still being composed by an input method is not part of text(): only committed text
     // triggers a search.
     connect(m_filter, &QLineEdit::textChanged, this, &ListPage::update);
+    connect(m_view, &EntryView::menuRequested, this, [this](const QModelIndex& index, QMenu* menu) {
+        emit menuRequested(m_model->entry(index.row()), menu);
+    });
     connect(m_view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
         const bool onIcon =
             m_view->isOnIcon(index, m_view->lastClick()) && m_model->hasPicture(index.row());

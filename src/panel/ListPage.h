@@ -3,6 +3,7 @@
 #include "data/SettingsTable.h"
 #include "panel/EntryListModel.h"
 
+#include <QMenu>
 #include <QWidget>
 
 class EntryView;
@@ -41,6 +42,8 @@ public:
 signals:
     void activated(const EntryRef& entry, bool onIcon);
     void problem(const QString& message);
+    // A right-click on a row: listeners add their commands to `menu`.
+    void menuRequested(const EntryRef& entry, QMenu* menu);
 
 private:
     void update();

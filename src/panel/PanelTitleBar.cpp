@@ -43,17 +43,17 @@ PanelTitleBar::PanelTitleBar(const QString& title, bool administrator, QWidget* 
     auto* menuButton = toolButton("btnMenu", QStringLiteral("菜单"), this);
     m_menu = buildMenu(menuButton);
     m_manage = toolButton("btnManage", QStringLiteral("管理"), this);
-    auto* users = toolButton("btnUsers", QStringLiteral("用户"), this);
+    m_users = toolButton("btnUsers", QStringLiteral("用户"), this);
     // Management windows and user administration are for administrators only.
     m_manage->setEnabled(administrator);
-    users->setEnabled(administrator);
+    m_users->setEnabled(administrator);
 
     auto* tools = new QHBoxLayout;
     tools->setContentsMargins(2, 0, 2, 0);
     tools->addWidget(m_top);
     tools->addStretch(1);
     for (QWidget* w : {static_cast<QWidget*>(m_dock), static_cast<QWidget*>(menuButton),
-                       static_cast<QWidget*>(m_manage), static_cast<QWidget*>(users)})
+                       static_cast<QWidget*>(m_manage), static_cast<QWidget*>(m_users)})
         tools->addWidget(w);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

@@ -20,6 +20,7 @@ public:
     QCheckBox* topBox() const { return m_top; }
     QPushButton* dockButton() const { return m_dock; }
     QPushButton* manageButton() const { return m_manage; }
+    QPushButton* usersButton() const { return m_users; }
     // Where other parts of the program add their commands.
     QMenu* menu() const { return m_menu; }
     // The class and title of the window in front, as docking sees it.
@@ -44,6 +45,7 @@ private:
     QCheckBox* m_top = nullptr;
     QPushButton* m_dock = nullptr;
     QPushButton* m_manage = nullptr;
+    QPushButton* m_users = nullptr;
     QMenu* m_menu = nullptr;
     QLabel* m_foregroundClass = nullptr;
     QLabel* m_foregroundTitle = nullptr;

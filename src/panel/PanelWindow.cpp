@@ -1,15 +1,18 @@
 #include "panel/PanelWindow.h"
 
+#include "content/ContentWindows.h"
 #include "data/SearchService.h"
 #include "data/Settings.h"
 #include "data/Store.h"
 #include "data/TreeSection.h"
 #include "hotkeys/HotKeyManager.h"
 #include "hotkeys/HotKeyWindow.h"
+#include "panel/BottomQueryBar.h"
 #include "panel/EdgeGrip.h"
 #include "panel/EntryView.h"
 #include "panel/ListPage.h"
 #include "panel/PanelDocking.h"
+#include "panel/PanelEditing.h"
 #include "panel/PanelTitleBar.h"
 #include "panel/QueryPage.h"
 #include "panel/TreePage.h"
@@ -19,6 +22,9 @@
 #include "send/Sender.h"
 #include "settings/FolderPicker.h"
 #include "settings/SettingsWindow.h"
+#include "users/PasswordWindow.h"
+#include "users/UserAccounts.h"
+#include "users/UserWindow.h"
 #include "widgets/Dialogs.h"
 #include "widgets/FontPreset.h"
 #include "widgets/Skin.h"
@@ -27,6 +33,7 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QHeaderView>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
@@ -115,6 +122,17 @@ PanelWindow::PanelWindow(const Services& services, QWidget* parent)
     content->setContentsMargins(GripSize, 0, GripSize, GripSize);
     content->setSpacing(2);
     content->addWidget(m_titleBar);
+    m_passwordNotice = new QLabel(
+        QStringLiteral("管理员尚未设置密码，打开本软件的人都是管理员。请在“菜单 → 修改密码”中设置。"
+                       " <a href=\"close\">知道了</a>"),
+        this);
+    m_passwordNotice->setObjectName(QStringLiteral("lblPasswordNotice"));
+    m_passwordNotice->setWordWrap(true);
+    m_passwordNotice->setStyleSheet(
+        QStringLiteral("background: #fff6d5; border: 1px solid #e0c36b; padding: 3px;"));
+    m_passwordNotice->hide();
+    connect(m_passwordNotice, &QLabel::linkActivated, m_passwordNotice, &QWidget::hide);
+    content->addWidget(m_passwordNotice);
     buildPages(content);
     m_grips = {new EdgeGrip(QStringLiteral("imgLeft"), EdgeGrip::Left, this),
                new EdgeGrip(QStringLiteral("imgRight"), EdgeGrip::Right, this),
@@ -123,6 +141,8 @@ PanelWindow::PanelWindow(const Services& services, QWidget* parent)
     buildTray();
     buildDocking();
     connectTitleBar();
+    connectEditing();
+    updatePasswordNotice();
     for (QLineEdit* edit : findChildren<QLineEdit*>()) {
         if (edit->window() == this)
             edit->installEventFilter(this);
@@ -186,6 +206,7 @@ void PanelWindow::buildPages(QVBoxLayout* layout)
     m_tree->model()->setIconProvider(
         [](const KnowledgeTreeModel::Node& n) { return QVariant(nodeIcon(n)); });
     m_query->model()->setIconProvider(rowIcon);
+    m_query->view()->lockColumnWidths();
     m_pages->addWidget(m_tree);
     m_pages->addWidget(m_query);
     connect(m_tree, &TreePage::activated, this, [this](const EntryRef& e, bool onIcon) {
@@ -199,6 +220,9 @@ void PanelWindow::buildPages(QVBoxLayout* layout)
     for (const ListPage::PageDef& def : ListPage::pageDefs()) {
         auto* page = new ListPage(def, m_ctx.store, m_ctx.search, m_ctx.settings, m_pages);
         page->model()->setIconProvider(rowIcon);
+        if (def.kind == EntryListModel::ListKind::Simple ||
+            def.kind == EntryListModel::ListKind::Tools)
+            page->view()->lockColumnWidths();
         connect(page, &ListPage::activated, this, [this](const EntryRef& e, bool onIcon) {
             activateEntry(e, onIcon, ClickSource::PageList);
         });
@@ -282,9 +306,64 @@ QMenu* PanelWindow::menu() const
     return m_titleBar->menu();
 }
 
-void PanelWindow::setManagementMenu(QMenu* menu)
+void PanelWindow::connectEditing()
 {
-    m_titleBar->manageButton()->setMenu(menu);
+    m_editing = new PanelEditing(m_ctx, this);
+    m_titleBar->manageButton()->setMenu(m_editing->windows().managementMenu(this));
+    connect(this, &PanelWindow::viewRequested, &m_editing->windows(), &ContentWindows::openView);
+    connect(m_tree, &TreePage::nodeMenuRequested, this,
+            [this](const KnowledgeTreeModel::Node* node, QMenu* menu) {
+                m_editing->addCommands(menu, EditActions::forTreeNode(*node));
+            });
+    auto rows = [this](bool fromQueryBar) {
+        return [this, fromQueryBar](const EntryRef& e, QMenu* menu) {
+            m_editing->addCommands(menu, EditActions::forRow(e.kind, e.id, fromQueryBar));
+        };
+    };
+    connect(m_query, &QueryPage::menuRequested, this, rows(false));
+    for (ListPage* page : m_lists)
+        connect(page, &ListPage::menuRequested, this, rows(false));
+    connect(m_docking->bar(), &BottomQueryBar::menuRequested, this, rows(true));
+
+    connect(m_titleBar->usersButton(), &QPushButton::clicked, this, &PanelWindow::openUserWindow);
+    QAction* password = menu()->addAction(QStringLiteral("修改密码"));
+    password->setObjectName(QStringLiteral("mnuPassword"));
+    connect(password, &QAction::triggered, this, &PanelWindow::openPasswordWindow);
+}
+
+void PanelWindow::openUserWindow()
+{
+    if (!m_ctx.user.isAdministrator)
+        return;
+    UserAccounts accounts(m_ctx.store);
+    UserWindow window(accounts, this);
+    window.exec();
+    updatePasswordNotice();
+}
+
+void PanelWindow::openPasswordWindow()
+{
+    UserAccounts accounts(m_ctx.store);
+    PasswordWindow window(accounts, m_ctx.user.name, this);
+    window.exec();
+    updatePasswordNotice();
+}
+
+void PanelWindow::updatePasswordNotice()
+{
+    bool bare = false;
+    if (m_ctx.user.isAdministrator) {
+        const Result<QList<UserAccount>> users = UserAccounts(m_ctx.store).users();
+        if (users) {
+            for (const UserAccount& a : users.value())
+                bare = bare || (a.name == m_ctx.user.name && !a.hasPassword);
+        }
+    }
+    if (!bare)
+        m_passwordNotice->hide();
+    else if (!m_passwordNoticeShown)
+        m_passwordNotice->show();
+    m_passwordNoticeShown = m_passwordNoticeShown || bare;
 }
 
 void PanelWindow::buildTray()

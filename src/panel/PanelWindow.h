@@ -14,6 +14,8 @@ class HotKeyManager;
 class InputWindow;
 class ListPage;
 class PanelDocking;
+class PanelEditing;
+class QLabel;
 class PanelTitleBar;
 class QVBoxLayout;
 class QMenu;
@@ -66,8 +68,8 @@ public:
     PanelDocking* docking() const { return m_docking; }
     // The menu of the 菜单 button, where other parts of the program add their commands.
     QMenu* menu() const;
-    // The commands of the management button (btnManage).
-    void setManagementMenu(QMenu* menu);
+    // The management windows, and the New, Edit and Delete of the right-click menus.
+    PanelEditing& editing() const { return *m_editing; }
     // Starts following chat windows (after the panel is shown).
     void startDocking();
 
@@ -94,6 +96,11 @@ private:
     void showDesktopProblem(const QString& message);
     void openHotKeyWindow();
     void openSettingsWindow();
+    void openUserWindow();
+    void openPasswordWindow();
+    void connectEditing();
+    // Shown while the signed-in administrator has no password, until closed.
+    void updatePasswordNotice();
 
     Services m_ctx;
     InputWindow* m_input;
@@ -108,9 +115,12 @@ private:
     QSystemTrayIcon* m_tray = nullptr;
     PanelTitleBar* m_titleBar = nullptr;
     PanelDocking* m_docking = nullptr;
+    PanelEditing* m_editing = nullptr;
+    QLabel* m_passwordNotice = nullptr;
     std::array<EdgeGrip*, 4> m_grips{};
     bool m_exiting = false;
     bool m_keepFocusAway = false;
     bool m_rolledUp = false;
+    bool m_passwordNoticeShown = false; // once a run: closed, it stays closed
     int m_unrolledHeight = 0;
 };

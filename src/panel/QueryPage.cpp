@@ -60,6 +60,9 @@ QueryPage::QueryPage(Store& store, SearchService& search, const Settings& settin
     connect(m_model, &QAbstractItemModel::modelReset, this, &QueryPage::updateCount);
     connect(m_model, &QAbstractItemModel::rowsInserted, this, &QueryPage::updateCount);
     connect(m_model, &QAbstractItemModel::rowsRemoved, this, &QueryPage::updateCount);
+    connect(m_view, &EntryView::menuRequested, this, [this](const QModelIndex& index, QMenu* menu) {
+        emit menuRequested(m_model->entry(index.row()), menu);
+    });
     connect(m_view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
         const bool onIcon =
             m_view->isOnIcon(index, m_view->lastClick()) && m_model->hasPicture(index.row());

@@ -2,6 +2,7 @@
 
 #include "panel/EntryListModel.h"
 
+#include <QMenu>
 #include <QWidget>
 
 class EntryView;
@@ -27,6 +28,8 @@ public:
 signals:
     void activated(const EntryRef& entry, bool onIcon);
     void problem(const QString& message);
+    // A right-click on a row: listeners add their commands to `menu`.
+    void menuRequested(const EntryRef& entry, QMenu* menu);
 
 private:
     void updateCount();

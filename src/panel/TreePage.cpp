@@ -42,6 +42,10 @@ TreePage::TreePage(Store& store, const Settings& settings, QWidget* parent)
             m_model->resort();
     });
     connect(m_model, &KnowledgeTreeModel::problem, this, &TreePage::problem);
+    connect(m_view, &EntryView::menuRequested, this, [this](const QModelIndex& index, QMenu* menu) {
+        if (const KnowledgeTreeModel::Node* n = m_model->node(index))
+            emit nodeMenuRequested(n, menu);
+    });
     connect(m_view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
         const KnowledgeTreeModel::Node* n = m_model->node(index);
         const bool onIcon = n && n->hasPicture && m_view->isOnIcon(index, m_view->lastClick());

@@ -2,6 +2,7 @@
 
 #include "panel/KnowledgeTreeModel.h"
 
+#include <QMenu>
 #include <QSet>
 #include <QTimer>
 #include <QWidget>
@@ -27,6 +28,8 @@ public:
 signals:
     void activated(const EntryRef& entry, bool onIcon);
     void problem(const QString& message);
+    // A right-click on a node: listeners add their commands to `menu`.
+    void nodeMenuRequested(const KnowledgeTreeModel::Node* node, QMenu* menu);
 
 private:
     void expandVisible();

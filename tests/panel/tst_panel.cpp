@@ -1,4 +1,3 @@
-#include "support/FixtureRows.h"
 #include "data/SearchService.h"
 #include "panel/BottomQueryBar.h"
 #include "panel/EntryView.h"
@@ -10,8 +9,10 @@
 #include "platform/fake/FakeDesktop.h"
 #include "send/Sender.h"
 #include "send/TextComposer.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 #include "widgets/Dialogs.h"
+#include "widgets/FramelessDialog.h"
 
 #include <QCheckBox>
 #include <QClipboard>
@@ -21,6 +22,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
@@ -44,7 +46,8 @@ struct Panel {
     std::unique_ptr<PanelWindow> window;
     qint64 big = 0, small = 0, k1 = 0, k2 = 0, phrase = 0, affair = 0, courier = 0;
 
-    explicit Panel(const QList<std::pair<Setting, QString>>& settings = {}, bool admin = true)
+    explicit Panel(const QList<std::pair<Setting, QString>>& settings = {}, bool admin = true,
+                   const QString& user = "tester")
     {
         for (const auto& [s, v] : settings)
             QVERIFY(root.settings->setValue(s, v).ok());
@@ -69,7 +72,7 @@ struct Panel {
                                                         *root.store,
                                                         *search,
                                                         desktop,
-                                                        {"tester", admin}});
+                                                        {user, admin}});
         window->show();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
     }
@@ -92,6 +95,33 @@ struct Panel {
         QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, at);
         QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, at);
     }
+    // The right-click menu of `index`, its commands by object name.
+    QHash<QString, QAction*> menuOf(EntryView* view, const QModelIndex& index)
+    {
+        view->scrollTo(index);
+        menu.reset(view->menuAt(view->visualRect(index).center()));
+        QHash<QString, QAction*> commands;
+        if (menu) {
+            for (QAction* a : menu->actions())
+                commands.insert(a->objectName(), a);
+        }
+        return commands;
+    }
+    // The caption of the dialog a command opened; the dialog is closed.
+    QString opened(QAction* command, const QString& name)
+    {
+        command->trigger();
+        for (QWidget* w : QApplication::topLevelWidgets()) {
+            auto* dialog = qobject_cast<FramelessDialog*>(w);
+            if (dialog && dialog->objectName() == name && dialog->isVisible()) {
+                const QString caption = dialog->caption();
+                delete dialog;
+                return caption;
+            }
+        }
+        return {};
+    }
+    std::unique_ptr<QMenu> menu;
 };
 
 } // namespace
@@ -100,12 +130,15 @@ class TestPanel : public QObject {
     Q_OBJECT
 private slots:
     void initTestCase() { Dialogs::setRecording(true); }
+    void init() { Dialogs::takeShown(); }
     void showsItselfAsConfigured();
     void startFlagsShapeTheTree();
     void placedFromTwipsSettings();
     void fontPresets_data();
     void fontPresets();
     void normalUserCannotManage();
+    void editingFromWhereTheAgentWorks();
+    void accountsFromThePanel();
     void pagesLoadAsTheirStartFlagsSay();
     void exitAnsweredNoChangesNothing();
     void exitAnsweredYesKeepsTheSize();
@@ -240,6 +273,124 @@ void TestPanel::normalUserCannotManage()
     QVERIFY(user.root.ok());
     QVERIFY(!user.find<QPushButton>("btnManage")->isEnabled());
     QVERIFY(!user.find<QPushButton>("btnUsers")->isEnabled());
+}
+
+void TestPanel::editingFromWhereTheAgentWorks()
+{
+    Panel p;
+    QVERIFY(p.root.ok());
+    EntryView* tree = p.window->treePage()->view();
+    // The categories chosen in the New dialog that is open; the dialog is closed.
+    auto pickers = [] {
+        QStringList chosen;
+        for (QWidget* w : QApplication::topLevelWidgets()) {
+            if (w->objectName() == "frmKnowledgeNew" && w->isVisible()) {
+                chosen << w->findChild<QComboBox*>("cbGoodsType")->currentText()
+                       << w->findChild<QComboBox*>("cbGoods")->currentText();
+                delete w;
+                break;
+            }
+        }
+        return chosen;
+    };
+    // A small category and an entry below it both offer a new entry in that category.
+    for (const QString& key : {QString("G%1").arg(p.small), QString("K%1").arg(p.k2)}) {
+        tree->expand(p.tree()->indexForKey(QString("T%1").arg(p.big)));
+        tree->expand(p.tree()->indexForKey(QString("G%1").arg(p.small)));
+        QTRY_VERIFY(p.tree()->indexForKey(key).isValid());
+        QHash<QString, QAction*> commands = p.menuOf(tree, p.tree()->indexForKey(key));
+        QCOMPARE(commands.value("mnuNew")->text(), QStringLiteral("新增知识"));
+        commands.value("mnuNew")->trigger();
+        QCOMPARE(pickers(), (QStringList{"手机", "华为"}));
+    }
+    QCOMPARE(p.opened(p.menuOf(tree, p.tree()->indexForKey(QString("K%1").arg(p.k2)))["mnuEdit"],
+                      "frmKnowledgeEdit"),
+             QStringLiteral("知识库-编辑"));
+    QCOMPARE(p.opened(p.menuOf(tree, p.tree()->indexForKey(QString("T%1").arg(p.big)))["mnuNew"],
+                      "frmGoodsNew"),
+             QStringLiteral("小类-新增"));
+    // Deleting from the tree removes the row, and the tree follows.
+    Dialogs::queueAnswer(true);
+    p.menuOf(tree, p.tree()->indexForKey(QString("K%1").arg(p.k2)))["mnuDelete"]->trigger();
+    QTRY_VERIFY(!p.tree()->indexForKey(QString("K%1").arg(p.k2)).isValid());
+
+    // The query page and the page lists edit their rows; the bottom bar says where it came from.
+    p.window->selectTab(2);
+    p.find<QLineEdit>("txtName")->setText("退货流程");
+    auto* query = p.find<EntryView>("lvQuery");
+    QTRY_COMPARE(query->model()->rowCount(), 1);
+    QCOMPARE(p.opened(p.menuOf(query, query->model()->index(0, 0))["mnuEdit"], "frmKnowledgeEdit"),
+             QStringLiteral("知识库-编辑"));
+    p.window->selectTab(3);
+    auto* simple = p.find<EntryView>("lvSimple");
+    QTRY_COMPARE(simple->model()->rowCount(), 1);
+    QCOMPARE(p.opened(p.menuOf(simple, simple->model()->index(0, 0))["mnuEdit"], "frmSimpleEdit"),
+             QStringLiteral("简洁-编辑"));
+    BottomQueryBar* bar = p.window->docking()->bar();
+    bar->searchBox()->setText("顺丰");
+    QTRY_COMPARE(bar->view()->model()->rowCount(), 1);
+    const QHash<QString, QAction*> barCommands = p.menuOf(bar->view(), bar->model()->index(0, 0));
+    QVERIFY(!barCommands.value("mnuCopyPic")->isEnabled());
+    QCOMPARE(p.opened(barCommands.value("mnuEdit"), "frmExpressEdit"),
+             QStringLiteral("快递-底部查询-编辑"));
+
+    // Column widths of these lists stay where they are.
+    for (const char* name : {"lvQuery", "lvSimple", "lvTools"})
+        QCOMPARE(p.find<EntryView>(name)->header()->sectionResizeMode(0), QHeaderView::Fixed);
+
+    // An agent sees the shared library's commands disabled, and manages their own notes.
+    Panel agent({}, false);
+    QVERIFY(agent.root.ok());
+    const QHash<QString, QAction*> shared = agent.menuOf(
+        agent.window->treePage()->view(),
+        agent.tree()->indexForKey(QString("I%1").arg(sectionId(TreeSection::Product))));
+    QVERIFY(!shared.value("mnuNew")->isEnabled());
+    const qint64 note = agent.root.add(Table::Personal, {{"name", "我的备忘"}});
+    agent.window->selectTab(6);
+    auto* personal = agent.find<EntryView>("lvPersonal");
+    QTRY_COMPARE(personal->model()->rowCount(), 1);
+    const QHash<QString, QAction*> own = agent.menuOf(personal, personal->model()->index(0, 0));
+    QVERIFY(own.value("mnuEdit")->isEnabled());
+    Dialogs::queueAnswer(true);
+    own.value("mnuDelete")->trigger();
+    QCOMPARE(agent.root.store->row(Table::Personal, note, {"name"}).value(), std::nullopt);
+    QCOMPARE(Dialogs::takeShown().size(), 2); // the two questions before deleting
+}
+
+void TestPanel::accountsFromThePanel()
+{
+    // The store's first administrator has no password: the panel says so until closed.
+    Panel first;
+    QVERIFY(first.root.ok());
+    auto* notice = first.find<QLabel>("lblPasswordNotice");
+    QVERIFY(!notice->isVisible());
+    auto modal = [](const std::function<void()>& open) {
+        QString name;
+        QTimer::singleShot(0, [&name] {
+            if (QWidget* w = QApplication::activeModalWidget()) {
+                name = w->objectName();
+                w->close();
+            }
+        });
+        open();
+        return name;
+    };
+    Panel admin({}, true, "admin");
+    QVERIFY(admin.root.ok());
+    notice = admin.find<QLabel>("lblPasswordNotice");
+    QVERIFY(notice->isVisible());
+    QVERIFY(notice->text().contains("修改密码"));
+    emit notice->linkActivated("close");
+    QVERIFY(!notice->isVisible());
+    QCOMPARE(modal([&] { admin.find<QPushButton>("btnUsers")->click(); }),
+             QStringLiteral("frmUser"));
+    QVERIFY(!notice->isVisible());
+
+    Panel agent({}, false);
+    QVERIFY(agent.root.ok());
+    QAction* password = agent.window->menu()->findChild<QAction*>("mnuPassword");
+    QVERIFY(password && password->isEnabled());
+    QCOMPARE(modal([&] { password->trigger(); }), QStringLiteral("frmPassword"));
 }
 
 void TestPanel::pagesLoadAsTheirStartFlagsSay()
