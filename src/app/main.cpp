@@ -1,4 +1,5 @@
 #include "app/CommandLine.h"
+#include "app/SingleInstance.h"
 #include "app/Startup.h"
 #include "data/SearchService.h"
 #include "panel/PanelWindow.h"
@@ -60,7 +61,21 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     QApplication::setApplicationVersion(QStringLiteral(QUILLMATE_VERSION));
     QApplication::setQuitOnLastWindowClosed(false);
 
-    Startup startup(resolveRoot(cl));
+    // A second panel on the same folder would fight the first over the hot keys and config.ini.
+    const DataRoot root = resolveRoot(cl);
+    QDir().mkpath(root.folder());
+    SingleInstance instance(root.folder());
+    switch (instance.claim()) {
+    case SingleInstance::Outcome::HandedOver:
+        return 0;
+    case SingleInstance::Outcome::Failed:
+        Dialogs::message(nullptr, instance.message());
+        return 1;
+    case SingleInstance::Outcome::First:
+        break;
+    }
+
+    Startup startup(root);
     const Result<void> started = startup.run();
     Dialogs::configure(started ? &startup.settings() : nullptr, startup.root());
     if (!started) {
@@ -84,6 +99,7 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     PanelWindow panel(services);
     QObject::connect(&panel, &PanelWindow::exitConfirmed, &app, &QApplication::quit,
                      Qt::QueuedConnection);
+    QObject::connect(&instance, &SingleInstance::showRequested, &panel, &PanelWindow::showPanel);
     panel.show();
     panel.startDocking();
     return app.exec();
