@@ -13,7 +13,9 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTextDocument>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -21,9 +23,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// The lines of text the form's text boxes show in this window; longer text scrolls.
+constexpr int TextBoxLines = 3;
+
 qint64 itemId(const QTreeWidgetItem* item)
 {
     return item ? item->data(0, Qt::UserRole).toLongLong() : 0;
+}
+
+// A text box as tall as `lines` lines of its font, with its frame and the document's margin.
+int textBoxHeight(const QPlainTextEdit* box, int lines)
+{
+    const int margin = static_cast<int>(box->document()->documentMargin());
+    return box->fontMetrics().lineSpacing() * lines + 2 * (box->frameWidth() + margin);
 }
 
 } // namespace
@@ -36,7 +48,8 @@ ManagementListWindow::ManagementListWindow(const KindDescriptor& kind, ContentSe
 {
     setObjectName(m_kind.windowName());
     setWindowTitle(m_kind.listCaption);
-    resize(720, 560);
+    // Room for the tallest form, the knowledge one, and ten rows of the list.
+    resize(720, 680);
 
     m_id->setObjectName(u"txtId"_s);
     m_id->setReadOnly(true);
@@ -85,6 +98,9 @@ ManagementListWindow::ManagementListWindow(const KindDescriptor& kind, ContentSe
     m_list->setHeaderLabels(captions);
     m_list->header()->setSectionsMovable(false);
     m_count->setObjectName(u"lblCount"_s);
+    // The list, not the form, takes the window's height: text boxes tall in the dialogs stay short.
+    for (QPlainTextEdit* box : m_form->findChildren<QPlainTextEdit*>())
+        box->setFixedHeight(textBoxHeight(box, TextBoxLines));
 
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(idRow);

@@ -68,6 +68,7 @@ void SearchIndex::upsert(const Source& source)
     e.typeId = source.typeId;
     e.usetime = source.usetime;
     e.serial = source.serial;
+    e.typeSerial = source.typeSerial;
     e.commonSerial = source.commonSerial;
     e.common = source.common;
     append(e, source.name, fold(source.name));

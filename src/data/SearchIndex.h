@@ -21,6 +21,7 @@ public:
         qint64 typeId = 0;
         int usetime = 0;
         int serial = 0;
+        int typeSerial = 0; // the custom order within the entry's category
         int commonSerial = 0;
         bool common = false;
     };
@@ -29,6 +30,7 @@ public:
         qint64 typeId = 0;
         int usetime = 0;
         int serial = 0;
+        int typeSerial = 0;
         int commonSerial = 0;
         qsizetype nameStart = 0;
         qsizetype nameLength = 0;

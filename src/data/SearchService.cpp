@@ -27,18 +27,19 @@ StoreId storeOf(SearchKind kind)
                                                                     : StoreId::Assistant;
 }
 
-// The columns of the index's source rows, per kind.
+// The columns of the index's source rows, per kind. A table without a custom order per category
+// orders its categories by serialnum, as the store does.
 QString indexColumns(SearchKind kind)
 {
     switch (kind) {
     case SearchKind::Knowledge:
         return QStringLiteral("id, name, pycode, typeid, usetime, serialnum, commonserialnum, "
-                              "commonflag");
+                              "commonflag, serialnum");
     case SearchKind::Affair:
     case SearchKind::Courier:
-        return QStringLiteral("id, name, pycode, itemid, usetime, serialnum, 0, 0");
+        return QStringLiteral("id, name, pycode, itemid, usetime, serialnum, 0, 0, serialnum");
     default:
-        return QStringLiteral("id, name, pycode, typeid, usetime, serialnum, 0, 0");
+        return QStringLiteral("id, name, pycode, typeid, usetime, serialnum, 0, 0, typeserialnum");
     }
 }
 
@@ -159,6 +160,7 @@ Result<void> SearchService::load(SearchKind kind, const QList<qint64>& ids)
             src.serial = q.value(5).toInt();
             src.commonSerial = q.value(6).toInt();
             src.common = q.value(7).toInt() == 1;
+            src.typeSerial = q.value(8).toInt();
             s.index.upsert(src);
         }
         return {};
@@ -240,15 +242,20 @@ Result<void> SearchService::searchKind(SearchKind kind, QStringView needle, bool
             return ea.usetime != eb.usetime ? ea.usetime > eb.usetime : ea.id < eb.id;
         });
         break;
-    case SortOrder::Mode::Custom:
+    case SortOrder::Mode::Custom: {
+        // The same column as the list the hits filter: the common list, one category's list,
+        // or the whole table.
+        auto key = [&](const SearchIndex::Entry& e) {
+            return commonOnly ? e.commonSerial : typeId != 0 ? e.typeSerial : e.serial;
+        };
         order([&](quint32 a, quint32 b) {
             const SearchIndex::Entry& ea = index.at(a);
             const SearchIndex::Entry& eb = index.at(b);
-            const int ka = commonOnly ? ea.commonSerial : ea.serial;
-            const int kb = commonOnly ? eb.commonSerial : eb.serial;
+            const int ka = key(ea), kb = key(eb);
             return ka != kb ? ka < kb : ea.id < eb.id;
         });
         break;
+    }
     }
     return {};
 }

@@ -136,15 +136,12 @@ void PanelDocking::checkEdge()
     in.floating = !m_switch.docked();
     in.hidden = hidden;
     switch (DockGeometry::edgeAction(in)) {
-    case DockGeometry::EdgeAction::Hide: {
+    case DockGeometry::EdgeAction::Hide:
         m_beforeHide = m_panel.geometry();
-        const bool right = m_beforeHide.right() >= in.available.right() - 4;
-        const int x = right ? in.available.right() + 1 - HandleWidth : in.available.left();
-        m_handle->setGeometry(x, m_beforeHide.top(), HandleWidth, m_beforeHide.height());
+        m_handle->setGeometry(DockGeometry::handleRect(m_beforeHide, in.available, HandleWidth));
         m_handle->show();
         m_panel.hide();
         break;
-    }
     case DockGeometry::EdgeAction::Show:
         m_handle->hide();
         m_panel.setGeometry(m_beforeHide);

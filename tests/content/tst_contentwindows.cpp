@@ -1,4 +1,3 @@
-#include "support/FixtureRows.h"
 #include "content/ContentWindows.h"
 #include "content/EntryDialog.h"
 #include "content/EntryForm.h"
@@ -10,6 +9,7 @@
 #include "platform/fake/FakeDesktop.h"
 #include "send/SendAction.h"
 #include "send/TextComposer.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 #include "widgets/Dialogs.h"
 
@@ -208,6 +208,12 @@ void TestContentWindows::listWindowsMatchTheGoldenFile()
         shown << list->objectName() + '\t' + headers(list->list()).join(' ') + '\t' +
                      controls.join(' ');
         QCOMPARE(child<QLabel>(list, "lblCount")->text(), QString("数量：0"));
+        // At its first size the window gives the list, not the form, the room: ten rows at least.
+        QTreeWidget* rows = list->list();
+        for (int i = 0; i < 30; ++i)
+            rows->addTopLevelItem(new QTreeWidgetItem(QStringList(QString::number(i))));
+        const int rowHeight = rows->visualItemRect(rows->topLevelItem(0)).height();
+        QVERIFY2(rows->viewport()->height() >= 10 * rowHeight, qPrintable(list->objectName()));
         // Asked again, the open window is raised rather than doubled.
         QCOMPARE(w.windows->openManagementList(kind), list);
     }

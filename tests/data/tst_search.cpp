@@ -154,9 +154,10 @@ void TestSearch::followsListOrder()
     const qint64 k4 = lib.root.add(
         Table::Knowledge,
         {{"name", "货到付款"}, {"serialnum", 1}, {"commonflag", 1}, {"commonserialnum", 9}});
-    auto order = [&](const QString& sort, SearchMode mode, const QString& needle = "货") {
+    auto order = [&](const QString& sort, SearchMode mode, const QString& needle = "货",
+                     qint64 typeId = 0) {
         [&] { QVERIFY(lib.root.settings->setValue(Setting::Sort, sort).ok()); }();
-        return shape(search.search(needle, mode));
+        return shape(search.search(needle, mode, typeId));
     };
     const QString k1 = QStringLiteral("W%1").arg(lib.k1), k2 = QStringLiteral("W%1").arg(lib.k2),
                   k3 = QStringLiteral("W%1").arg(lib.k3), w4 = QStringLiteral("W%1").arg(k4);
@@ -175,6 +176,20 @@ void TestSearch::followsListOrder()
     QCOMPARE(order("4", SearchMode::Knowledge), QStringList({w4, k2, k1}).join(' '));
     QCOMPARE(order("4", SearchMode::Common), QStringList({k1, w4}).join(' '));
     QCOMPARE(order("9", SearchMode::Knowledge), QStringList({k1, k2, w4}).join(' '));
+
+    // Within one category the custom order is the category list's own, typeserialnum.
+    const qint64 type = lib.root.add(Table::SimpleType, {{"name", "售后"}});
+    auto simple = [&](const QString& name, int serial, int typeSerial) {
+        return QStringLiteral("S%1").arg(
+            lib.root.add(Table::Simple, {{"name", name},
+                                         {"typeid", type},
+                                         {"serialnum", serial},
+                                         {"typeserialnum", typeSerial}}));
+    };
+    const QString s1 = simple("改地址", 1, 2), s2 = simple("拒收", 2, 1);
+    const QString s0 = QStringLiteral("S%1").arg(lib.simple);
+    QCOMPARE(order("4", SearchMode::Simple, "", type), QStringList({s2, s1}).join(' '));
+    QCOMPARE(order("4", SearchMode::Simple, ""), QStringList({s0, s1, s2}).join(' '));
 }
 
 void TestSearch::followsOwnWrites()

@@ -1,9 +1,9 @@
-#include "support/FixtureRows.h"
 #include "panel/docking/ChatWindowList.h"
 #include "panel/docking/DockGeometry.h"
 #include "panel/docking/DockSwitch.h"
 #include "panel/docking/DockingController.h"
 #include "platform/fake/FakeDesktop.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 
 #include <QSet>
@@ -267,7 +267,7 @@ void TestDocking::edgeAction_data()
 }
 
 // A row of screen-edges.txt: a name, the screen's available area, the panel, the cursor, the
-// three flags, and what the panel does.
+// three flags, and what the panel does, with the edge its handle goes to when it hides.
 void TestDocking::edgeAction()
 {
     QFETCH(QStringList, row);
@@ -287,7 +287,14 @@ void TestDocking::edgeAction()
                                         row.at(4).at(1) == '1',
                                         row.at(4).at(2) == '1'};
     const QStringList actions{"Stay", "Hide", "Show"};
-    QCOMPARE(actions.value(int(DockGeometry::edgeAction(input))), row.at(5));
+    const DockGeometry::EdgeAction action = DockGeometry::edgeAction(input);
+    QCOMPARE(actions.value(int(action)), row.at(5).section(' ', 0, 0));
+    if (action == DockGeometry::EdgeAction::Hide) {
+        const QRect& screen = input.available;
+        const int x = row.at(5).endsWith("left") ? screen.x() : screen.x() + screen.width() - 10;
+        QCOMPARE(DockGeometry::handleRect(input.panel, screen, 10),
+                 QRect(x, input.panel.y(), 10, input.panel.height()));
+    }
 }
 
 void TestDocking::dockSwitch()

@@ -19,6 +19,16 @@ int bottomEdge(const QRect& r)
     return r.y() + r.height();
 }
 
+bool touchesLeft(const QRect& panel, const QRect& available)
+{
+    return panel.x() <= available.x() + EdgeMargin;
+}
+
+bool touchesRight(const QRect& panel, const QRect& available)
+{
+    return rightEdge(panel) >= rightEdge(available) - EdgeMargin;
+}
+
 } // namespace
 
 int overlapPixels(double dpi)
@@ -82,9 +92,15 @@ EdgeAction edgeAction(const EdgeInput& input)
     const bool overPanel = input.panel.contains(input.cursor);
     if (input.hidden)
         return overPanel ? EdgeAction::Show : EdgeAction::Stay;
-    const bool touchesLeft = input.panel.x() <= input.available.x() + EdgeMargin;
-    const bool touchesRight = rightEdge(input.panel) >= rightEdge(input.available) - EdgeMargin;
-    return (touchesLeft || touchesRight) && !overPanel ? EdgeAction::Hide : EdgeAction::Stay;
+    const bool touches =
+        touchesLeft(input.panel, input.available) || touchesRight(input.panel, input.available);
+    return touches && !overPanel ? EdgeAction::Hide : EdgeAction::Stay;
+}
+
+QRect handleRect(const QRect& panel, const QRect& available, int width)
+{
+    const int x = touchesRight(panel, available) ? rightEdge(available) - width : available.x();
+    return {x, panel.y(), width, panel.height()};
 }
 
 } // namespace DockGeometry

@@ -13,8 +13,9 @@
 namespace DockGeometry {
 
 inline constexpr int OverlapTwips = 90;
-// A panel within this many pixels of a screen edge counts as touching it.
-inline constexpr int EdgeMargin = 4;
+// A panel within this many pixels of a screen edge counts as touching it. The panel's first
+// place is 80 twips (5 pixels at 96 dpi) in from the right edge, which must count.
+inline constexpr int EdgeMargin = 5;
 
 // OverlapTwips in pixels at the given dots per inch: 6 at 96, 9 at 144.
 int overlapPixels(double dpi);
@@ -53,5 +54,9 @@ struct EdgeInput {
 // screen whose area starts at x = 0 a panel at its left edge never hides; on a screen placed to
 // the right of another one it does.
 EdgeAction edgeAction(const EdgeInput& input);
+
+// The handle a panel shrinks to: `width` wide, on the screen edge the panel touches, the right
+// one when it touches both.
+QRect handleRect(const QRect& panel, const QRect& available, int width);
 
 } // namespace DockGeometry
