@@ -1,5 +1,7 @@
 #include "app/CommandLine.h"
 
+#include "settings/AutoStart.h"
+
 std::optional<SearchMode> CommandLine::modeFromKind(const QString& kind)
 {
     if (kind.compare(QLatin1String("common"), Qt::CaseInsensitive) == 0)
@@ -33,6 +35,7 @@ QString CommandLine::usage()
     return QStringLiteral(
         "用法: quillmate [--data-dir 文件夹] [命令]\n"
         "  (无命令)                 启动客服Tavro\n"
+        "  --autostart              启动客服Tavro, 面板留在任务栏通知区域 (开机自动启动时)\n"
         "  init                     准备程序文件夹 (config.ini, assistant.dll, personal.dll, "
         "pylib.dll) 后退出\n"
         "  search 文本 [--kind K]   查询, K 为 W C E S F L P 或 common; 每行: 类型\\t编号\\t名称\n"
@@ -68,7 +71,9 @@ CommandLine CommandLine::parse(const QStringList& arguments)
             cl.command = Command::Help;
             return cl;
         }
-        if (auto v = valueOf(QStringLiteral("--data-dir"))) {
+        if (a == AutoStart::StartedArgument) {
+            cl.autoStarted = true;
+        } else if (auto v = valueOf(QStringLiteral("--data-dir"))) {
             cl.dataDir = *v;
         } else if (auto k = valueOf(QStringLiteral("--kind"))) {
             kind = *k;

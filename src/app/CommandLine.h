@@ -12,6 +12,7 @@ struct CommandLine {
 
     Command command = Command::Panel;
     QString dataDir;
+    bool autoStarted = false; // started at login: the panel waits in the tray
     QString searchText;
     SearchMode searchMode = SearchMode::All;
     QString error; // set when the arguments make no sense; shown with the usage text

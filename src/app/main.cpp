@@ -100,7 +100,8 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     QObject::connect(&panel, &PanelWindow::exitConfirmed, &app, &QApplication::quit,
                      Qt::QueuedConnection);
     QObject::connect(&instance, &SingleInstance::showRequested, &panel, &PanelWindow::showPanel);
-    panel.show();
+    if (!cl.autoStarted)
+        panel.show();
     panel.startDocking();
     return app.exec();
 }

@@ -36,7 +36,7 @@ bool isDockingSetting(Setting s)
 PanelDocking::PanelDocking(QWidget& panel, Desktop& desktop, Settings& settings, Store& store,
                            SearchService& search, Sender& sender, InputWindow& input,
                            QPushButton* dockButton)
-    : QObject(&panel), m_panel(panel), m_input(input), m_settings(settings),
+    : QObject(&panel), m_panel(panel), m_input(input), m_desktop(desktop), m_settings(settings),
       m_controller(desktop, settings, m_chats), m_button(dockButton)
 {
     m_chats.rebuild(settings);
@@ -72,8 +72,10 @@ PanelDocking::PanelDocking(QWidget& panel, Desktop& desktop, Settings& settings,
     });
     connect(&m_controller, &DockingController::hideBar, m_bar, &QWidget::hide);
     connect(&m_controller, &DockingController::foregroundInfo, this, &PanelDocking::foregroundInfo);
-    connect(&m_controller, &DockingController::targetChanged, this,
-            [this](WindowId window) { m_input.setChatWindow(window); });
+    connect(&m_controller, &DockingController::targetChanged, this, [this](WindowId window) {
+        m_input.setChatWindow(window);
+        emit chatWindowChanged(window ? m_desktop.window(window).title : QString());
+    });
 
     m_edgeTimer.setInterval(EdgeIntervalMs);
     connect(&m_edgeTimer, &QTimer::timeout, this, &PanelDocking::checkEdge);

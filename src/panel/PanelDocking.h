@@ -44,6 +44,8 @@ signals:
     void foregroundInfo(const QString& className, const QString& title);
     // Docked or floating now; `byButton`: the agent pressed the dock button.
     void dockedChanged(bool docked, bool byButton);
+    // The chat window docking follows now, by its title; empty when there is none.
+    void chatWindowChanged(const QString& title);
     // A double-click in the bottom query bar's results.
     void barActivated(const EntryRef& entry, bool onIcon);
 
@@ -54,6 +56,7 @@ private:
 
     QWidget& m_panel;
     InputWindow& m_input;
+    Desktop& m_desktop;
     Settings& m_settings;
     ChatWindowList m_chats;
     DockingController m_controller;

@@ -14,12 +14,14 @@
 #include "panel/PanelDocking.h"
 #include "panel/PanelEditing.h"
 #include "panel/PanelTitleBar.h"
+#include "panel/PanelTray.h"
 #include "panel/QueryPage.h"
 #include "panel/TreePage.h"
 #include "panel/Twips.h"
 #include "platform/Desktop.h"
 #include "send/InputWindow.h"
 #include "send/Sender.h"
+#include "settings/AutoStart.h"
 #include "settings/FolderPicker.h"
 #include "settings/SettingsWindow.h"
 #include "users/PasswordWindow.h"
@@ -152,21 +154,20 @@ PanelWindow::PanelWindow(const Services& services, QWidget* parent)
     m_hotKeys = new HotKeyManager(m_ctx.settings, m_ctx.store, m_ctx.desktop, *m_sender, this);
     if (m_ctx.settings.flag(Setting::StartHotKey))
         m_hotKeys->enableAll();
-    connect(menu()->addAction(QStringLiteral("热键设置")), &QAction::triggered, this,
-            &PanelWindow::openHotKeyWindow);
-
+    QAction* hotKeys = menu()->addAction(QStringLiteral("热键设置"));
+    hotKeys->setObjectName(QStringLiteral("mnuHotKey"));
+    connect(hotKeys, &QAction::triggered, this, &PanelWindow::openHotKeyWindow);
     // Every user may open the settings: config.ini is the seat's own file.
     QAction* settingsCommand = menu()->addAction(QStringLiteral("设置"));
     settingsCommand->setObjectName(QStringLiteral("mnuSet"));
-    QMenu* trayMenu = m_tray->contextMenu();
-    auto* traySettings = new QAction(QStringLiteral("设置"), trayMenu);
-    traySettings->setObjectName(QStringLiteral("mnuTraySet"));
-    trayMenu->insertAction(trayMenu->findChild<QAction*>(QStringLiteral("mnuTrayExit")),
-                           traySettings);
-    for (QAction* command : {settingsCommand, traySettings})
-        connect(command, &QAction::triggered, this, &PanelWindow::openSettingsWindow);
+    connect(settingsCommand, &QAction::triggered, this, &PanelWindow::openSettingsWindow);
+    m_panelTray->addCommands(
+        {menu()->findChild<QAction*>(QStringLiteral("mnuPassword")), hotKeys, settingsCommand});
+    m_panelTray->setHotKeys(m_ctx.settings.flag(Setting::StartHotKey));
     // A new text size applies to every window at once, the panel's lists included.
     connect(&m_ctx.settings, &Settings::changed, this, [this](Setting s) {
+        if (s == Setting::StartHotKey)
+            m_panelTray->setHotKeys(m_ctx.settings.flag(s));
         if (s != Setting::MainFontSize)
             return;
         const FontPreset preset =
@@ -250,7 +251,12 @@ void PanelWindow::buildDocking()
     connect(m_docking, &PanelDocking::barActivated, this, [this](const EntryRef& e, bool onIcon) {
         activateEntry(e, onIcon, ClickSource::QueryList, PasteOrigin::QueryBar);
     });
+    connect(m_docking, &PanelDocking::chatWindowChanged, this, [this](const QString& title) {
+        m_chatTitle = title;
+        m_panelTray->setDocking(m_docking->dockSwitch().docked(), title);
+    });
     connect(m_docking, &PanelDocking::dockedChanged, this, [this](bool docked, bool byButton) {
+        m_panelTray->setDocking(docked, m_chatTitle);
         setKeepsFocusAway(docked);
         // Either way the button leaves the panel on top; floating, back in its own place.
         if (byButton)
@@ -368,22 +374,10 @@ void PanelWindow::updatePasswordNotice()
 
 void PanelWindow::buildTray()
 {
-    m_tray = new QSystemTrayIcon(Skin::appIcon(), this);
-    m_tray->setObjectName(QStringLiteral("trayNotify1"));
-    m_tray->setToolTip(titleText());
-    auto* menu = new QMenu(this);
-    QAction* show = menu->addAction(QStringLiteral("显示主界面"));
-    show->setObjectName(QStringLiteral("mnuTrayShow"));
-    QAction* exit = menu->addAction(QStringLiteral("退出"));
-    exit->setObjectName(QStringLiteral("mnuTrayExit"));
-    connect(show, &QAction::triggered, this, &PanelWindow::showPanel);
-    connect(exit, &QAction::triggered, this, &PanelWindow::requestExit);
-    connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason r) {
-        if (r == QSystemTrayIcon::Trigger || r == QSystemTrayIcon::DoubleClick)
-            showPanel();
-    });
-    m_tray->setContextMenu(menu);
-    m_tray->show();
+    m_panelTray = new PanelTray(titleText(), this);
+    m_tray = m_panelTray->icon();
+    connect(m_panelTray, &PanelTray::showRequested, this, &PanelWindow::showPanel);
+    connect(m_panelTray, &PanelTray::exitRequested, this, &PanelWindow::requestExit);
 }
 
 void PanelWindow::applyFontPreset()
@@ -458,6 +452,8 @@ void PanelWindow::openSettingsWindow()
 {
     SystemFolderPicker folders;
     SettingsWindow window(m_ctx.settings, *m_hotKeys, folders, m_ctx.root.folder(), this);
+    AutoStart autoStart(QCoreApplication::applicationFilePath(), m_ctx.root.folder());
+    window.setAutoStart(&autoStart);
     window.showForeground(m_docking->controller().currentForeground());
     window.exec();
 }

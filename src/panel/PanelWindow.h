@@ -17,6 +17,7 @@ class PanelDocking;
 class PanelEditing;
 class QLabel;
 class PanelTitleBar;
+class PanelTray;
 class QVBoxLayout;
 class QMenu;
 class QStackedWidget;
@@ -113,6 +114,8 @@ private:
     QueryPage* m_query = nullptr;
     QList<ListPage*> m_lists;
     QSystemTrayIcon* m_tray = nullptr;
+    PanelTray* m_panelTray = nullptr;
+    QString m_chatTitle; // the chat window docking follows
     PanelTitleBar* m_titleBar = nullptr;
     PanelDocking* m_docking = nullptr;
     PanelEditing* m_editing = nullptr;

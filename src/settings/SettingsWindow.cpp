@@ -3,6 +3,7 @@
 #include "data/Settings.h"
 #include "hotkeys/HotKeyManager.h"
 #include "hotkeys/HotKeyWindow.h"
+#include "settings/AutoStart.h"
 #include "settings/FolderPicker.h"
 #include "widgets/Dialogs.h"
 #include "widgets/FontPreset.h"
@@ -358,6 +359,11 @@ QGroupBox* SettingsWindow::buildOther()
                           QStringLiteral("保存后不再提示成功")));
     layout->addWidget(box(MessageSound, "chkMessageSound", QStringLiteral("提示时播放声音")));
     layout->addWidget(focus);
+    m_autoStartBox = new QCheckBox(QStringLiteral("开机自动启动"), this);
+    m_autoStartBox->setObjectName(QStringLiteral("chkAutoStart"));
+    m_autoStartBox->setToolTip(QStringLiteral("登录后在任务栏通知区域启动客服Tavro。"));
+    m_autoStartBox->hide();
+    layout->addWidget(m_autoStartBox);
     return groupOf(QStringLiteral("其他"), layout, this);
 }
 
@@ -462,13 +468,27 @@ void SettingsWindow::confirm()
             return;
         }
     }
+    if (m_autoStart && m_autoStartBox->isChecked() != m_autoStart->isEnabled()) {
+        if (Result<void> done = m_autoStart->setEnabled(m_autoStartBox->isChecked()); !done) {
+            Dialogs::message(this, done.message());
+            return;
+        }
+    }
     Dialogs::message(this, QStringLiteral("设置成功!"));
     accept();
+}
+
+void SettingsWindow::setAutoStart(AutoStart* autoStart)
+{
+    m_autoStart = autoStart;
+    m_autoStartBox->setVisible(autoStart != nullptr);
+    m_autoStartBox->setChecked(autoStart && autoStart->isEnabled());
 }
 
 void SettingsWindow::restoreDefaults()
 {
     showForm(SettingsForm::defaults());
+    m_autoStartBox->setChecked(false);
 }
 
 void SettingsWindow::browse(QLineEdit* edit, const QString& prompt)

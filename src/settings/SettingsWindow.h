@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <utility>
 
+class AutoStart;
 class FolderPicker;
 class HotKeyManager;
 class QButtonGroup;
@@ -34,6 +35,9 @@ public:
     // The controls as a form, and the form shown in the controls.
     SettingsForm form() const;
     void showForm(const SettingsForm& form);
+
+    // Offers 开机自动启动, which is kept by the desktop rather than in config.ini.
+    void setAutoStart(AutoStart* autoStart);
 
     void confirm();
     void restoreDefaults();
@@ -70,6 +74,8 @@ private:
     QButtonGroup* m_sort;
     QButtonGroup* m_font;
     QCheckBox* m_autoSend = nullptr;
+    QCheckBox* m_autoStartBox = nullptr;
+    AutoStart* m_autoStart = nullptr;
     QLineEdit* m_databasePath = nullptr;
     QLineEdit* m_backupPath = nullptr;
     QLineEdit* m_backupPathPer = nullptr;

@@ -563,6 +563,10 @@ void TestPanel::docksBesideTheChatWindow()
     QCOMPARE(button->text(), QStringLiteral("悬停"));
     QTRY_COMPARE(p.window->geometry().left(), 800 - overlap);
     QCOMPARE(p.window->geometry().top(), 50 + overlap);
+    // The tray says where the panel is and whether the hot keys are on.
+    QTRY_COMPARE(p.window->tray()->toolTip(), p.window->titleText() + "\n吸附：微信\n热键：未启用");
+    QVERIFY(p.root.settings->setValue(Setting::StartHotKey, "1").ok());
+    QVERIFY(p.window->tray()->toolTip().endsWith("热键：已启用"));
 
     // It follows the chat window, and shows the window in front in its menu.
     p.desktop.moveWindow(300, QRect(200, 80, 700, 600));
@@ -579,6 +583,14 @@ void TestPanel::docksBesideTheChatWindow()
     QTest::mouseClick(p.find<QLabel>("imgLogo"), Qt::LeftButton);
     QCOMPARE(button->text(), QStringLiteral("吸附"));
     QVERIFY(!p.window->docking()->dockSwitch().docked());
+    QVERIFY(p.window->tray()->toolTip().contains("\n未吸附\n"));
+    // The tray offers the commands of the 菜单 between its own.
+    QStringList tray;
+    for (QAction* a : p.window->tray()->contextMenu()->actions())
+        tray << a->objectName();
+    tray.removeAll(QString());
+    QCOMPARE(tray,
+             (QStringList{"mnuTrayShow", "mnuPassword", "mnuHotKey", "mnuSet", "mnuTrayExit"}));
 }
 
 QTEST_MAIN(TestPanel)

@@ -20,7 +20,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QSet>
+#include <QMenu>
 #include <QSignalSpy>
+#include <QSystemTrayIcon>
 #include <QTimer>
 
 namespace {
@@ -166,11 +168,9 @@ void TestSettingsWindow::confirmingWritesEveryKeyAndApplies()
 {
     Rig rig({{Setting::XiFuCustomWindows, "ChatClient"}});
     // Every user reaches the window from the panel's 菜单 and from the tray.
-    for (const char* command : {"mnuSet", "mnuTraySet"}) {
-        auto* action = rig.panel->findChild<QAction*>(QLatin1String(command));
-        QVERIFY2(action, command);
-        QCOMPARE(modalOpenedBy([action] { action->trigger(); }), QStringLiteral("frmSet"));
-    }
+    auto* command = rig.panel->findChild<QAction*>(QStringLiteral("mnuSet"));
+    QVERIFY(rig.panel->tray()->contextMenu()->actions().contains(command));
+    QCOMPARE(modalOpenedBy([command] { command->trigger(); }), QStringLiteral("frmSet"));
     rig.panel->startDocking();
     BottomQueryBar* bar = rig.panel->docking()->bar();
     QTRY_VERIFY(bar->isVisible());
