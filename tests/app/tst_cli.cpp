@@ -1,10 +1,8 @@
 #include "data/DataRoot.h"
 #include "data/Settings.h"
 #include "data/Store.h"
+#include "support/Files.h"
 
-#include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -38,12 +36,8 @@ QMap<QString, QString> snapshot(const QString& folder)
 {
     QMap<QString, QString> out;
     for (const QFileInfo& fi : QDir(folder).entryInfoList(QDir::Files)) {
-        QFile f(fi.filePath());
-        f.open(QIODevice::ReadOnly);
-        out.insert(fi.fileName(),
-                   QString::fromLatin1(
-                       QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha1).toHex()) +
-                       QLatin1Char(' ') + QString::number(fi.lastModified().toMSecsSinceEpoch()));
+        out.insert(fi.fileName(), sha256(fi.filePath()).toHex() + ' ' +
+                                      QString::number(fi.lastModified().toMSecsSinceEpoch()));
     }
     return out;
 }
@@ -68,7 +62,7 @@ void TestCli::printsVersion()
 {
     const Run r = quillmate({"--version"});
     QCOMPARE(r.code, 0);
-    QCOMPARE(r.out, QStringLiteral("2.1.8\n"));
+    QCOMPARE(r.out, "2.1.8\n");
 }
 
 void TestCli::initPreparesTheRootOnceAndOnlyOnce()
@@ -100,7 +94,7 @@ void TestCli::unwritableRootHasNoConfig()
     // A folder below a plain file cannot exist, even for root.
     const Run r = quillmate({"--data-dir", dir.filePath("file/root"), "init"});
     QVERIFY(r.code != 0);
-    QVERIFY2(r.err.contains(QStringLiteral("配置文件不存在！")), qPrintable(r.err));
+    QVERIFY2(r.err.contains("配置文件不存在！"), qPrintable(r.err));
 }
 
 void TestCli::sharedStoreLivesInDatabasePath()
@@ -124,7 +118,7 @@ void TestCli::sharedStoreLivesInDatabasePath()
     QVERIFY(settings.setValue(Setting::DatabasePath, dir.filePath("gone")).ok());
     const Run r = quillmate({"--data-dir", root, "init"});
     QCOMPARE(r.code, 1);
-    QVERIFY(r.err.contains(QStringLiteral("错误号：")));
+    QVERIFY(r.err.contains("错误号："));
     QVERIFY(!QFileInfo::exists(dir.filePath("gone")));
 }
 
@@ -148,14 +142,13 @@ void TestCli::searchPrintsRowsPerKind()
     }
     Run r = quillmate({"--data-dir", dir.path(), "search", "退货"});
     QCOMPARE(r.code, 0);
-    QCOMPARE(r.out, QStringLiteral("W\t%1\t退货 流程\nS\t%2\t亲，可以退货\nE\t%3\t退货快递\n")
-                        .arg(k)
-                        .arg(s)
-                        .arg(e));
+    QCOMPARE(
+        r.out,
+        QString("W\t%1\t退货 流程\nS\t%2\t亲，可以退货\nE\t%3\t退货快递\n").arg(k).arg(s).arg(e));
     r = quillmate({"--data-dir", dir.path(), "search", "th", "--kind", "S"});
-    QCOMPARE(r.out, QStringLiteral("S\t%1\t亲，可以退货\n").arg(s));
+    QCOMPARE(r.out, QString("S\t%1\t亲，可以退货\n").arg(s));
     r = quillmate({"--data-dir", dir.path(), "search", "", "--kind=common"});
-    QCOMPARE(r.out, QStringLiteral("W\t%1\t退货 流程\n").arg(k));
+    QCOMPARE(r.out, QString("W\t%1\t退货 流程\n").arg(k));
     r = quillmate({"--data-dir", dir.path(), "search", "nothing-like-this"});
     QCOMPARE(r.code, 0);
     QCOMPARE(r.out, QString());
@@ -192,13 +185,13 @@ void TestCli::rootResolutionOrder()
     c.executableFolder = "/opt/quillmate";
     c.portable = true;
     c.userFolder = "/home/u/.local/share/quillmate";
-    QCOMPARE(DataRoot::resolve(c).folder(), QStringLiteral("/cli"));
+    QCOMPARE(DataRoot::resolve(c).folder(), "/cli");
     c.commandLine.clear();
-    QCOMPARE(DataRoot::resolve(c).folder(), QStringLiteral("/env"));
+    QCOMPARE(DataRoot::resolve(c).folder(), "/env");
     c.environment.clear();
-    QCOMPARE(DataRoot::resolve(c).folder(), QStringLiteral("/opt/quillmate"));
+    QCOMPARE(DataRoot::resolve(c).folder(), "/opt/quillmate");
     c.portable = false;
-    QCOMPARE(DataRoot::resolve(c).folder(), QStringLiteral("/home/u/.local/share/quillmate"));
+    QCOMPARE(DataRoot::resolve(c).folder(), "/home/u/.local/share/quillmate");
 }
 
 void TestCli::environmentAndUserFolderChooseTheRoot()

@@ -1,10 +1,9 @@
 #include "content/ContentFiles.h"
 #include "content/EntryWriter.h"
 #include "send/ContentCache.h"
+#include "support/Files.h"
 #include "support/TestRoot.h"
 
-#include <QDir>
-#include <QDirIterator>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTest>
@@ -15,23 +14,6 @@
 Q_DECLARE_METATYPE(ContentKind)
 
 namespace {
-
-QByteArray readAll(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-// Every file under `folder`, relative to it.
-QStringList filesUnder(const QString& folder)
-{
-    QStringList out;
-    QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        out << QDir(folder).relativeFilePath(it.next());
-    out.sort();
-    return out;
-}
 
 struct Library {
     TestRoot root;
@@ -131,16 +113,14 @@ class TestContentStore : public QObject {
 private slots:
     void duplicatesIgnoreLetterCase_data();
     void duplicatesIgnoreLetterCase();
-    void namesAreUniquePerSection();
-    void editingKeepsItsOwnNameOnly();
+    void namesAreUniquePerSectionAndEditKeepsItsOwn();
     void aNameRacedInByAnotherSeatGetsTheSameMessage_data();
     void aNameRacedInByAnotherSeatGetsTheSameMessage();
     void rowsAreWrittenAsTheKindSays();
     void editWithoutANewFileKeepsTheBytes();
     void changedPicturesAndFilesAreNotServedStale();
     void categoriesGoWithTheirRows();
-    void picturesExportWithTheirFolderNote();
-    void filesExportOverwritingClashingNames();
+    void exportsOverwriteAndTellTheirFolder();
     void hostileStoredNamesStayInTheirFolder();
 };
 
@@ -163,7 +143,7 @@ void TestContentStore::duplicatesIgnoreLetterCase()
     QCOMPARE(lib.refusal(kind, lib.valid(kind, "Alpha Beta 2")), QString("saved"));
 }
 
-void TestContentStore::namesAreUniquePerSection()
+void TestContentStore::namesAreUniquePerSectionAndEditKeepsItsOwn()
 {
     Library lib;
     QVERIFY(lib.root.ok());
@@ -176,12 +156,7 @@ void TestContentStore::namesAreUniquePerSection()
     EntryValues again = lib.valid(ContentKind::SmallCategory, "华为");
     again.fields.insert("typeid", other);
     QCOMPARE(lib.refusal(ContentKind::SmallCategory, again), QString("此名称已经存在!"));
-}
 
-void TestContentStore::editingKeepsItsOwnNameOnly()
-{
-    Library lib;
-    QVERIFY(lib.root.ok());
     const qint64 a = lib.save(ContentKind::Knowledge, lib.valid(ContentKind::Knowledge, "退货"));
     const qint64 b = lib.save(ContentKind::Knowledge, lib.valid(ContentKind::Knowledge, "换货"));
     QCOMPARE(lib.refusal(ContentKind::Knowledge, lib.valid(ContentKind::Knowledge, "退货"), a),
@@ -309,7 +284,7 @@ void TestContentStore::changedPicturesAndFilesAreNotServedStale()
     auto picture = [&](const QString& ext) {
         Result<std::optional<QString>> r =
             cache.picture(false, k, ext, [&] { return lib.root.store->blob(Table::Knowledge, k); });
-        return r && r.value() ? readAll(*r.value()) : QByteArray();
+        return r && r.value() ? readBytes(*r.value()) : QByteArray();
     };
     QCOMPARE(picture("jpg"), QByteArray("first"));
     v.attachment = {Attachment::State::Replace, "second", "jpg", {}};
@@ -320,7 +295,7 @@ void TestContentStore::changedPicturesAndFilesAreNotServedStale()
     auto file = [&](qint64 id, const QString& name) {
         Result<std::optional<QString>> r =
             cache.file(id, name, "txt", [&] { return lib.root.store->blob(Table::File, id); });
-        return r && r.value() ? readAll(*r.value()) : QByteArray();
+        return r && r.value() ? readBytes(*r.value()) : QByteArray();
     };
     const KindDescriptor& files = Kinds::descriptor(ContentKind::File);
     QCOMPARE(file(f, "价目"), QByteArray("bytes of 价目"));
@@ -376,7 +351,7 @@ void TestContentStore::categoriesGoWithTheirRows()
         QCOMPARE(lib.root.store->count(t).value(), 0);
 }
 
-void TestContentStore::picturesExportWithTheirFolderNote()
+void TestContentStore::exportsOverwriteAndTellTheirFolder()
 {
     Library lib;
     QVERIFY(lib.root.ok());
@@ -395,7 +370,7 @@ void TestContentStore::picturesExportWithTheirFolderNote()
     QCOMPARE(lib.files.exportAll(*lib.root.store, knowledge).value(), 1);
     QCOMPARE(filesUnder(lib.root.dir.filePath("pic")),
              QStringList{QString("%1.JPG").arg(withPicture)});
-    QCOMPARE(readAll(lib.files.picturePath(Table::Knowledge, withPicture, "JPG")),
+    QCOMPARE(readBytes(lib.files.picturePath(Table::Knowledge, withPicture, "JPG")),
              QByteArray("jpeg"));
     const QString pic = QDir::toNativeSeparators(lib.root.dir.filePath("pic") + "/");
     QCOMPARE(lib.files.exportReport(knowledge, 1), "已生成1张图片!\r\n (目录" + pic + ")");
@@ -407,12 +382,7 @@ void TestContentStore::picturesExportWithTheirFolderNote()
     QVERIFY(QFile::exists(lib.root.dir.filePath(QString("ppic/%1.png").arg(privateId))));
     const QString ppic = QDir::toNativeSeparators(lib.root.dir.filePath("ppic") + "/");
     QCOMPARE(lib.files.exportReport(personal, 1), "已生成1张图片!\r\n(目录" + ppic + ")");
-}
 
-void TestContentStore::filesExportOverwritingClashingNames()
-{
-    Library lib;
-    QVERIFY(lib.root.ok());
     const KindDescriptor& files = Kinds::descriptor(ContentKind::File);
     QCOMPARE(lib.files.exportReport(files, 0), QString("没有要导出的文件！"));
     EntryValues first = lib.valid(ContentKind::File, "a");
@@ -428,7 +398,7 @@ void TestContentStore::filesExportOverwritingClashingNames()
 
     QCOMPARE(lib.files.exportAll(*lib.root.store, files).value(), 3);
     QCOMPARE(filesUnder(lib.root.dir.filePath("file")), (QStringList{"a.txt", "readme"}));
-    QCOMPARE(readAll(lib.root.dir.filePath("file/a.txt")), QByteArray("second"));
+    QCOMPARE(readBytes(lib.root.dir.filePath("file/a.txt")), QByteArray("second"));
     const QString folder = QDir::toNativeSeparators(lib.root.dir.filePath("file") + "/");
     QCOMPARE(lib.files.exportReport(files, 3), "已导出3个文件!\r\n(目录" + folder + ")");
 }

@@ -4,6 +4,15 @@
 #include <QJsonDocument>
 #include <QTest>
 
+bool xdotool(const QStringList& arguments)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start("xdotool", arguments);
+    return process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit &&
+           process.exitCode() == 0;
+}
+
 QString StubChatProcess::toolkitName(Toolkit toolkit)
 {
     switch (toolkit) {

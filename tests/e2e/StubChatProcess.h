@@ -7,6 +7,9 @@
 #include <QString>
 #include <QTemporaryDir>
 
+// Runs xdotool, which plays the user at keyboard and mouse; true when it succeeded.
+bool xdotool(const QStringList& arguments);
+
 // One stand-in chat window for an end-to-end test: started, waited for until the window manager
 // has mapped it, and its event log read back (see stub_chat.cpp for the events). The process is
 // ended when the object goes.

@@ -24,39 +24,21 @@
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdio>
+#include <functional>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-class EventLog {
-public:
-    bool open(const QString& path)
-    {
-        if (path.isEmpty())
-            return true;
-        m_file.setFileName(path);
-        return m_file.open(QIODevice::WriteOnly | QIODevice::Append);
-    }
-
-    void write(const QJsonObject& entry)
-    {
-        if (!m_file.isOpen())
-            return;
-        m_file.write(QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n');
-        m_file.flush();
-    }
-
-private:
-    QFile m_file;
-};
+// Appends an event to the log, when there is one.
+using EventLog = std::function<void(const QJsonObject&)>;
 
 class ChatInput : public QPlainTextEdit {
 public:
-    explicit ChatInput(EventLog& log) : m_log(log)
+    explicit ChatInput(EventLog log) : m_log(std::move(log))
     {
         connect(this, &QPlainTextEdit::textChanged, this, [this] {
-            m_log.write({{"event", "text"}, {"text", toPlainText()}});
+            m_log({{"event", "text"}, {"text", toPlainText()}});
         });
     }
 
@@ -72,11 +54,11 @@ protected:
         QJsonArray urls;
         for (const QUrl& url : source->urls())
             urls.append(url.toString());
-        m_log.write({{"event", "paste"},
-                     {"formats", QJsonArray::fromStringList(source->formats())},
-                     {"text", source->text()},
-                     {"urls", urls},
-                     {"image", source->hasImage()}});
+        m_log({{"event", "paste"},
+               {"formats", QJsonArray::fromStringList(source->formats())},
+               {"text", source->text()},
+               {"urls", urls},
+               {"image", source->hasImage()}});
         QPlainTextEdit::insertFromMimeData(source);
     }
 
@@ -84,9 +66,9 @@ protected:
     void keyPressEvent(QKeyEvent* event) override
     {
         if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
-            m_log.write({{"event", "enter"},
-                         {"ctrl", event->modifiers().testFlag(Qt::ControlModifier)},
-                         {"text", toPlainText()}});
+            m_log({{"event", "enter"},
+                   {"ctrl", event->modifiers().testFlag(Qt::ControlModifier)},
+                   {"text", toPlainText()}});
             event->accept();
             return;
         }
@@ -96,7 +78,7 @@ protected:
     void changeEvent(QEvent* event) override
     {
         if (event->type() == QEvent::ActivationChange)
-            m_log.write({{"event", "active"}, {"active", isActiveWindow()}});
+            m_log({{"event", "active"}, {"active", isActiveWindow()}});
         QPlainTextEdit::changeEvent(event);
     }
 
@@ -107,11 +89,11 @@ protected:
         if (m_readyLogged)
             return;
         m_readyLogged = true;
-        m_log.write({{"event", "ready"}, {"window", static_cast<qint64>(winId())}});
+        m_log({{"event", "ready"}, {"window", static_cast<qint64>(winId())}});
     }
 
 private:
-    EventLog& m_log;
+    EventLog m_log;
     bool m_readyLogged = false;
 };
 
@@ -123,65 +105,47 @@ void onTerminate(int)
     [[maybe_unused]] const auto written = ::write(s_signalPipe[1], &byte, 1);
 }
 
-struct Options {
-    QString className;
-    QString title;
-    QRect geometry;
-    QString logPath;
-};
+} // namespace
 
-bool parseOptions(int argc, char** argv, Options& options)
+int main(int argc, char** argv)
 {
+    // Parsed before Qt sees them: Qt on X11 takes -geometry and -title for itself.
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
     QCommandLineParser parser;
     const QCommandLineOption className("class", "WM_CLASS class name", "NAME");
     const QCommandLineOption title("title", "window title", "TITLE");
-    const QCommandLineOption geometry("geometry", "size and position of the frame", "WxH+X+Y");
-    const QCommandLineOption log("log", "file the events are appended to", "FILE");
-    parser.addOptions({className, title, geometry, log});
-    if (!parser.parse(arguments) || !parser.isSet(className) || !parser.isSet(title)) {
+    const QCommandLineOption place("geometry", "size and position of the frame", "WxH+X+Y");
+    const QCommandLineOption logPath("log", "file the events are appended to", "FILE");
+    parser.addOptions({className, title, place, logPath});
+    static const QRegularExpression pattern("^(\\d+)x(\\d+)([+-]\\d+)([+-]\\d+)$");
+    const bool parsed = parser.parse(arguments);
+    const QRegularExpressionMatch geometry = pattern.match(parser.value(place));
+    if (!parsed || !parser.isSet(className) || !parser.isSet(title) ||
+        (parser.isSet(place) && !geometry.hasMatch())) {
         std::fprintf(stderr, "usage: stub_chat --class NAME --title TITLE [--geometry WxH+X+Y] "
                              "[--log FILE]\n");
-        return false;
-    }
-    options.className = parser.value(className);
-    options.title = parser.value(title);
-    options.logPath = parser.value(log);
-    if (parser.isSet(geometry)) {
-        static const QRegularExpression pattern("^(\\d+)x(\\d+)([+-]\\d+)([+-]\\d+)$");
-        const QRegularExpressionMatch m = pattern.match(parser.value(geometry));
-        if (!m.hasMatch()) {
-            std::fprintf(stderr, "stub_chat: geometry must look like 640x480+100+50\n");
-            return false;
-        }
-        options.geometry = QRect(m.captured(3).toInt(), m.captured(4).toInt(),
-                                 m.captured(1).toInt(), m.captured(2).toInt());
-    }
-    return true;
-}
-
-} // namespace
-
-int main(int argc, char** argv)
-{
-    // Parsed before Qt sees them: Qt on X11 takes -geometry and -title for itself.
-    Options options;
-    if (!parseOptions(argc, argv, options))
         return 2;
+    }
     // The instance part of WM_CLASS comes from RESOURCE_NAME, the class part from the
     // application name; both are NAME, as in the chat clients this stands for.
-    qputenv("RESOURCE_NAME", options.className.toLocal8Bit());
+    qputenv("RESOURCE_NAME", parser.value(className).toLocal8Bit());
     int qtArgc = 1;
     QApplication app(qtArgc, argv);
-    QApplication::setApplicationName(options.className);
+    QApplication::setApplicationName(parser.value(className));
 
-    EventLog log;
-    if (!log.open(options.logPath)) {
-        std::fprintf(stderr, "stub_chat: cannot write %s\n", qPrintable(options.logPath));
+    QFile file(parser.value(logPath));
+    if (parser.isSet(logPath) && !file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        std::fprintf(stderr, "stub_chat: cannot write %s\n", qPrintable(file.fileName()));
         return 1;
     }
+    const EventLog log = [&file](const QJsonObject& entry) {
+        if (!file.isOpen())
+            return;
+        file.write(QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n');
+        file.flush();
+    };
 
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, s_signalPipe) != 0)
         return 1;
@@ -193,13 +157,11 @@ int main(int argc, char** argv)
     sigaction(SIGTERM, &action, nullptr);
 
     ChatInput input(log);
-    input.setWindowTitle(options.title);
-    if (options.geometry.isValid()) {
-        input.resize(options.geometry.size());
-        input.move(options.geometry.topLeft());
-    } else {
-        input.resize(480, 360);
-    }
+    input.setWindowTitle(parser.value(title));
+    input.resize(parser.isSet(place) ? geometry.captured(1).toInt() : 480,
+                 parser.isSet(place) ? geometry.captured(2).toInt() : 360);
+    if (parser.isSet(place))
+        input.move(geometry.captured(3).toInt(), geometry.captured(4).toInt());
 
     QSocketNotifier commands(STDIN_FILENO, QSocketNotifier::Read);
     QByteArray pending;
@@ -227,6 +189,6 @@ int main(int argc, char** argv)
     input.show();
     input.activateWindow();
     const int result = app.exec();
-    log.write({{"event", "quit"}});
+    log({{"event", "quit"}});
     return result;
 }

@@ -12,17 +12,9 @@
 #include "widgets/Dialogs.h"
 
 #include <QJsonObject>
-#include <QProcess>
 #include <QTest>
 
 namespace {
-
-bool xdotool(const QStringList& args)
-{
-    QProcess p;
-    p.start(QStringLiteral("xdotool"), args);
-    return p.waitForFinished(10000) && p.exitCode() == 0;
-}
 
 // Holds the keys for `holdMs`, then lets go of them in the reverse order, a little apart.
 bool press(const QStringList& keys, int holdMs)
@@ -95,7 +87,7 @@ void TestHotKeysE2e::pressedKeyPastesItsEntries()
 
     // Each press sends the text once; Enter finds it in the box (the stand-in keeps the text
     // after Enter, so the box grows by one text per press).
-    const QString text = QStringLiteral("七天无理由退货");
+    const QString text = "七天无理由退货";
     auto sentAfter = [&](int presses) {
         if (!QTest::qWaitFor([&] { return chat.events("enter").size() >= presses; }, 8000))
             return false;

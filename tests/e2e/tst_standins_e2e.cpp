@@ -5,11 +5,13 @@
 #include "StubChatProcess.h"
 
 #include <QClipboard>
+#include <QDebug>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSet>
 #include <QTest>
 #include <QThread>
@@ -52,11 +54,6 @@ Output run(const QString& program, const QStringList& arguments)
             QString::fromUtf8(process.readAllStandardOutput())};
 }
 
-bool xdotool(const QStringList& arguments)
-{
-    return run("xdotool", arguments).ok;
-}
-
 // Waits with the event loop blocked in the system until there is something to do, unlike
 // QTest::qWaitFor, which sleeps between rounds and so would be slow to serve the clipboard.
 bool waitFor(const std::function<bool()>& done, int timeoutMs = WaitMs)
@@ -88,25 +85,11 @@ QString xProperty(quint64 window, const QString& name)
 // The quoted strings of such a value, with xprop's backslash escapes undone.
 QStringList quotedStrings(const QString& value)
 {
+    static const QRegularExpression quoted("\"((?:[^\"\\\\]|\\\\.)*)\"");
+    static const QRegularExpression escaped("\\\\(.)");
     QStringList strings;
-    QString current;
-    bool inside = false;
-    for (qsizetype i = 0; i < value.size(); ++i) {
-        const QChar c = value.at(i);
-        if (!inside) {
-            if (c == '"') {
-                inside = true;
-                current.clear();
-            }
-        } else if (c == '\\' && i + 1 < value.size()) {
-            current += value.at(++i);
-        } else if (c == '"') {
-            inside = false;
-            strings << current;
-        } else {
-            current += c;
-        }
-    }
+    for (const QRegularExpressionMatch& match : quoted.globalMatch(value))
+        strings << match.captured(1).replace(escaped, "\\1");
     return strings;
 }
 
@@ -120,22 +103,15 @@ QString titleOf(quint64 window)
 QRect frameOriginAndClientSize(quint64 window)
 {
     const Output info = run("xwininfo", {"-id", QString::number(window)});
-    if (!info.ok)
-        return {};
-    auto field = [&](const QString& label) {
-        for (const QString& line : info.text.split('\n')) {
-            const QString trimmed = line.trimmed();
-            if (trimmed.startsWith(label))
-                return trimmed.mid(label.size()).trimmed().toInt();
-        }
-        return -1;
+    const auto field = [&](const QString& label) {
+        return QRegularExpression(label + ":\\s*(-?\\d+)").match(info.text).captured(1).toInt();
     };
     const QStringList extents = xProperty(window, "_NET_FRAME_EXTENTS").split(", ");
-    if (extents.size() != 4)
+    if (!info.ok || extents.size() != 4)
         return {};
-    return QRect(field("Absolute upper-left X:") - extents.at(0).toInt(),
-                 field("Absolute upper-left Y:") - extents.at(2).toInt(), field("Width:"),
-                 field("Height:"));
+    return QRect(field("Absolute upper-left X") - extents.at(0).toInt(),
+                 field("Absolute upper-left Y") - extents.at(2).toInt(), field("Width"),
+                 field("Height"));
 }
 
 quint64 activeWindow()
@@ -183,7 +159,7 @@ void TestStandInsE2e::behavesAsAsked()
 {
     QFETCH(Toolkit, toolkit);
     const QString name = "StandIn" + StubChatProcess::toolkitName(toolkit);
-    const QString title = QStringLiteral("客户 \"甲\" - ") + name;
+    const QString title = "客户 \"甲\" - " + name;
     const QRect geometry(150, 120, 520, 360);
     StubChatProcess chat(name, title, geometry, toolkit);
 
@@ -205,18 +181,14 @@ void TestStandInsE2e::behavesAsAsked()
     const QRect placed = frameOriginAndClientSize(chat.window());
     QVERIFY2(qAbs(placed.x() - geometry.x()) <= 2 && qAbs(placed.y() - geometry.y()) <= 2 &&
                  placed.size() == geometry.size(),
-             qPrintable(QString("frame at %1,%2, window %3x%4")
-                            .arg(placed.x())
-                            .arg(placed.y())
-                            .arg(placed.width())
-                            .arg(placed.height())));
+             qPrintable(QDebug::toString(placed)));
 
     QVERIFY(activate(chat));
     QVERIFY(waitFor([&] { return lastActive(chat, true); }));
 
     // xdotool types what the keyboard map lacks by changing the map, which GTK sometimes reads
     // too late and drops a character: the text that is not ASCII comes by the clipboard below.
-    const QString typed = QStringLiteral("Hello, world");
+    const QString typed = "Hello, world";
     QVERIFY(xdotool({"type", typed}));
     QVERIFY2(waitFor([&] { return chat.text() == typed; }), qPrintable(chat.text()));
 
@@ -240,7 +212,7 @@ void TestStandInsE2e::behavesAsAsked()
 
     chat.command("clear");
     QVERIFY(waitFor([&] { return chat.text().isEmpty(); }));
-    const QString renamed = QStringLiteral("会话 2");
+    const QString renamed = "会话 2";
     chat.command("title " + renamed);
     QVERIFY(waitFor([&] { return titleOf(chat.window()) == renamed; }));
 
@@ -290,7 +262,7 @@ void TestStandInsE2e::pasteThenEnter()
             chat.command("clear");
             QVERIFY(waitFor([&] { return chat.text().isEmpty(); }));
         }
-        const QString pasted = QStringLiteral("粘贴 paste %1").arg(i);
+        const QString pasted = QString("粘贴 paste %1").arg(i);
         clipboard->setText(pasted);
         QVERIFY(clipboard->ownsClipboard());
         const qsizetype before = count(chat, "enter");

@@ -7,18 +7,16 @@
 #include "send/InputWindow.h"
 #include "send/Sender.h"
 #include "send/TextComposer.h"
+#include "support/Files.h"
+#include "support/Gui.h"
 #include "support/TestRoot.h"
-#include "widgets/Dialogs.h"
 
 #include <QAbstractItemModelTester>
 #include <QCheckBox>
 #include <QClipboard>
-#include <QComboBox>
-#include <QFile>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QRegularExpression>
 #include <QShortcut>
 #include <QSignalSpy>
@@ -26,27 +24,6 @@
 namespace {
 
 const QString NL = TextComposer::lineBreak();
-
-QStringList shownTexts()
-{
-    QStringList texts;
-    for (const ShownDialog& d : Dialogs::takeShown())
-        texts << d.text;
-    return texts;
-}
-
-template <class T> T* child(QWidget* window, const QString& name)
-{
-    T* found = window->findChild<T*>(name);
-    if (!found)
-        qFatal("no %s in the window", qPrintable(name));
-    return found;
-}
-
-void click(QWidget* window, const char* button)
-{
-    QTest::mouseClick(child<QPushButton>(window, QLatin1String(button)), Qt::LeftButton);
-}
 
 // Types Ctrl+Shift+A the way a keyboard sends it: each modifier goes down on its own first.
 void typeCtrlShiftA(QWidget* box)
@@ -70,7 +47,7 @@ std::pair<int, int> combination(const HotKeyBox* key)
 struct Rig {
     TestRoot root;
     FakeDesktop desktop;
-    InputWindow input{desktop, {QStringLiteral("客服Tavro(Quillmate)")}};
+    InputWindow input{desktop, {"客服Tavro(Quillmate)"}};
     Sender sender{*root.store, *root.settings, desktop, input, root.dir.path()};
     QWidget panel;
     HotKeyManager* keys = nullptr;
@@ -127,7 +104,6 @@ private slots:
     void registrationAndClashes();
     void boxShowsItsSettings();
     void panelKeysPasteTheirEntries();
-    void nothingRegisteredWithoutDesktopAccess();
     void hotKeyWindowSaves();
     void hotKeyWindowRefusesRestoresAndCancels();
     void contentBoxesShowTitlesOrIds();
@@ -271,15 +247,10 @@ void TestHotKeyWindows::boxShowsItsSettings()
     QCOMPARE(combination(&k3), std::make_pair(114, 0));
 
     // A file without the key: the box is unset, not the default file's F9.
-    QFile file(root.configPath());
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QString text = QString::fromUtf8(file.readAll());
-    file.close();
-    text.remove(QRegularExpression(QStringLiteral("^[Kk]9(KeyCode|ModKeyCode)?=.*\\n"),
+    QString text = QString::fromUtf8(readBytes(root.configPath()));
+    text.remove(QRegularExpression("^[Kk]9(KeyCode|ModKeyCode)?=.*\\n",
                                    QRegularExpression::MultilineOption));
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(text.toUtf8());
-    file.close();
+    QVERIFY(writeBytes(root.configPath(), text.toUtf8()));
     QVERIFY(root.settings->load().ok());
     HotKeyBox k9(desktop);
     k9.setCombination("F9", 120, 2);
@@ -330,16 +301,13 @@ void TestHotKeyWindows::panelKeysPasteTheirEntries()
 
     keys.disableAll();
     QVERIFY(rig.desktop.hotKeys().isEmpty());
-}
 
-void TestHotKeyWindows::nothingRegisteredWithoutDesktopAccess()
-{
-    Rig rig;
-    QVERIFY(rig.root.ok());
-    rig.desktop.setUnavailable("Wayland");
-    HotKeyManager& keys = rig.start();
-    keys.enableAll();
-    QVERIFY(rig.desktop.hotKeys().isEmpty());
+    // Without access to the desktop nothing is registered, and nobody is told again.
+    Rig off;
+    QVERIFY(off.root.ok());
+    off.desktop.setUnavailable("Wayland");
+    off.start().enableAll();
+    QVERIFY(off.desktop.hotKeys().isEmpty());
     QCOMPARE(shownTexts(), QStringList());
 }
 
@@ -424,7 +392,7 @@ void TestHotKeyWindows::hotKeyWindowRefusesRestoresAndCancels()
 
     click(&window, "btnRestoreDefault");
     for (int n = 1; n <= 12; ++n) {
-        QCOMPARE(window.captureBox(n)->text(), QStringLiteral("F%1").arg(n));
+        QCOMPARE(window.captureBox(n)->text(), QString("F%1").arg(n));
         QCOMPARE(combination(window.captureBox(n)), std::make_pair(111 + n, 0));
         QVERIFY(window.content(n).isEmpty());
     }
@@ -451,7 +419,7 @@ void TestHotKeyWindows::contentBoxesShowTitlesOrIds()
     {
         HotKeyWindow window(keys);
         auto* t1 = child<QLineEdit>(&window, "T1");
-        QCOMPARE(t1->text(), QStringLiteral("发货时间、%1(已删除)、退货流程").arg(gone));
+        QCOMPARE(t1->text(), QString("发货时间、%1(已删除)、退货流程").arg(gone));
         QCOMPARE(t1->toolTip(), rig.ids({rig.k2, gone, rig.k1}));
         window.setContent(1, {rig.k3});
         QCOMPARE(t1->text(), "保修");
@@ -479,9 +447,9 @@ struct Library {
         xiaomi = root.add(Table::Goods, {{"name", "小米"}, {"typeid", phones}});
         fridges = root.add(Table::Goods, {{"name", "冰箱"}, {"typeid", appliances}});
         for (int i = 1; i <= 11; ++i)
-            entries << root.add(Table::Knowledge, {{"name", QStringLiteral("问题%1").arg(i)},
-                                                   {"typeid", phones},
-                                                   {"goodsid", huawei}});
+            entries << root.add(
+                Table::Knowledge,
+                {{"name", QString("问题%1").arg(i)}, {"typeid", phones}, {"goodsid", huawei}});
         entries << root.add(
             Table::Knowledge,
             {{"name", "退货流程"}, {"typeid", phones}, {"goodsid", xiaomi}, {"commonflag", 1}});
@@ -489,14 +457,6 @@ struct Library {
                             {{"name", "冰箱保修"}, {"typeid", appliances}, {"goodsid", fridges}});
     }
 };
-
-QStringList items(const QComboBox* box)
-{
-    QStringList out;
-    for (int i = 0; i < box->count(); ++i)
-        out << box->itemText(i);
-    return out;
-}
 
 void choose(QComboBox* box, const QString& text)
 {
@@ -536,8 +496,8 @@ void TestHotKeyWindows::selectContentFilters()
     QCOMPARE(headers, (QStringList{"编号", "知识标题", "所属大类", "所属小类", "常用"}));
     QCOMPARE(count->text(), "数量：13");
     QCOMPARE(title->placeholderText(), "请输入标题");
-    QCOMPARE(items(types), (QStringList{"请选择大类", "家电", "手机"}));
-    QCOMPARE(items(goods), QStringList{"请选择小类"});
+    QCOMPARE(comboItems(types), (QStringList{"请选择大类", "家电", "手机"}));
+    QCOMPARE(comboItems(goods), QStringList{"请选择小类"});
     const int row = titles(model).indexOf("退货流程");
     QCOMPARE(model->index(row, KnowledgePickModel::Id).data().toLongLong(), lib.entries.at(11));
     QCOMPARE(model->index(row, KnowledgePickModel::BigCategory).data().toString(), "手机");
@@ -547,12 +507,12 @@ void TestHotKeyWindows::selectContentFilters()
              int(Qt::Checked));
 
     choose(types, "手机");
-    QCOMPARE(items(goods), (QStringList{"请选择小类", "华为", "小米"}));
+    QCOMPARE(comboItems(goods), (QStringList{"请选择小类", "华为", "小米"}));
     QCOMPARE(count->text(), "数量：12");
     choose(goods, "小米");
     QCOMPARE(titles(model), QStringList{"退货流程"});
     choose(types, "家电");
-    QCOMPARE(items(goods), (QStringList{"请选择小类", "冰箱"}));
+    QCOMPARE(comboItems(goods), (QStringList{"请选择小类", "冰箱"}));
     QCOMPARE(titles(model), QStringList{"冰箱保修"});
 
     // The title narrows within the categories chosen.

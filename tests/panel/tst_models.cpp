@@ -9,6 +9,12 @@
 
 namespace {
 
+// A node's key in the tree: its kind's letter and its row's id.
+QString key(char kind, qint64 id)
+{
+    return QChar(kind) + QString::number(id);
+}
+
 QStringList childKeys(const KnowledgeTreeModel& m, const QModelIndex& parent)
 {
     QStringList out;
@@ -51,9 +57,8 @@ class TestModels : public QObject {
 private slots:
     void sequenceSyncReachesTheWantedOrder_data();
     void sequenceSyncReachesTheWantedOrder();
-    void treeReadsChildrenOnlyWhenExpanded();
+    void treeReadsChildrenOnlyWhenExpandedWithWhatSendingNeeds();
     void treeFollowsTheStore();
-    void treeEntriesCarryWhatSendingNeeds();
     void listShowsPagesAndFollowsTheStore();
     void listReadsALargeTableInChunks();
 };
@@ -90,11 +95,12 @@ void TestModels::sequenceSyncReachesTheWantedOrder()
     QCOMPARE(didReorder, reordered);
 }
 
-void TestModels::treeReadsChildrenOnlyWhenExpanded()
+void TestModels::treeReadsChildrenOnlyWhenExpandedWithWhatSendingNeeds()
 {
     // No model tester here: it reads every node, which is what this test rules out.
     Library lib;
     QVERIFY(lib.root.ok());
+    QVERIFY(lib.root.store->update(Table::Knowledge, lib.k1, {{"description", "七天无理由"}}).ok());
     KnowledgeTreeModel model(*lib.root.store);
     model.reload();
     QCOMPARE(childKeys(model, {}), (QStringList{"I1", "I2", "I3", "I4"}));
@@ -103,26 +109,41 @@ void TestModels::treeReadsChildrenOnlyWhenExpanded()
     QCOMPARE(model.rowCount(products), 0); // nothing read yet
     QVERIFY(model.canFetchMore(products));
     model.fetchMore(products);
-    QCOMPARE(childKeys(model, products), QStringList{QStringLiteral("T%1").arg(lib.big)});
-    const QModelIndex big = model.indexForKey(QStringLiteral("T%1").arg(lib.big));
-    QVERIFY(!model.indexForKey(QStringLiteral("K%1").arg(lib.k1)).isValid());
+    QCOMPARE(childKeys(model, products), QStringList{key('T', lib.big)});
+    const QModelIndex big = model.indexForKey(key('T', lib.big));
+    QVERIFY(!model.indexForKey(key('K', lib.k1)).isValid());
     model.fetchMore(big);
-    model.fetchMore(model.indexForKey(QStringLiteral("G%1").arg(lib.small1)));
-    QCOMPARE(childKeys(model, model.indexForKey(QStringLiteral("G%1").arg(lib.small1))),
-             (QStringList{QStringLiteral("K%1").arg(lib.k1), QStringLiteral("K%1").arg(lib.k2)}));
-    QVERIFY(!model.indexForKey(QStringLiteral("K%1").arg(lib.k3)).isValid());
+    model.fetchMore(model.indexForKey(key('G', lib.small1)));
+    QCOMPARE(childKeys(model, model.indexForKey(key('G', lib.small1))),
+             (QStringList{key('K', lib.k1), key('K', lib.k2)}));
+    QVERIFY(!model.indexForKey(key('K', lib.k3)).isValid());
 
     const QModelIndex common = model.indexForKey("I1");
     model.fetchMore(common);
-    QCOMPARE(childKeys(model, common), QStringList{QStringLiteral("C%1").arg(lib.k1)});
+    QCOMPARE(childKeys(model, common), QStringList{key('C', lib.k1)});
     const QModelIndex affairs = model.indexForKey("I3");
     model.fetchMore(affairs);
-    QCOMPARE(childKeys(model, affairs), QStringList{QStringLiteral("T%1").arg(lib.affair)});
-    QVERIFY(!model.hasChildren(model.indexForKey(QStringLiteral("T%1").arg(lib.affair))));
+    QCOMPARE(childKeys(model, affairs), QStringList{key('T', lib.affair)});
+    QVERIFY(!model.hasChildren(model.indexForKey(key('T', lib.affair))));
+
+    // Entries carry what sending them needs; categories and sections are no entries.
+    const EntryRef entry = model.entry(model.indexForKey(key('C', lib.k1)));
+    QCOMPARE(entry.kind, SearchKind::Knowledge);
+    QCOMPARE(entry.id, lib.k1);
+    QCOMPARE(entry.description, "七天无理由");
+    QVERIFY(model.node(model.indexForKey(key('K', lib.k2)))->hasPicture);
+    QVERIFY(!model.node(model.indexForKey(key('K', lib.k1)))->hasPicture);
+    const EntryRef affair = model.entry(model.indexForKey(key('T', lib.affair)));
+    QCOMPARE(affair.kind, SearchKind::Affair);
+    QCOMPARE(affair.flag, 1);
+    QCOMPARE(affair.url, "https://a");
+    QCOMPARE(model.entry(big).id, 0);
+    QCOMPARE(model.entry(products).id, 0);
+
     // An empty small category shows no expander once read.
     const qint64 empty = lib.root.add(Table::Goods, {{"name", "空"}, {"typeid", lib.big}});
-    QTRY_VERIFY(model.indexForKey(QStringLiteral("G%1").arg(empty)).isValid());
-    const QModelIndex emptyIndex = model.indexForKey(QStringLiteral("G%1").arg(empty));
+    QTRY_VERIFY(model.indexForKey(key('G', empty)).isValid());
+    const QModelIndex emptyIndex = model.indexForKey(key('G', empty));
     model.fetchMore(emptyIndex);
     QVERIFY(!model.hasChildren(emptyIndex));
 }
@@ -135,68 +156,38 @@ void TestModels::treeFollowsTheStore()
     model.reload();
     // The tester reads the whole (small) tree once and checks every change from then on.
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    const QString g1 = QStringLiteral("G%1").arg(lib.small1),
-                  g2 = QStringLiteral("G%1").arg(lib.small2);
+    const QString g1 = key('G', lib.small1), g2 = key('G', lib.small2);
 
     // A new common entry appears under its category and, as its twin, under the common list.
     const qint64 k4 = lib.root.add(Table::Knowledge,
                                    {{"name", "换货"}, {"goodsid", lib.small2}, {"commonflag", 1}});
-    QTRY_VERIFY(model.indexForKey(QStringLiteral("K%1").arg(k4)).isValid());
-    QTRY_VERIFY(model.indexForKey(QStringLiteral("C%1").arg(k4)).isValid());
+    QTRY_VERIFY(model.indexForKey(key('K', k4)).isValid());
+    QTRY_VERIFY(model.indexForKey(key('C', k4)).isValid());
 
     // Renamed, moved to another category, taken off the common list.
     QVERIFY(lib.root.store
                 ->update(Table::Knowledge, k4, {{"name", "换货流程"}, {"goodsid", lib.small1}})
                 .ok());
-    QTRY_COMPARE(model.indexForKey(QStringLiteral("K%1").arg(k4))
-                     .parent()
-                     .data(KnowledgeTreeModel::KeyRole)
-                     .toString(),
-                 g1);
-    QCOMPARE(model.indexForKey(QStringLiteral("K%1").arg(k4)).data().toString(),
-             QStringLiteral("换货流程"));
+    QTRY_COMPARE(
+        model.indexForKey(key('K', k4)).parent().data(KnowledgeTreeModel::KeyRole).toString(), g1);
+    QCOMPARE(model.indexForKey(key('K', k4)).data().toString(), "换货流程");
     QVERIFY(lib.root.store->setCommon(k4, false).ok());
-    QTRY_VERIFY(!model.indexForKey(QStringLiteral("C%1").arg(k4)).isValid());
+    QTRY_VERIFY(!model.indexForKey(key('C', k4)).isValid());
 
     // The custom order moves a node without losing it.
     QVERIFY(lib.root.settings->setValue(Setting::Sort, "4").ok());
     QVERIFY(lib.root.store->update(Table::Knowledge, lib.k1, {{"littleserialnum", 9}}).ok());
-    QTRY_COMPARE(childKeys(model, model.indexForKey(g1)).last(), QStringLiteral("K%1").arg(lib.k1));
+    QTRY_COMPARE(childKeys(model, model.indexForKey(g1)).last(), key('K', lib.k1));
 
     // A deleted small category takes its entries' nodes, and their common twins, with it.
     QVERIFY(lib.root.store->deleteSmallCategory(lib.small1).ok());
     QTRY_VERIFY(!model.indexForKey(g1).isValid());
-    QVERIFY(!model.indexForKey(QStringLiteral("K%1").arg(lib.k1)).isValid());
-    QVERIFY(!model.indexForKey(QStringLiteral("C%1").arg(lib.k1)).isValid());
+    QVERIFY(!model.indexForKey(key('K', lib.k1)).isValid());
+    QVERIFY(!model.indexForKey(key('C', lib.k1)).isValid());
     QVERIFY(model.indexForKey(g2).isValid());
 
     QVERIFY(lib.root.store->deleteBigCategory(lib.big).ok());
     QTRY_COMPARE(model.rowCount(model.indexForKey("I2")), 0);
-}
-
-void TestModels::treeEntriesCarryWhatSendingNeeds()
-{
-    Library lib;
-    QVERIFY(lib.root.ok());
-    QVERIFY(lib.root.store->update(Table::Knowledge, lib.k1, {{"description", "七天无理由"}}).ok());
-    KnowledgeTreeModel model(*lib.root.store);
-    model.reload();
-    for (const QString& key :
-         {QStringLiteral("I1"), QStringLiteral("I2"), QStringLiteral("I3"),
-          QStringLiteral("T%1").arg(lib.big), QStringLiteral("G%1").arg(lib.small1)})
-        model.fetchMore(model.indexForKey(key));
-    const EntryRef common = model.entry(model.indexForKey(QStringLiteral("C%1").arg(lib.k1)));
-    QCOMPARE(common.kind, SearchKind::Knowledge);
-    QCOMPARE(common.id, lib.k1);
-    QCOMPARE(common.description, QStringLiteral("七天无理由"));
-    QVERIFY(model.node(model.indexForKey(QStringLiteral("K%1").arg(lib.k2)))->hasPicture);
-    QVERIFY(!model.node(model.indexForKey(QStringLiteral("K%1").arg(lib.k1)))->hasPicture);
-    const EntryRef affair = model.entry(model.indexForKey(QStringLiteral("T%1").arg(lib.affair)));
-    QCOMPARE(affair.kind, SearchKind::Affair);
-    QCOMPARE(affair.flag, 1);
-    QCOMPARE(affair.url, QStringLiteral("https://a"));
-    QCOMPARE(model.entry(model.indexForKey(QStringLiteral("T%1").arg(lib.big))).id, 0);
-    QCOMPARE(model.entry(model.indexForKey("I2")).id, 0);
 }
 
 void TestModels::listShowsPagesAndFollowsTheStore()
@@ -212,7 +203,7 @@ void TestModels::listShowsPagesAndFollowsTheStore()
                               [&]() -> Result<void> {
                                   for (int i = 0; i < 450; ++i)
                                       ids << root.add(Table::Simple,
-                                                      {{"name", QStringLiteral("短语%1").arg(i)},
+                                                      {{"name", QString("短语%1").arg(i)},
                                                        {"typeid", i % 3 ? type : other}});
                                   return {};
                               })
@@ -222,7 +213,7 @@ void TestModels::listShowsPagesAndFollowsTheStore()
     QCOMPARE(model.rowCount(), 0);
     model.showAll();
     QCOMPARE(listIds(model), ids);
-    QCOMPARE(model.index(449, 2).data().toString(), QStringLiteral("短语449"));
+    QCOMPARE(model.index(449, 2).data().toString(), "短语449");
 
     model.showAll(other);
     QCOMPARE(model.rowCount(), 150);
@@ -236,7 +227,7 @@ void TestModels::listShowsPagesAndFollowsTheStore()
     QVERIFY(root.store->remove(Table::Simple, ids[440]).ok());
     QTRY_VERIFY(!listIds(model).contains(ids[440]));
     QVERIFY(root.store->update(Table::Simple, ids[44], {{"name", "短语44改"}}).ok());
-    QTRY_COMPARE(model.index(0, 2).data().toString(), QStringLiteral("短语44改"));
+    QTRY_COMPARE(model.index(0, 2).data().toString(), "短语44改");
     // Most used first reorders rows in place.
     QVERIFY(root.settings->setValue(Setting::Sort, "3").ok());
     QVERIFY(root.store->addUse(Table::Simple, ids[449]).ok());
@@ -249,15 +240,15 @@ void TestModels::listReadsALargeTableInChunks()
     QVERIFY(root.ok());
     SearchService search(*root.store, *root.settings);
     const int total = 2 * EntryListModel::IdChunk + 300;
-    QVERIFY(root.store
-                ->transaction(
-                    StoreId::Personal,
-                    [&]() -> Result<void> {
-                        for (int i = 0; i < total; ++i)
-                            root.add(Table::Personal, {{"name", QStringLiteral("笔记%1").arg(i)}});
-                        return {};
-                    })
-                .ok());
+    QVERIFY(
+        root.store
+            ->transaction(StoreId::Personal,
+                          [&]() -> Result<void> {
+                              for (int i = 0; i < total; ++i)
+                                  root.add(Table::Personal, {{"name", QString("笔记%1").arg(i)}});
+                              return {};
+                          })
+            .ok());
     // No model tester: it would fetch every chunk, which is what this test looks at.
     EntryListModel model(EntryListModel::ListKind::Personal, *root.store, search, *root.settings);
     model.showAll();
@@ -275,7 +266,7 @@ void TestModels::listReadsALargeTableInChunks()
     QCOMPARE(model.rowCount(), total - 1);
     const QList<qint64> shown = listIds(model);
     QCOMPARE(QSet<qint64>(shown.begin(), shown.end()).size(), total - 1);
-    QCOMPARE(model.index(total - 2, 2).data().toString(), QStringLiteral("笔记%1").arg(total - 1));
+    QCOMPARE(model.index(total - 2, 2).data().toString(), QString("笔记%1").arg(total - 1));
 }
 
 QTEST_MAIN(TestModels)

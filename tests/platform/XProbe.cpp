@@ -27,12 +27,8 @@ QList<int> XProbe::pressedKeys()
 
 unsigned XProbe::modifierState()
 {
-    Window root = 0;
-    Window child = 0;
-    int rootX = 0;
-    int rootY = 0;
-    int x = 0;
-    int y = 0;
+    Window root = 0, child = 0;
+    int rootX = 0, rootY = 0, x = 0, y = 0;
     unsigned mask = 0;
     XQueryPointer(m_display, DefaultRootWindow(m_display), &root, &child, &rootX, &rootY, &x, &y,
                   &mask);
@@ -75,14 +71,13 @@ quint64 XProbe::createLegacyWindow(const QByteArray& latin1Title, const QByteArr
     hint.res_name = instance.data();
     hint.res_class = klass.data();
     XSetClassHint(m_display, window, &hint);
-    XSizeHints* size = XAllocSizeHints();
-    size->flags = USPosition | USSize;
-    size->x = geometry.x();
-    size->y = geometry.y();
-    size->width = geometry.width();
-    size->height = geometry.height();
-    XSetWMNormalHints(m_display, window, size);
-    XFree(size);
+    XSizeHints size{};
+    size.flags = USPosition | USSize;
+    size.x = geometry.x();
+    size.y = geometry.y();
+    size.width = geometry.width();
+    size.height = geometry.height();
+    XSetWMNormalHints(m_display, window, &size);
     XMapWindow(m_display, window);
     XSync(m_display, False);
     return window;
@@ -113,8 +108,7 @@ bool XProbe::swapKeys(const char* first, const char* second)
     const KeyCode b = XKeysymToKeycode(m_display, XStringToKeysym(second));
     if (a == 0 || b == 0)
         return false;
-    int perA = 0;
-    int perB = 0;
+    int perA = 0, perB = 0;
     KeySym* symsA = XGetKeyboardMapping(m_display, a, 1, &perA);
     KeySym* symsB = XGetKeyboardMapping(m_display, b, 1, &perB);
     XChangeKeyboardMapping(m_display, a, perB, symsB, 1);

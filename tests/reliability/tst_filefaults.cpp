@@ -2,12 +2,10 @@
 #include "data/IniFile.h"
 #include "data/Settings.h"
 #include "send/ContentCache.h"
+#include "support/Files.h"
 #include "support/TestRoot.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QDirIterator>
-#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTest>
@@ -17,29 +15,6 @@
 // and stored names that Windows or the file system would not take.
 
 namespace {
-
-QByteArray readAll(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-bool writeAll(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
-// Every file under `folder`, hidden ones included, relative to it.
-QStringList filesUnder(const QString& folder)
-{
-    QStringList out;
-    QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        out << QDir(folder).relativeFilePath(it.next());
-    out.sort();
-    return out;
-}
 
 struct Outcome {
     int exitCode = -1;
@@ -51,7 +26,7 @@ Outcome writeOnFullDisk(qint64 limit, const QStringList& args)
 {
     QProcess child;
     child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    child.start(QCoreApplication::applicationDirPath() + QStringLiteral("/filefaults_writer"),
+    child.start(QCoreApplication::applicationDirPath() + "/filefaults_writer",
                 QStringList{QString::number(limit)} + args);
     if (!child.waitForFinished(60000) || child.exitStatus() != QProcess::NormalExit)
         return {};
@@ -68,7 +43,7 @@ QString cachedFile(const ContentCache& cache, qint64 id, const QString& name, co
 {
     const Result<std::optional<QString>> placed = cache.file(id, name, ext, bytesOf(bytes));
     if (!placed || !placed.value()) {
-        QTest::qFail(qPrintable(QStringLiteral("no copy of %1: %2").arg(id).arg(placed.message())),
+        QTest::qFail(qPrintable(QString("no copy of %1: %2").arg(id).arg(placed.message())),
                      __FILE__, __LINE__);
         return {};
     }
@@ -98,33 +73,31 @@ void TestFileFaults::fullDiskLeavesConfigIniAsItWas()
 #endif
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
-    const QString path = dir.filePath(QStringLiteral("config.ini"));
+    const QString path = dir.filePath("config.ini");
     QVERIFY(Settings::ensureFile(path).ok());
     Settings settings(path);
     QVERIFY(settings.load().ok());
-    QVERIFY(settings.setValue(Setting::DatabasePath, QStringLiteral("/srv/客服/库")).ok());
-    QVERIFY(settings.setHotKey(3, HotKeyField::SendContent, QStringLiteral("您好")).ok());
-    const QByteArray before = readAll(path);
+    QVERIFY(settings.setValue(Setting::DatabasePath, "/srv/客服/库").ok());
+    QVERIFY(settings.setHotKey(3, HotKeyField::SendContent, "您好").ok());
+    const QByteArray before = readBytes(path);
     QVERIFY(before.size() > 64);
 
     // The save at exit, with room for 27 bytes.
-    const Outcome save = writeOnFullDisk(27, {QStringLiteral("ini"), path});
+    const Outcome save = writeOnFullDisk(27, {"ini", path});
     QCOMPARE(save.exitCode, 1);
-    QVERIFY2(save.message.startsWith(QStringLiteral("无法写入配置文件 ") +
-                                     QDir::toNativeSeparators(path) + QStringLiteral("：")),
+    QVERIFY2(save.message.startsWith("无法写入配置文件 " + QDir::toNativeSeparators(path) + "："),
              qPrintable(save.message));
-    QVERIFY2(save.message.endsWith(QStringLiteral("文件超出系统允许的大小")),
-             qPrintable(save.message));
-    QCOMPARE(readAll(path), before);
-    QCOMPARE(filesUnder(dir.path()), QStringList{QStringLiteral("config.ini")});
+    QVERIFY2(save.message.endsWith("文件超出系统允许的大小"), qPrintable(save.message));
+    QCOMPARE(readBytes(path), before);
+    QCOMPARE(filesUnder(dir.path()), QStringList{"config.ini"});
 
     // The first start writes the default file: none rather than a short one.
-    const QString fresh = dir.filePath(QStringLiteral("new/config.ini"));
-    const Outcome ensure = writeOnFullDisk(64, {QStringLiteral("ensure"), fresh});
+    const QString fresh = dir.filePath("new/config.ini");
+    const Outcome ensure = writeOnFullDisk(64, {"ensure", fresh});
     QCOMPARE(ensure.exitCode, 1);
-    QVERIFY2(ensure.message.startsWith(QStringLiteral("配置文件不存在！\n无法写入配置文件 ")),
+    QVERIFY2(ensure.message.startsWith("配置文件不存在！\n无法写入配置文件 "),
              qPrintable(ensure.message));
-    QCOMPARE(filesUnder(dir.filePath(QStringLiteral("new"))), QStringList());
+    QCOMPARE(filesUnder(dir.filePath("new")), QStringList());
 }
 
 void TestFileFaults::fullDiskWritesNoShortCopy()
@@ -138,29 +111,25 @@ void TestFileFaults::fullDiskWritesNoShortCopy()
 
     // A copy for sending: the failure is told, nothing is left to be reused.
     const Outcome copy = writeOnFullDisk(
-        1000, {QStringLiteral("cache"), root.path(), QStringLiteral("7"), QStringLiteral("报价单"),
-               QStringLiteral("pdf"), QString::number(bytes.size())});
+        1000, {"cache", root.path(), "7", "报价单", "pdf", QString::number(bytes.size())});
     QCOMPARE(copy.exitCode, 1);
-    QVERIFY2(copy.message.contains(QStringLiteral("报价单.pdf：")), qPrintable(copy.message));
+    QVERIFY2(copy.message.contains("报价单.pdf："), qPrintable(copy.message));
     QCOMPARE(filesUnder(root.path()), QStringList());
     // Once there is room again the copy is written whole.
-    const QString sent = cachedFile(ContentCache(root.path()), 7, QStringLiteral("报价单"),
-                                    QStringLiteral("pdf"), bytes);
-    QCOMPARE(readAll(sent), bytes);
+    const QString sent = cachedFile(ContentCache(root.path()), 7, "报价单", "pdf", bytes);
+    QCOMPARE(readBytes(sent), bytes);
 
     // An exported copy keeps what it held.
-    const QString exported = root.filePath(QStringLiteral("file/报价单.pdf"));
+    const QString exported = root.filePath("file/报价单.pdf");
     QVERIFY(QDir().mkpath(QFileInfo(exported).absolutePath()));
-    QVERIFY(writeAll(exported, "old"));
-    const Outcome write = writeOnFullDisk(
-        1000, {QStringLiteral("export"), root.path(), exported, QString::number(bytes.size())});
+    QVERIFY(writeBytes(exported, "old"));
+    const Outcome write =
+        writeOnFullDisk(1000, {"export", root.path(), exported, QString::number(bytes.size())});
     QCOMPARE(write.exitCode, 1);
-    QVERIFY2(write.message.startsWith(QStringLiteral("无法写入文件 ") +
-                                      QDir::toNativeSeparators(exported)),
+    QVERIFY2(write.message.startsWith("无法写入文件 " + QDir::toNativeSeparators(exported)),
              qPrintable(write.message));
-    QCOMPARE(readAll(exported), QByteArray("old"));
-    QCOMPARE(filesUnder(root.filePath(QStringLiteral("file"))),
-             QStringList{QStringLiteral("报价单.pdf")});
+    QCOMPARE(readBytes(exported), QByteArray("old"));
+    QCOMPARE(filesUnder(root.filePath("file")), QStringList{"报价单.pdf"});
 }
 
 void TestFileFaults::replacedFilesKeepTheirLinkAndPermissions()
@@ -170,19 +139,19 @@ void TestFileFaults::replacedFilesKeepTheirLinkAndPermissions()
 #endif
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
-    const QString real = dir.filePath(QStringLiteral("shared/config.ini"));
-    const QString link = dir.filePath(QStringLiteral("config.ini"));
+    const QString real = dir.filePath("shared/config.ini");
+    const QString link = dir.filePath("config.ini");
     QVERIFY(QDir().mkpath(QFileInfo(real).absolutePath()));
-    QVERIFY(writeAll(real, "[Set]\nStartTop=1\n"));
+    QVERIFY(writeBytes(real, "[Set]\nStartTop=1\n"));
     const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
     QVERIFY(QFile::setPermissions(real, mode));
     QVERIFY(QFile::link(real, link));
 
     IniFile ini(link);
     QVERIFY(ini.load().ok());
-    QVERIFY(ini.writeIni(QStringLiteral("Set"), QStringLiteral("StartTop"), QStringLiteral("0")));
+    QVERIFY(ini.writeIni("Set", "StartTop", "0"));
     QVERIFY(QFileInfo(link).isSymLink());
-    QCOMPARE(readAll(real), QByteArray("[Set]\nStartTop=0\n"));
+    QCOMPARE(readBytes(real), QByteArray("[Set]\nStartTop=0\n"));
     QCOMPARE(QFile::permissions(real) & ~(QFileDevice::ReadUser | QFileDevice::WriteUser), mode);
 }
 
@@ -195,16 +164,19 @@ void TestFileFaults::mixedBytesKeepEveryReadableValue_data()
     const QByteArray gbkServiceFolder = "D:\\\xBF\xCD\xB7\xFE"; // "D:\客服" in GBK
     QTest::newRow("UTF-8 file, one stray byte on another line")
         << QByteArray("[Set]\nDatabasePath=D:\\客服\nStartTop=1\n[HotKey]\nK1=客户\xFF\n")
-        << QStringLiteral("D:\\客服") << QStringLiteral("客户\uFFFD");
+        << "D:\\客服"
+        << "客户\uFFFD";
     QTest::newRow("UTF-8 file, one line in GBK")
         << QByteArray("[Set]\r\nDatabasePath=" + gbkServiceFolder +
                       "\r\nStartTop=1\r\n[HotKey]\r\nK1=客户\r\n")
-        << QStringLiteral("D:\\客服") << QStringLiteral("客户");
+        << "D:\\客服"
+        << "客户";
     // "谢谢" in GBK happens to be well-formed UTF-8 ("лл").
     QTest::newRow("GBK file, a line that passes for UTF-8")
         << QByteArray("[Set]\nDatabasePath=" + gbkServiceFolder +
                       "\n[HotKey]\nK1=\xD0\xBB\xD0\xBB\n")
-        << QStringLiteral("D:\\客服") << QStringLiteral("谢谢");
+        << "D:\\客服"
+        << "谢谢";
 }
 
 void TestFileFaults::mixedBytesKeepEveryReadableValue()
@@ -214,8 +186,8 @@ void TestFileFaults::mixedBytesKeepEveryReadableValue()
     QFETCH(QString, hotKeyText);
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
-    const QString path = dir.filePath(QStringLiteral("config.ini"));
-    QVERIFY(writeAll(path, file));
+    const QString path = dir.filePath("config.ini");
+    QVERIFY(writeBytes(path, file));
 
     Settings settings(path);
     QVERIFY(settings.load().ok());
@@ -225,7 +197,7 @@ void TestFileFaults::mixedBytesKeepEveryReadableValue()
     // The save at exit writes UTF-8 that reads back the same, again and again.
     for (int round = 0; round < 2; ++round) {
         QVERIFY(settings.setValue(Setting::StartTop, QString::number(round)).ok());
-        const QByteArray saved = readAll(path);
+        const QByteArray saved = readBytes(path);
         QCOMPARE(QString::fromUtf8(saved).toUtf8(), saved);
         Settings reread(path);
         QVERIFY(reread.load().ok());
@@ -246,22 +218,22 @@ void TestFileFaults::sendCopiesAreTheEntrysCurrentContent()
     const QString second = cachedFile(cache, 2, "report.pdf", "无", "second");
     const QString slash = cachedFile(cache, 3, "a/b", "txt", "slash");
     const QString underscore = cachedFile(cache, 4, "a_b", "txt", "underscore");
-    QCOMPARE(QFileInfo(first).fileName(), QStringLiteral("report.pdf"));
-    QCOMPARE(QFileInfo(second).fileName(), QStringLiteral("report.pdf"));
-    QCOMPARE(QFileInfo(slash).fileName(), QStringLiteral("a_b.txt"));
-    QCOMPARE(readAll(first), QByteArray("first"));
-    QCOMPARE(readAll(second), QByteArray("second"));
-    QCOMPARE(readAll(slash), QByteArray("slash"));
-    QCOMPARE(readAll(underscore), QByteArray("underscore"));
+    QCOMPARE(QFileInfo(first).fileName(), "report.pdf");
+    QCOMPARE(QFileInfo(second).fileName(), "report.pdf");
+    QCOMPARE(QFileInfo(slash).fileName(), "a_b.txt");
+    QCOMPARE(readBytes(first), QByteArray("first"));
+    QCOMPARE(readBytes(second), QByteArray("second"));
+    QCOMPARE(readBytes(slash), QByteArray("slash"));
+    QCOMPARE(readBytes(underscore), QByteArray("underscore"));
     QCOMPARE(cachedFile(cache, 1, "report", "pdf", "first"), first);
 
     // Edited on another seat, to bytes of the same length: the next send has the new bytes, and
     // the old copy goes.
     const QString edited = cachedFile(cache, 1, "report", "pdf", "FIRST");
-    QCOMPARE(readAll(edited), QByteArray("FIRST"));
+    QCOMPARE(readBytes(edited), QByteArray("FIRST"));
     QVERIFY(!QFileInfo::exists(first));
     const QString renamed = cachedFile(cache, 1, "offer", "pdf", "FIRST");
-    QCOMPARE(QFileInfo(renamed).fileName(), QStringLiteral("offer.pdf"));
+    QCOMPARE(QFileInfo(renamed).fileName(), "offer.pdf");
     QVERIFY(!QFileInfo::exists(edited));
 
     // Pictures of the two stores share ids, not copies.
@@ -270,12 +242,12 @@ void TestFileFaults::sendCopiesAreTheEntrysCurrentContent()
     };
     const QString knowledge = picture(false, "knowledge");
     const QString personal = picture(true, "personal");
-    QCOMPARE(readAll(knowledge), QByteArray("knowledge"));
-    QCOMPARE(readAll(personal), QByteArray("personal"));
+    QCOMPARE(readBytes(knowledge), QByteArray("knowledge"));
+    QCOMPARE(readBytes(personal), QByteArray("personal"));
 
     // A copy damaged on disk since it was written is not handed on.
-    QVERIFY(writeAll(slash, ""));
-    QCOMPARE(readAll(cachedFile(cache, 3, "a/b", "txt", "slash")), QByteArray("slash"));
+    QVERIFY(writeBytes(slash, ""));
+    QCOMPARE(readBytes(cachedFile(cache, 3, "a/b", "txt", "slash")), QByteArray("slash"));
 }
 
 void TestFileFaults::namesAreSafeOnEverySystem_data()
@@ -315,8 +287,8 @@ void TestFileFaults::oddNamesDoNotStopExportAll()
     TestRoot root;
     QVERIFY(root.ok());
     const ContentFiles files(root.dir.path());
-    const QString longName = QString(120, QChar(0x6587)) + QStringLiteral("说明"); // 文...说明
-    const QStringList names = {longName, QStringLiteral("CON"), QStringLiteral("正常")};
+    const QString longName = QString(120, QChar(0x6587)) + "说明"; // 文...说明
+    const QStringList names = {longName, "CON", "正常"};
     for (const QString& name : names)
         root.add(Table::File, {{"name", name}, {"file", name.toUtf8()}, {"extname", "docx"}});
 
@@ -324,7 +296,7 @@ void TestFileFaults::oddNamesDoNotStopExportAll()
     QVERIFY2(exported.ok(), qPrintable(exported.message()));
     QCOMPARE(exported.value(), 3);
     for (const QString& name : names)
-        QCOMPARE(readAll(files.filePath(name, "docx")), name.toUtf8());
+        QCOMPARE(readBytes(files.filePath(name, "docx")), name.toUtf8());
     QCOMPARE(filesUnder(root.dir.filePath("file")).size(), 3);
 }
 

@@ -1,13 +1,12 @@
 #include "data/Settings.h"
 #include "data/Store.h"
+#include "support/Files.h"
 
 #include <QCoreApplication>
-#include <QCryptographicHash>
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTemporaryDir>
@@ -37,7 +36,7 @@ QProcess* launch(const QString& root, const QStringList& args, const Env& env = 
     for (const auto& [name, value] : env)
         e.insert(name, value);
 #ifdef QUILLMATE_CRASH_SHIM
-    e.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(QUILLMATE_CRASH_SHIM));
+    e.insert("LD_PRELOAD", QStringLiteral(QUILLMATE_CRASH_SHIM));
 #endif
     p->setProcessEnvironment(e);
     p->setChildProcessModifier([limit, unprivileged] {
@@ -49,22 +48,21 @@ QProcess* launch(const QString& root, const QStringList& args, const Env& env = 
         if (unprivileged && ::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
             ::_exit(3);
     });
-    p->start(QCoreApplication::applicationDirPath() + QStringLiteral("/store_child"),
-             QStringList{root} + args);
+    p->start(QCoreApplication::applicationDirPath() + "/store_child", QStringList{root} + args);
     return p;
 }
 
-Outcome finish(QProcess* p)
+Outcome finish(QProcess* p, int timeoutMs = 20000)
 {
     Outcome o;
-    if (p->waitForFinished(20000)) {
+    if (p->waitForFinished(timeoutMs)) {
         o.killed = p->exitStatus() == QProcess::CrashExit;
         o.code = p->exitCode();
         o.err = QString::fromUtf8(p->readAllStandardError());
     } else {
         p->kill();
         p->waitForFinished();
-        o.err = QStringLiteral("hung");
+        o.err = "hung";
     }
     delete p;
     return o;
@@ -76,23 +74,22 @@ Outcome seat(const QString& root, const QStringList& args, const Env& env = {},
     return finish(launch(root, args, env, limit, unprivileged));
 }
 
-QString makeRoot(const QTemporaryDir& dir, const QString& name = QStringLiteral("root"))
+QString makeRoot(const QTemporaryDir& dir, const QString& name = "root")
 {
     const QString root = dir.filePath(name);
     QDir().mkpath(root);
-    if (!Settings::ensureFile(root + QStringLiteral("/config.ini")).ok())
+    if (!Settings::ensureFile(root + "/config.ini").ok())
         return {};
     return root;
 }
 
 // The stores of a data root, opened in this process as a start opens them.
 struct Seat {
-    explicit Seat(const QString& root)
-        : settings(root + QStringLiteral("/config.ini")), store(root, settings)
+    explicit Seat(const QString& root) : settings(root + "/config.ini"), store(root, settings)
     {
         loaded = settings.load().ok();
     }
-    Result<void> open() { return loaded ? store.open() : Error{QStringLiteral("config.ini")}; }
+    Result<void> open() { return loaded ? store.open() : Error{"config.ini"}; }
     int count(Table table) { return store.count(table).value(); }
     QString scalar(StoreId id, const QString& sql)
     {
@@ -109,9 +106,9 @@ Result<void> addKnowledge(Store& store, int rows, int pictureBytes)
 {
     return store.transaction(StoreId::Assistant, [&]() -> Result<void> {
         for (int i = 0; i < rows; ++i) {
-            const Result<qint64> id = store.insert(
-                Table::Knowledge, {{QStringLiteral("name"), QString::number(i)},
-                                   {QStringLiteral("pic"), QByteArray(pictureBytes, 'k')}});
+            const Result<qint64> id =
+                store.insert(Table::Knowledge, {{"name", QString::number(i)},
+                                                {"pic", QByteArray(pictureBytes, 'k')}});
             if (!id)
                 return id.error();
         }
@@ -119,22 +116,13 @@ Result<void> addKnowledge(Store& store, int rows, int pictureBytes)
     });
 }
 
-QByteArray digest(const QString& path)
-{
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly))
-        return {};
-    return QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha256);
-}
-
 // Opens the root and checks that it holds a whole assistant store with `knowledge` entries.
 #define VERIFY_WHOLE(root, knowledge, context)                                                     \
     do {                                                                                           \
         Seat check(root);                                                                          \
         const Result<void> opened = check.open();                                                  \
-        QVERIFY2(opened.ok(), qPrintable(context + QStringLiteral(": ") + opened.message()));      \
-        QCOMPARE(check.scalar(StoreId::Assistant, QStringLiteral("PRAGMA integrity_check")),       \
-                 QStringLiteral("ok"));                                                            \
+        QVERIFY2(opened.ok(), qPrintable(QString(context) + ": " + opened.message()));             \
+        QCOMPARE(check.scalar(StoreId::Assistant, "PRAGMA integrity_check"), "ok");                \
         QCOMPARE(check.count(Table::Item), 4);                                                     \
         QCOMPARE(check.count(Table::Users), 1);                                                    \
         QCOMPARE(check.count(Table::Knowledge), knowledge);                                        \
@@ -151,6 +139,7 @@ private slots:
     void killedWhileCreatingBlocksNoLaterStart();
     void fullDiskLeavesNoHalfStore();
     void seatsStartingTogetherAllOpen();
+    void seatsWritingTogetherLoseNothing();
     void oddFilesAndLocksAreNamedWithTheirCause();
     void damagedSchemaIsCompletedOrRefused();
     void storeStaysOnTheRollbackJournal();
@@ -170,26 +159,22 @@ void TestStoreFaults::killedMidCommitLosesNothing()
         QVERIFY(first.open().ok());
         QVERIFY(addKnowledge(first.store, Kept, 8192).ok());
     }
-    const QString journal = root + QStringLiteral("/assistant.dll-journal");
+    const QString journal = root + "/assistant.dll-journal";
     // The commit writes page 1 (with the new page count) first and then ~200 pages, most of them
     // past the end of the file: killed in between, the file is shorter than its header says
     // until SQLite rolls the journal back.
     int hotJournals = 0;
     for (int at : {1, 2, 3, 5, 20, 60, 120, 180}) {
         const Outcome o =
-            seat(root, {QStringLiteral("fill"), QStringLiteral("100"), QStringLiteral("8192")},
-                 {{QStringLiteral("QM_CRASH_FILE"), QStringLiteral("assistant.dll")},
-                  {QStringLiteral("QM_CRASH_AT"), QString::number(at)}});
-        QVERIFY2(o.killed,
-                 qPrintable(QStringLiteral("write %1 never came: %2").arg(at).arg(o.err)));
+            seat(root, {"fill", "100", "8192"},
+                 {{"QM_CRASH_FILE", "assistant.dll"}, {"QM_CRASH_AT", QString::number(at)}});
+        QVERIFY2(o.killed, qPrintable(QString("write %1 never came: %2").arg(at).arg(o.err)));
         hotJournals += QFileInfo(journal).size() > 0;
-        VERIFY_WHOLE(root, Kept, QStringLiteral("killed at write %1").arg(at));
+        VERIFY_WHOLE(root, Kept, QString("killed at write %1").arg(at));
     }
     QCOMPARE(hotJournals, 8);
-    QCOMPARE(
-        seat(root, {QStringLiteral("fill"), QStringLiteral("100"), QStringLiteral("8192")}).code,
-        0);
-    VERIFY_WHOLE(root, Kept + 100, QStringLiteral("after a whole commit"));
+    QCOMPARE(seat(root, {"fill", "100", "8192"}).code, 0);
+    VERIFY_WHOLE(root, Kept + 100, "after a whole commit");
 #endif
 }
 
@@ -204,14 +189,14 @@ void TestStoreFaults::killedWhileCreatingBlocksNoLaterStart()
     for (;; ++at) {
         QTemporaryDir dir;
         const QString root = makeRoot(dir);
-        const Outcome o = seat(root, {QStringLiteral("open")},
-                               {{QStringLiteral("QM_CRASH_FILE"), QStringLiteral("assistant.dll*")},
-                                {QStringLiteral("QM_CRASH_AT"), QString::number(at)}});
+        const Outcome o =
+            seat(root, {"open"},
+                 {{"QM_CRASH_FILE", "assistant.dll*"}, {"QM_CRASH_AT", QString::number(at)}});
         if (!o.killed) {
             QCOMPARE(o.code, 0);
             break;
         }
-        VERIFY_WHOLE(root, 0, QStringLiteral("killed at write %1").arg(at));
+        VERIFY_WHOLE(root, 0, QString("killed at write %1").arg(at));
         QVERIFY(at < 200);
     }
     QVERIFY2(at > 10, qPrintable(QString::number(at)));
@@ -225,10 +210,10 @@ void TestStoreFaults::fullDiskLeavesNoHalfStore()
     for (rlim_t limit : {0, 8192, 40960, 61440, 98304, 110592}) {
         QTemporaryDir dir;
         const QString root = makeRoot(dir);
-        const Outcome o = seat(root, {QStringLiteral("open")}, {}, limit);
+        const Outcome o = seat(root, {"open"}, {}, limit);
         QCOMPARE(o.code, 1);
-        QVERIFY2(o.err.contains(QStringLiteral("磁盘已满")), qPrintable(o.err));
-        VERIFY_WHOLE(root, 0, QStringLiteral("after a full disk at %1 bytes").arg(limit));
+        QVERIFY2(o.err.contains("磁盘已满"), qPrintable(o.err));
+        VERIFY_WHOLE(root, 0, QString("after a full disk at %1 bytes").arg(limit));
     }
 
     // Committing: the store keeps what it had.
@@ -239,14 +224,11 @@ void TestStoreFaults::fullDiskLeavesNoHalfStore()
         QVERIFY(first.open().ok());
         QVERIFY(addKnowledge(first.store, 20, 4096).ok());
     }
-    const rlim_t size =
-        static_cast<rlim_t>(QFileInfo(root + QStringLiteral("/assistant.dll")).size());
-    const Outcome o =
-        seat(root, {QStringLiteral("fill"), QStringLiteral("100"), QStringLiteral("4096")}, {},
-             size + 65536);
+    const rlim_t size = static_cast<rlim_t>(QFileInfo(root + "/assistant.dll").size());
+    const Outcome o = seat(root, {"fill", "100", "4096"}, {}, size + 65536);
     QCOMPARE(o.code, 1);
-    QVERIFY2(o.err.contains(QStringLiteral("错误号")), qPrintable(o.err));
-    VERIFY_WHOLE(root, 20, QStringLiteral("after a full disk mid-commit"));
+    QVERIFY2(o.err.contains("错误号"), qPrintable(o.err));
+    VERIFY_WHOLE(root, 20, "after a full disk mid-commit");
 }
 
 void TestStoreFaults::seatsStartingTogetherAllOpen()
@@ -254,11 +236,11 @@ void TestStoreFaults::seatsStartingTogetherAllOpen()
     constexpr int Seats = 4;
     constexpr int Rounds = 4;
     auto together = [&](const QString& root) {
-        const Env at = {{QStringLiteral("QM_START_AT"),
-                         QString::number(QDateTime::currentMSecsSinceEpoch() + 400)}};
+        const Env at = {
+            {"QM_START_AT", QString::number(QDateTime::currentMSecsSinceEpoch() + 400)}};
         QList<QProcess*> seats;
         for (int s = 0; s < Seats; ++s)
-            seats << launch(root, {QStringLiteral("open")}, at);
+            seats << launch(root, {"open"}, at);
         QStringList failures;
         for (QProcess* p : seats) {
             const Outcome o = finish(p);
@@ -271,31 +253,66 @@ void TestStoreFaults::seatsStartingTogetherAllOpen()
         QTemporaryDir dir;
         const QString root = makeRoot(dir);
         QStringList failures = together(root); // a fresh folder
-        QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QLatin1Char('\n'))));
+        QVERIFY2(failures.isEmpty(), qPrintable(failures.join('\n')));
 
         // Stores of an older version: no application id yet, so every seat completes them.
         for (const char* name : {"assistant.dll", "personal.dll"}) {
-            QSqlDatabase db =
-                QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("old"));
-            db.setDatabaseName(root + QLatin1Char('/') + QLatin1String(name));
+            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "old");
+            db.setDatabaseName(root + '/' + name);
             QVERIFY(db.open());
-            QSqlQuery(db).exec(QStringLiteral("PRAGMA application_id = 0"));
-            QSqlQuery(db).exec(QStringLiteral("PRAGMA user_version = 0"));
+            QSqlQuery(db).exec("PRAGMA application_id = 0");
+            QSqlQuery(db).exec("PRAGMA user_version = 0");
             db.close();
             db = QSqlDatabase();
-            QSqlDatabase::removeDatabase(QStringLiteral("old"));
+            QSqlDatabase::removeDatabase("old");
         }
         failures = together(root);
-        QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QLatin1Char('\n'))));
-        VERIFY_WHOLE(root, 0, QStringLiteral("round %1").arg(round));
+        QVERIFY2(failures.isEmpty(), qPrintable(failures.join('\n')));
+        VERIFY_WHOLE(root, 0, QString("round %1").arg(round));
     }
+}
+
+void TestStoreFaults::seatsWritingTogetherLoseNothing()
+{
+    // Each waits for the others' locks, and no row is lost or given an id twice.
+    constexpr int Seats = 6;
+    constexpr int Rows = 60;
+    QTemporaryDir dir;
+    const QString root = makeRoot(dir);
+    QVERIFY(Seat(root).open().ok());
+    QList<QProcess*> seats;
+    for (int s = 0; s < Seats; ++s)
+        seats << launch(root, {"write", QString("seat%1").arg(s), QString::number(Rows)});
+    for (QProcess* p : seats) {
+        const Outcome o = finish(p, 120000);
+        QVERIFY2(!o.killed && o.code == 0, qPrintable(o.err));
+    }
+
+    Seat check(root);
+    QVERIFY(check.open().ok());
+    Query q;
+    q.table = Table::Simple;
+    const Result<QList<Row>> rows = check.store.rows(q);
+    QVERIFY(rows.ok());
+    QSet<qint64> ids;
+    QSet<QString> names;
+    int used = 0;
+    for (const Row& r : rows.value()) {
+        ids.insert(r.value("id").toLongLong());
+        names.insert(r.value("name").toString());
+        used += r.value("usetime").toInt();
+    }
+    QCOMPARE(rows.value().size(), Seats * Rows);
+    QCOMPARE(ids.size(), Seats * Rows);
+    QCOMPARE(names.size(), Seats * Rows);
+    QCOMPARE(used, Seats * Rows / 2);
 }
 
 void TestStoreFaults::oddFilesAndLocksAreNamedWithTheirCause()
 {
     QTemporaryDir dir;
     const QString root = makeRoot(dir);
-    const QString path = root + QStringLiteral("/assistant.dll");
+    const QString path = root + "/assistant.dll";
     const QString shown = QDir::toNativeSeparators(path);
     {
         Seat first(root);
@@ -304,71 +321,64 @@ void TestStoreFaults::oddFilesAndLocksAreNamedWithTheirCause()
 
     // Another seat holds the lock longer than this one waits.
     {
-        QSqlDatabase holder =
-            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("holder"));
+        QSqlDatabase holder = QSqlDatabase::addDatabase("QSQLITE", "holder");
         holder.setDatabaseName(path);
         QVERIFY(holder.open());
-        QVERIFY(QSqlQuery(holder).exec(QStringLiteral("BEGIN EXCLUSIVE")));
+        QVERIFY(QSqlQuery(holder).exec("BEGIN EXCLUSIVE"));
         Seat waiting(root);
         waiting.store.setBusyTimeout(300);
         const Result<void> r = waiting.open();
         QVERIFY(!r.ok());
-        QVERIFY2(r.message().contains(shown) && r.message().contains(QStringLiteral("锁住")),
+        QVERIFY2(r.message().contains(shown) && r.message().contains("锁住"),
                  qPrintable(r.message()));
-        QSqlQuery(holder).exec(QStringLiteral("ROLLBACK"));
+        QSqlQuery(holder).exec("ROLLBACK");
         QVERIFY(waiting.open().ok());
         holder.close();
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("holder"));
+    QSqlDatabase::removeDatabase("holder");
 
     // A file this seat may not read: refused as such, not as a foreign format.
     QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
                                           QFileDevice::ExeOwner | QFileDevice::ReadOther |
                                           QFileDevice::ExeOther);
     QFile::setPermissions(root, QFile::permissions(dir.path()));
-    QFile::setPermissions(root + QStringLiteral("/config.ini"),
-                          QFileDevice::ReadOwner | QFileDevice::ReadOther);
-    QFile::setPermissions(root + QStringLiteral("/personal.dll"), QFileDevice::ReadOwner |
-                                                                      QFileDevice::WriteOwner |
-                                                                      QFileDevice::ReadOther);
-    const QByteArray before = digest(path);
+    QFile::setPermissions(root + "/config.ini", QFileDevice::ReadOwner | QFileDevice::ReadOther);
+    QFile::setPermissions(root + "/personal.dll", QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                      QFileDevice::ReadOther);
+    const QByteArray before = sha256(path);
     QFile::setPermissions(path, QFileDevice::Permissions());
-    Outcome o = seat(root, {QStringLiteral("open")}, {}, RLIM_INFINITY, true);
+    Outcome o = seat(root, {"open"}, {}, RLIM_INFINITY, true);
     QCOMPARE(o.code, 1);
-    QVERIFY2(o.err.contains(shown) && o.err.contains(QStringLiteral("没有读取权限")),
-             qPrintable(o.err));
+    QVERIFY2(o.err.contains(shown) && o.err.contains("没有读取权限"), qPrintable(o.err));
     QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-    QCOMPARE(digest(path), before);
+    QCOMPARE(sha256(path), before);
 
     // A pipe in place of the store: reading it would wait forever for a writer.
     QVERIFY(QFile::remove(path));
     QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-    o = seat(root, {QStringLiteral("open")});
+    o = seat(root, {"open"});
     QCOMPARE(o.code, 1);
-    QVERIFY2(o.err.contains(shown) && o.err.contains(QStringLiteral("不是普通文件")),
-             qPrintable(o.err));
+    QVERIFY2(o.err.contains(shown) && o.err.contains("不是普通文件"), qPrintable(o.err));
 }
 
 void TestStoreFaults::damagedSchemaIsCompletedOrRefused()
 {
     QTemporaryDir dir;
     const QString root = makeRoot(dir);
-    const QString path = root + QStringLiteral("/assistant.dll");
+    const QString path = root + "/assistant.dll";
     {
         Seat first(root);
         QVERIFY(first.open().ok());
-        QVERIFY(
-            first.store.insert(Table::Simple, {{QStringLiteral("name"), QStringLiteral("kept")}})
-                .ok());
+        QVERIFY(first.store.insert(Table::Simple, {{"name", "kept"}}).ok());
         QSqlQuery q(first.store.database(StoreId::Assistant));
-        QVERIFY(q.exec(QStringLiteral("DROP VIEW v_simple")));
-        QVERIFY(q.exec(QStringLiteral("ALTER TABLE simple DROP COLUMN usetime")));
-        QVERIFY(q.exec(QStringLiteral("DROP TABLE goods")));
+        QVERIFY(q.exec("DROP VIEW v_simple"));
+        QVERIFY(q.exec("ALTER TABLE simple DROP COLUMN usetime"));
+        QVERIFY(q.exec("DROP TABLE goods"));
     }
     {
         Seat damaged(root);
         QVERIFY(damaged.open().ok());
-        const QString told = damaged.store.warnings().join(QLatin1Char('\n'));
+        const QString told = damaged.store.warnings().join('\n');
         for (const char* part : {"simple 的列 usetime", "表 goods", "视图 v_simple"})
             QVERIFY2(told.contains(QString::fromUtf8(part)), qPrintable(told));
         QVERIFY2(told.contains(QDir::toNativeSeparators(path)), qPrintable(told));
@@ -377,8 +387,7 @@ void TestStoreFaults::damagedSchemaIsCompletedOrRefused()
         q.withNames = true;
         QCOMPARE(damaged.store.rows(q).value().size(), 1);
         QVERIFY(damaged.store.addUse(Table::Simple, 1).ok());
-        QVERIFY(damaged.store.insert(Table::Goods, {{QStringLiteral("name"), QStringLiteral("g")}})
-                    .ok());
+        QVERIFY(damaged.store.insert(Table::Goods, {{"name", "g"}}).ok());
     }
     {
         Seat again(root);
@@ -391,73 +400,71 @@ void TestStoreFaults::damagedSchemaIsCompletedOrRefused()
         Seat first(root);
         QVERIFY(first.open().ok());
         QSqlQuery q(first.store.database(StoreId::Assistant));
-        QVERIFY(q.exec(QStringLiteral("DROP TABLE item")));
-        QVERIFY(q.exec(QStringLiteral("CREATE TABLE item(name TEXT)")));
+        QVERIFY(q.exec("DROP TABLE item"));
+        QVERIFY(q.exec("CREATE TABLE item(name TEXT)"));
     }
-    const QByteArray before = digest(path);
+    const QByteArray before = sha256(path);
     Seat broken(root);
     const Result<void> r = broken.open();
     QVERIFY(!r.ok());
     QVERIFY2(r.message().contains(QDir::toNativeSeparators(path)) &&
-                 r.message().contains(QStringLiteral("表 item 的列 id")),
+                 r.message().contains("表 item 的列 id"),
              qPrintable(r.message()));
-    QCOMPARE(digest(path), before);
+    QCOMPARE(sha256(path), before);
 }
 
 void TestStoreFaults::storeStaysOnTheRollbackJournal()
 {
     QTemporaryDir dir;
     const QString root = makeRoot(dir);
-    const QString path = root + QStringLiteral("/assistant.dll");
+    const QString path = root + "/assistant.dll";
     {
         Seat first(root);
         QVERIFY(first.open().ok());
         QSqlQuery q(first.store.database(StoreId::Assistant));
-        QVERIFY(q.exec(QStringLiteral("PRAGMA journal_mode = WAL")) && q.next());
-        QCOMPARE(q.value(0).toString(), QStringLiteral("wal"));
+        QVERIFY(q.exec("PRAGMA journal_mode = WAL") && q.next());
+        QCOMPARE(q.value(0).toString(), "wal");
     }
     Seat seat(root);
     QVERIFY(seat.open().ok());
-    QCOMPARE(seat.scalar(StoreId::Assistant, QStringLiteral("PRAGMA journal_mode")),
-             QStringLiteral("delete"));
-    QVERIFY(seat.store.insert(Table::Simple, {{QStringLiteral("name"), QStringLiteral("x")}}).ok());
-    QVERIFY(!QFileInfo::exists(path + QStringLiteral("-wal")));
+    QCOMPARE(seat.scalar(StoreId::Assistant, "PRAGMA journal_mode"), "delete");
+    QVERIFY(seat.store.insert(Table::Simple, {{"name", "x"}}).ok());
+    QVERIFY(!QFileInfo::exists(path + "-wal"));
 }
 
 void TestStoreFaults::sharedStoreIsNeverSwappedForAnEmptyOne()
 {
     QTemporaryDir dir;
-    const QString share = dir.filePath(QStringLiteral("share"));
+    const QString share = dir.filePath("share");
     QVERIFY(QDir().mkpath(share));
     auto open = [&](const QString& root, const QString& databasePath) {
         Seat s(root);
         if (!s.settings.setValue(Setting::DatabasePath, databasePath).ok())
-            return QStringLiteral("config.ini");
+            return QString("config.ini");
         const Result<void> r = s.open();
         return r.ok() ? QString() : r.message();
     };
 
     // A relative DatabasePath belongs to the data root, wherever the program was started from.
-    const QString other = makeRoot(dir, QStringLiteral("other"));
-    QVERIFY(QDir().mkpath(other + QStringLiteral("/team")));
+    const QString other = makeRoot(dir, "other");
+    QVERIFY(QDir().mkpath(other + "/team"));
     const QString cwd = QDir::currentPath();
     QDir::setCurrent(dir.path());
-    const QString relative = open(other, QStringLiteral("team"));
+    const QString relative = open(other, "team");
     QDir::setCurrent(cwd);
     QCOMPARE(relative, QString());
-    QVERIFY(QFileInfo::exists(other + QStringLiteral("/team/assistant.dll")));
-    QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("team"))));
+    QVERIFY(QFileInfo::exists(other + "/team/assistant.dll"));
+    QVERIFY(!QFileInfo::exists(dir.filePath("team")));
 
     const QString root = makeRoot(dir);
-    const QString local = root + QStringLiteral("/assistant.dll");
+    const QString local = root + "/assistant.dll";
     QCOMPARE(open(root, share), QString());
     // config.ini lost its DatabasePath, or names a folder that is gone: the shared store is
     // still there, so no empty one is made in its place.
-    for (const QString& elsewhere : {QString(), dir.filePath(QStringLiteral("gone"))}) {
+    for (const QString& elsewhere : {QString(), dir.filePath("gone")}) {
         const QString refused = open(root, elsewhere);
-        QVERIFY2(
-            refused.contains(QDir::toNativeSeparators(share + QStringLiteral("/assistant.dll"))),
-            qPrintable(refused));
+        QVERIFY2(refused.contains(QDir::toNativeSeparators(share + "/assistant.dll")),
+                 qPrintable(refused));
         QVERIFY2(refused.contains(QDir::toNativeSeparators(elsewhere.isEmpty() ? root : elsewhere)),
                  qPrintable(refused));
         QVERIFY(!QFileInfo::exists(local));
@@ -465,7 +472,7 @@ void TestStoreFaults::sharedStoreIsNeverSwappedForAnEmptyOne()
     QCOMPARE(open(root, share), QString());
 
     // A store known to be gone (its folder is there without it) stands in the way of nothing.
-    QVERIFY(QFile::remove(share + QStringLiteral("/assistant.dll")));
+    QVERIFY(QFile::remove(share + "/assistant.dll"));
     QCOMPARE(open(root, QString()), QString());
     QVERIFY(QFileInfo::exists(local));
 }

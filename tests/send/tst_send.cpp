@@ -42,49 +42,34 @@ private slots:
 
 void TestSend::composesText_data()
 {
-    QTest::addColumn<QString>("captionDesc");
-    QTest::addColumn<QString>("one");
-    QTest::addColumn<QString>("two");
-    QTest::addColumn<int>("kind");
+    // SendCaptionDesc, EndNewLineOne and EndNewLineTwo, one character each.
+    QTest::addColumn<QString>("flags");
+    QTest::addColumn<SearchKind>("kind");
     QTest::addColumn<QString>("expected");
-    const int K = static_cast<int>(SearchKind::Knowledge), S = static_cast<int>(SearchKind::Simple);
-    QTest::newRow("description alone") << "0"
-                                       << "0"
-                                       << "0" << K << "七天无理由";
-    QTest::newRow("title and description") << "1"
-                                           << "0"
-                                           << "0" << K << "退货" + NL + "七天无理由";
-    QTest::newRow("anything but 0 adds the title") << "x"
-                                                   << "0"
-                                                   << "0" << K << "退货" + NL + "七天无理由";
-    QTest::newRow("one break") << "0"
-                               << "1"
-                               << "0" << K << "七天无理由" + NL;
-    QTest::newRow("second flag alone still one break") << "0"
-                                                       << "0"
-                                                       << "1" << K << "七天无理由" + NL;
-    QTest::newRow("both") << "0"
-                          << "1"
-                          << "1" << K << "七天无理由" + NL + NL;
-    QTest::newRow("phrase is its own text") << "1"
-                                            << "1"
-                                            << "0" << S << "退货" + NL;
+    const auto row = [](const char* tag, const char* flags, SearchKind kind, const QString& text) {
+        QTest::newRow(tag) << QString(flags) << kind << text;
+    };
+    const SearchKind K = SearchKind::Knowledge;
+    row("description alone", "000", K, "七天无理由");
+    row("title and description", "100", K, "退货" + NL + "七天无理由");
+    row("anything but 0 adds the title", "x00", K, "退货" + NL + "七天无理由");
+    row("one break", "010", K, "七天无理由" + NL);
+    row("second flag alone still one break", "001", K, "七天无理由" + NL);
+    row("both", "011", K, "七天无理由" + NL + NL);
+    row("phrase is its own text", "110", SearchKind::Simple, "退货" + NL);
 }
 
 void TestSend::composesText()
 {
-    QFETCH(QString, captionDesc);
-    QFETCH(QString, one);
-    QFETCH(QString, two);
-    QFETCH(int, kind);
+    QFETCH(QString, flags);
+    QFETCH(SearchKind, kind);
     QFETCH(QString, expected);
     TestRoot root;
-    QVERIFY(root.settings->setValue(Setting::SendCaptionDesc, captionDesc).ok());
-    QVERIFY(root.settings->setValue(Setting::EndNewLineOne, one).ok());
-    QVERIFY(root.settings->setValue(Setting::EndNewLineTwo, two).ok());
-    QCOMPARE(TextComposer::compose(static_cast<SearchKind>(kind), " 退货 ", "\t七天无理由  ",
-                                   *root.settings),
-             expected);
+    const Setting keys[] = {Setting::SendCaptionDesc, Setting::EndNewLineOne,
+                            Setting::EndNewLineTwo};
+    for (int i = 0; i < 3; ++i)
+        QVERIFY(root.settings->setValue(keys[i], flags.at(i)).ok());
+    QCOMPARE(TextComposer::compose(kind, " 退货 ", "\t七天无理由  ", *root.settings), expected);
 }
 
 void TestSend::doubleClickDecisions()
@@ -102,14 +87,14 @@ void TestSend::doubleClickDecisions()
     QCOMPARE(decide(SearchKind::File, false, ClickSource::QueryList).type, Type::SendFile);
     const SendAction link = decide(SearchKind::Affair, false, ClickSource::Tree, 1);
     QCOMPARE(link.type, Type::OpenUrl);
-    QCOMPARE(link.target, QStringLiteral("https://x.example"));
+    QCOMPARE(link.target, "https://x.example");
     QVERIFY(link.countUse);
     const SendAction view = decide(SearchKind::Courier, false, ClickSource::QueryList, 0);
     QCOMPARE(view.type, Type::OpenView);
     QVERIFY(!view.countUse); // reading an affair is not a use
     const SendAction tool = decide(SearchKind::Tool, false, ClickSource::PageList);
     QCOMPARE(tool.type, Type::OpenTool);
-    QCOMPARE(tool.target, QStringLiteral("/bin/tool"));
+    QCOMPARE(tool.target, "/bin/tool");
     QVERIFY(tool.countUse);
     QVERIFY(!decide(SearchKind::Tool, false, ClickSource::QueryList).countUse);
     // A tool may be a web address: the browser opens it, with or without its scheme.
@@ -161,11 +146,11 @@ void TestSend::picturesAndFilesGoThroughTheCache()
 
     rig.sender.sendPicture(SearchKind::Knowledge, png, false);
     QTRY_COMPARE(rig.done.count(), 2);
-    QCOMPARE(pastedCopy(), QStringLiteral("pic/%1.png").arg(png));
+    QCOMPARE(pastedCopy(), QString("pic/%1.png").arg(png));
 
     rig.sender.sendPicture(SearchKind::Personal, own, true);
     QTRY_COMPARE(rig.done.count(), 3);
-    QCOMPARE(pastedCopy(), QStringLiteral("ppic/%1.jpg").arg(own));
+    QCOMPARE(pastedCopy(), QString("ppic/%1.jpg").arg(own));
 
     rig.sender.sendPicture(SearchKind::Knowledge, none, false);
     QTest::qWait(20);
@@ -244,7 +229,7 @@ void TestSend::opensLinksToolsAndViews()
     QSignalSpy messages(&rig.sender, &Sender::message);
     rig.sender.perform({Type::OpenTool, SearchKind::Tool, 1, {}, "/no/such/tool", true});
     QCOMPARE(messages.count(), 1);
-    QCOMPARE(messages.last().at(0).toString(), QStringLiteral("路径或文件名错误！"));
+    QCOMPARE(messages.last().at(0).toString(), "路径或文件名错误！");
     rig.sender.perform({Type::OpenUrl, SearchKind::Affair, 1, {}, "file:///etc/passwd", true});
     QCOMPARE(messages.count(), 2);
     QVERIFY(rig.desktop.openedUrls().isEmpty());

@@ -30,7 +30,7 @@ QString valueOf(const SettingsForm& form, Setting key)
         if (k == key)
             return v;
     }
-    return QStringLiteral("<not written>");
+    return "<not written>";
 }
 
 } // namespace
@@ -57,25 +57,23 @@ void TestSettingsForm::checksRunInTheirOrder()
         Field field = Field::None;
     };
     const QList<Step> steps = {
-        {[](SettingsForm& f) { f.customWindows = QStringLiteral("ChatApp; |^客户"); },
-         QStringLiteral("自定义聊天窗口规则“|^客户”缺少窗口类名!"), Field::CustomWindows},
-        {[](SettingsForm& f) { f.sort = 0; }, QStringLiteral("知识库排序必须选择一个!")},
-        {[](SettingsForm& f) { f.fontSize.clear(); }, QStringLiteral("字体尺寸必须选择一个!")},
-        {[](SettingsForm& f) { f.backupPathPer = QStringLiteral("没有"); },
-         QStringLiteral("私人备份初始化路径不存在!"), Field::BackupPathPer},
-        {[](SettingsForm& f) { f.backupPath = QStringLiteral("没有"); },
-         QStringLiteral("备份初始化路径不存在!"), Field::BackupPath},
-        {[](SettingsForm& f) { f.databasePath = QStringLiteral("没有"); },
-         QStringLiteral("共享数据库路径不存在!"), Field::DatabasePath},
-        {[](SettingsForm& f) { f.followPosition = 0; },
-         QStringLiteral("Tavro的跟随位置必须选择一个!")},
+        {[](SettingsForm& f) { f.customWindows = "ChatApp; |^客户"; },
+         "自定义聊天窗口规则“|^客户”缺少窗口类名!", Field::CustomWindows},
+        {[](SettingsForm& f) { f.sort = 0; }, "知识库排序必须选择一个!"},
+        {[](SettingsForm& f) { f.fontSize.clear(); }, "字体尺寸必须选择一个!"},
+        {[](SettingsForm& f) { f.backupPathPer = "没有"; }, "私人备份初始化路径不存在!",
+         Field::BackupPathPer},
+        {[](SettingsForm& f) { f.backupPath = "没有"; }, "备份初始化路径不存在!",
+         Field::BackupPath},
+        {[](SettingsForm& f) { f.databasePath = "没有"; }, "共享数据库路径不存在!",
+         Field::DatabasePath},
+        {[](SettingsForm& f) { f.followPosition = 0; }, "Tavro的跟随位置必须选择一个!"},
         {[](SettingsForm& f) {
              f.autoSend = true;
              f.sendKey = SettingsForm::SendKey::None;
          },
-         QStringLiteral("启用自动按下聊天窗口发送快捷健时Enter和Ctrl+Enter必须选择其中一个!")},
-        {[](SettingsForm& f) { f.startInterface = 0; },
-         QStringLiteral("软件启动时默认打开选项必须选择一个!")},
+         "启用自动按下聊天窗口发送快捷健时Enter和Ctrl+Enter必须选择其中一个!"},
+        {[](SettingsForm& f) { f.startInterface = 0; }, "软件启动时默认打开选项必须选择一个!"},
     };
     for (const Step& step : steps) {
         step.breakIt(form);
@@ -85,13 +83,12 @@ void TestSettingsForm::checksRunInTheirOrder()
     }
 
     // A title pattern that is no regular expression is named with the reason.
-    const QString bad = SettingsCheck::checkRules(QStringLiteral("ChatApp;Other|客户(("));
-    QVERIFY2(bad.startsWith(QStringLiteral("自定义聊天窗口规则“Other|客户((”的标题表达式有误：")),
-             qPrintable(bad));
+    const QString bad = SettingsCheck::checkRules("ChatApp;Other|客户((");
+    QVERIFY2(bad.startsWith("自定义聊天窗口规则“Other|客户((”的标题表达式有误："), qPrintable(bad));
     // Alternatives after the first "|" belong to the pattern.
-    QCOMPARE(SettingsCheck::checkRules(QStringLiteral(" ChatApp ;;Other|^(客户|访客)")), QString());
+    QCOMPARE(SettingsCheck::checkRules(" ChatApp ;;Other|^(客户|访客)"), QString());
     QCOMPARE(SettingsCheck::checkRules(QString(255, QLatin1Char('a'))),
-             QStringLiteral("自定义聊天窗口规则字符数量,不能超过254!"));
+             "自定义聊天窗口规则字符数量,不能超过254!");
 }
 
 void TestSettingsForm::pathsAreMeasuredThenLookedUp()
@@ -99,8 +96,8 @@ void TestSettingsForm::pathsAreMeasuredThenLookedUp()
     QTemporaryDir dir;
     const QString longest = folderOfLength(dir.path(), SettingsCheck::MaxPathLength);
     QCOMPARE(longest.size(), 300);
-    QVERIFY(QDir().mkpath(dir.filePath(QStringLiteral("共享"))));
-    QFile plainFile(dir.filePath(QStringLiteral("file")));
+    QVERIFY(QDir().mkpath(dir.filePath("共享")));
+    QFile plainFile(dir.filePath("file"));
     QVERIFY(plainFile.open(QIODevice::WriteOnly));
     plainFile.close();
 
@@ -113,20 +110,19 @@ void TestSettingsForm::pathsAreMeasuredThenLookedUp()
     QVERIFY(verdictFor(&SettingsForm::databasePath, longest).accepted());
     QVERIFY(verdictFor(&SettingsForm::backupPath, longest).accepted());
     // Relative paths start in the program folder; blanks around a path do not count.
-    QVERIFY(verdictFor(&SettingsForm::databasePath, QStringLiteral(" 共享 ")).accepted());
+    QVERIFY(verdictFor(&SettingsForm::databasePath, " 共享 ").accepted());
 
     const QString tooLong = longest + QLatin1Char('x');
     SettingsCheck::Verdict v = verdictFor(&SettingsForm::databasePath, tooLong);
-    QCOMPARE(v.refusal, QStringLiteral("共享数据库路径字符数量,不能超过300!"));
+    QCOMPARE(v.refusal, "共享数据库路径字符数量,不能超过300!");
     QCOMPARE(v.field, Field::DatabasePath);
     v = verdictFor(&SettingsForm::backupPath, tooLong);
-    QCOMPARE(v.refusal, QStringLiteral("备份初始化路径字符数量,不能超过300!"));
+    QCOMPARE(v.refusal, "备份初始化路径字符数量,不能超过300!");
     QCOMPARE(v.field, Field::BackupPath);
     v = verdictFor(&SettingsForm::backupPathPer, tooLong);
-    QCOMPARE(v.refusal, QStringLiteral("私人备份初始化路径字符数量,不能超过300!"));
+    QCOMPARE(v.refusal, "私人备份初始化路径字符数量,不能超过300!");
     // A file is not a folder.
-    QCOMPARE(verdictFor(&SettingsForm::backupPath, QStringLiteral("file")).refusal,
-             QStringLiteral("备份初始化路径不存在!"));
+    QCOMPARE(verdictFor(&SettingsForm::backupPath, "file").refusal, "备份初始化路径不存在!");
 }
 
 void TestSettingsForm::formReadsAndWritesTheKeys()
@@ -142,9 +138,9 @@ void TestSettingsForm::formReadsAndWritesTheKeys()
     form.autoSend = false;
     form.sendKey = SettingsForm::SendKey::Enter;
     QVERIFY(SettingsCheck::check(form, QDir::tempPath()).accepted());
-    QCOMPARE(valueOf(form, Setting::AutoPressSendKey), QStringLiteral("0|Enter"));
+    QCOMPARE(valueOf(form, Setting::AutoPressSendKey), "0|Enter");
     form.sendKey = SettingsForm::SendKey::None;
-    QCOMPARE(valueOf(form, Setting::AutoPressSendKey), QStringLiteral("0|0"));
+    QCOMPARE(valueOf(form, Setting::AutoPressSendKey), "0|0");
 
     // Values no control shows are read as what they act as; tab 4 is the 文件 tab.
     TestRoot root(false);
@@ -161,12 +157,12 @@ void TestSettingsForm::formReadsAndWritesTheKeys()
         QVERIFY(root.settings->setValue(key, value).ok());
     const SettingsForm read = SettingsForm::read(*root.settings);
     QCOMPARE(read.startInterface, 4);
-    QCOMPARE(valueOf(read, Setting::Sort), QStringLiteral("1"));
-    QCOMPARE(valueOf(read, Setting::MainFontSize), QStringLiteral("big"));
-    QCOMPARE(valueOf(read, Setting::XiFuMainShowPos), QStringLiteral("2"));
+    QCOMPARE(valueOf(read, Setting::Sort), "1");
+    QCOMPARE(valueOf(read, Setting::MainFontSize), "big");
+    QCOMPARE(valueOf(read, Setting::XiFuMainShowPos), "2");
     QVERIFY(read.checked(Setting::DbClickChat));
     QVERIFY(!read.checked(Setting::StartTop));
-    QCOMPARE(valueOf(read, Setting::AutoPressSendKey), QStringLiteral("1|CtrlEnter"));
+    QCOMPARE(valueOf(read, Setting::AutoPressSendKey), "1|CtrlEnter");
 }
 
 QTEST_GUILESS_MAIN(TestSettingsForm)

@@ -10,48 +10,26 @@
 #include "platform/fake/FakeDesktop.h"
 #include "settings/FolderPicker.h"
 #include "settings/SettingsWindow.h"
+#include "support/Files.h"
+#include "support/Gui.h"
 #include "support/TestRoot.h"
-#include "widgets/Dialogs.h"
 
-#include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
-#include <QSet>
 #include <QMenu>
+#include <QSet>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTimer>
 
 namespace {
 
-QStringList shownTexts()
-{
-    QStringList texts;
-    for (const ShownDialog& d : Dialogs::takeShown())
-        texts << d.text;
-    return texts;
-}
-
-template <class T> T* child(QWidget* window, const char* name)
-{
-    T* found = window->findChild<T*>(QLatin1String(name));
-    if (!found)
-        qFatal("no %s in the window", name);
-    return found;
-}
-
+// Some of the controls pressed sit on tabs that are not shown.
 void press(QWidget* window, const char* name)
 {
     child<QAbstractButton>(window, name)->click();
-}
-
-QByteArray fileBytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
 // The object name of the modal window `open` shows; the window is closed again at once.
@@ -136,7 +114,7 @@ struct Rig {
     QStringList productCategories() const
     {
         KnowledgeTreeModel* tree = panel->treePage()->model();
-        const QModelIndex product = tree->indexForKey(QStringLiteral("I2"));
+        const QModelIndex product = tree->indexForKey("I2");
         QStringList keys;
         for (int r = 0; r < tree->rowCount(product); ++r)
             keys << tree->index(r, 0, product).data(KnowledgeTreeModel::KeyRole).toString();
@@ -170,7 +148,7 @@ void TestSettingsWindow::confirmingWritesEveryKeyAndApplies()
     // Every user reaches the window from the panel's 菜单 and from the tray.
     auto* command = rig.panel->findChild<QAction*>(QStringLiteral("mnuSet"));
     QVERIFY(rig.panel->tray()->contextMenu()->actions().contains(command));
-    QCOMPARE(modalOpenedBy([command] { command->trigger(); }), QStringLiteral("frmSet"));
+    QCOMPARE(modalOpenedBy([command] { command->trigger(); }), "frmSet");
     rig.panel->startDocking();
     BottomQueryBar* bar = rig.panel->docking()->bar();
     QTRY_VERIFY(bar->isVisible());
@@ -232,7 +210,7 @@ void TestSettingsWindow::defaultsAndRefusalsWriteNothing()
              {Setting::Sort, "3"},
              {Setting::MainFontSize, "big"},
              {Setting::XiFuCustomWindows, "Foo"}});
-    const QByteArray before = fileBytes(rig.root.configPath());
+    const QByteArray before = readBytes(rig.root.configPath());
     const auto window = rig.openWindow();
     QSignalSpy written(rig.root.settings.get(), &Settings::changed);
     QWidget* w = window.get();
@@ -240,11 +218,11 @@ void TestSettingsWindow::defaultsAndRefusalsWriteNothing()
     QVERIFY(child<QAbstractButton>(w, "optTime")->isChecked());
 
     // The window in front is what a custom rule needs.
-    QCOMPARE(child<QLabel>(w, "lblForegroundClass")->text(), QStringLiteral("类名：ChatClient"));
-    QCOMPARE(child<QLabel>(w, "lblForegroundTitle")->text(), QStringLiteral("标题：客户"));
+    QCOMPARE(child<QLabel>(w, "lblForegroundClass")->text(), "类名：ChatClient");
+    QCOMPARE(child<QLabel>(w, "lblForegroundTitle")->text(), "标题：客户");
     press(w, "btnAddCustomWindow");
-    QCOMPARE(child<QLineEdit>(w, "txtXiFuCustomWindows")->text(), QStringLiteral("Foo;ChatClient"));
-    QCOMPARE(modalOpenedBy([w] { press(w, "btnSetHotKey"); }), QStringLiteral("frmHotKey"));
+    QCOMPARE(child<QLineEdit>(w, "txtXiFuCustomWindows")->text(), "Foo;ChatClient");
+    QCOMPARE(modalOpenedBy([w] { press(w, "btnSetHotKey"); }), "frmHotKey");
 
     press(w, "btnDefault");
     for (const char* name : {"optTree", "optAsc", "optFontSmall", "optCtrlEnter",
@@ -256,7 +234,7 @@ void TestSettingsWindow::defaultsAndRefusalsWriteNothing()
 
     // A refused path takes the focus with its text selected.
     auto* database = child<QLineEdit>(w, "txtDatabasePath");
-    database->setText(QStringLiteral("没有这个文件夹"));
+    database->setText("没有这个文件夹");
     press(w, "btnComfirm");
     QCOMPARE(shownTexts(), QStringList{"共享数据库路径不存在!"});
     QVERIFY(window->isVisible());
@@ -266,7 +244,7 @@ void TestSettingsWindow::defaultsAndRefusalsWriteNothing()
     press(w, "btnCancel");
     QCOMPARE(window->result(), int(QDialog::Rejected));
     QCOMPARE(written.size(), 0);
-    QCOMPARE(fileBytes(rig.root.configPath()), before);
+    QCOMPARE(readBytes(rig.root.configPath()), before);
 }
 
 QTEST_MAIN(TestSettingsWindow)

@@ -6,8 +6,8 @@
 #include <QTest>
 
 // The rows of a fixture file under the test's QUILLMATE_FIXTURES folder: fields separated by
-// tabs, "\r" and "\n" written as escapes, blank lines and lines starting with '#' skipped. A file
-// that cannot be read fails the running test and gives no rows.
+// tabs, "\t", "\r" and "\n" written as escapes, blank lines and lines starting with '#' skipped.
+// A file that cannot be read fails the running test and gives no rows.
 inline QList<QStringList> fixtureRows(const QString& name)
 {
     QFile file(QStringLiteral(QUILLMATE_FIXTURES "/") + name);
@@ -16,9 +16,13 @@ inline QList<QStringList> fixtureRows(const QString& name)
         return {};
     }
     QList<QStringList> rows;
-    for (QString line : QString::fromUtf8(file.readAll()).split('\n')) {
-        if (!line.isEmpty() && !line.startsWith('#'))
-            rows << line.replace("\\r", "\r").replace("\\n", "\n").split('\t');
+    for (const QString& line : QString::fromUtf8(file.readAll()).split('\n')) {
+        if (line.isEmpty() || line.startsWith('#'))
+            continue;
+        QStringList fields = line.split('\t');
+        for (QString& field : fields)
+            field.replace("\\t", "\t").replace("\\r", "\r").replace("\\n", "\n");
+        rows << fields;
     }
     return rows;
 }

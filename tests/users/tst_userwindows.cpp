@@ -1,17 +1,13 @@
+#include "support/Gui.h"
 #include "support/TestRoot.h"
 #include "users/LoginWindow.h"
 #include "users/PasswordWindow.h"
 #include "users/UserAccounts.h"
 #include "users/UserWindow.h"
-#include "widgets/Dialogs.h"
 #include "widgets/ModalDriver.h"
 
-#include <QApplication>
 #include <QCheckBox>
-#include <QComboBox>
 #include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
 #include <QTreeWidget>
 
 namespace {
@@ -27,19 +23,20 @@ struct Fixture {
     Fixture()
     {
         admin = accounts.users().value().first().id;
-        check(accounts.setPassword(admin, QStringLiteral("s3cret")));
-        check(root.store->update(Table::Users, admin, {{QStringLiteral("defaultuser"), 0}}));
-        bob = addUser(QStringLiteral("bob"), 2, true);
-        check(accounts.setPassword(bob, QStringLiteral("bob-pw")));
-        addUser(QStringLiteral("carol"), 2, false);
+        check(accounts.setPassword(admin, "s3cret"));
+        check(root.store->update(Table::Users, admin, {{"defaultuser", 0}}));
+        bob = addUser("bob", true);
+        check(accounts.setPassword(bob, "bob-pw"));
+        addUser("carol", false);
     }
 
-    qint64 addUser(const QString& name, int grade, bool isDefault)
+    // A normal user without a password.
+    qint64 addUser(const QString& name, bool isDefault)
     {
-        return root.add(Table::Users, {{QStringLiteral("username"), name},
-                                       {QStringLiteral("userpw"), QString()},
-                                       {QStringLiteral("defaultuser"), isDefault ? 1 : 0},
-                                       {QStringLiteral("grade"), grade}});
+        return root.add(Table::Users, {{"username", name},
+                                       {"userpw", QString()},
+                                       {"defaultuser", isDefault ? 1 : 0},
+                                       {"grade", 2}});
     }
 
     // Set up in full: every step succeeded, the test root's included.
@@ -57,23 +54,13 @@ private:
     bool m_ok = true;
 };
 
-template <class T> T* child(QWidget* window, const char* name)
-{
-    return window->findChild<T*>(QLatin1String(name));
-}
-
 // Picks the user, types the password and presses OK.
 void logIn(QWidget* window, const QString& name, const QString& password)
 {
     auto* users = child<QComboBox>(window, "cboUser");
     users->setCurrentIndex(users->findText(name));
     QTest::keyClicks(child<QLineEdit>(window, "txtPassword"), password);
-    QTest::mouseClick(child<QPushButton>(window, "btnOK"), Qt::LeftButton);
-}
-
-void click(QWidget* window, const char* button)
-{
-    QTest::mouseClick(child<QPushButton>(window, button), Qt::LeftButton);
+    click(window, "btnOK");
 }
 
 // The list's rows as "name level".
@@ -97,11 +84,11 @@ void select(QWidget* window, const QString& name)
 class TestUserWindows : public QObject {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
+    // Any message the windows show is recorded; an unexpected question ends the test program.
+    void init() { Dialogs::setRecording(true); }
+    void cleanup() { Dialogs::setRecording(false); }
 
-    void defaultUserPreselected();
-    void wrongPasswordKeepsTheWindowOpen();
+    void loginOffersTheDefaultUserAndKeepsAWrongPassword();
     void userWithoutPasswordLogsInWithAnEmptyBox();
     void establishWithoutLogin();
     void establishAsksWhenNeeded_data();
@@ -110,59 +97,36 @@ private slots:
     void ownPasswordIsChanged();
 };
 
-void TestUserWindows::init()
-{
-    // Any message the window shows is recorded; an unexpected question ends the test program.
-    Dialogs::setRecording(true);
-}
-
-void TestUserWindows::cleanup()
-{
-    Dialogs::setRecording(false);
-}
-
-void TestUserWindows::defaultUserPreselected()
+void TestUserWindows::loginOffersTheDefaultUserAndKeepsAWrongPassword()
 {
     Fixture f;
     QVERIFY(f.ok());
     LoginWindow window(f.accounts);
     auto* users = child<QComboBox>(&window, "cboUser");
-    QStringList names;
-    for (int i = 0; i < users->count(); ++i)
-        names << users->itemText(i);
-    QCOMPARE(names, (QStringList{QStringLiteral("admin"), QStringLiteral("bob"),
-                                 QStringLiteral("carol")}));
-    QCOMPARE(users->currentText(), QStringLiteral("bob"));
-    QCOMPARE(child<QLineEdit>(&window, "txtPassword")->echoMode(), QLineEdit::Password);
+    QCOMPARE(comboItems(users), (QStringList{"admin", "bob", "carol"}));
+    QCOMPARE(users->currentText(), "bob");
+    auto* password = child<QLineEdit>(&window, "txtPassword");
+    QCOMPARE(password->echoMode(), QLineEdit::Password);
     QVERIFY(!window.user().has_value());
-}
-
-void TestUserWindows::wrongPasswordKeepsTheWindowOpen()
-{
-    Fixture f;
-    QVERIFY(f.ok());
-    LoginWindow window(f.accounts);
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     window.setResult(-1);
 
-    logIn(&window, QStringLiteral("admin"), QStringLiteral("bob-pw"));
-
+    logIn(&window, "admin", "bob-pw");
     const QList<ShownDialog> shown = Dialogs::takeShown();
     QCOMPARE(shown.size(), 1);
     QCOMPARE(shown[0].kind, DialogKind::Message);
-    QCOMPARE(shown[0].text, QStringLiteral("用户名或密码错误！"));
+    QCOMPARE(shown[0].text, "用户名或密码错误！");
     QVERIFY(window.isVisible());
     QCOMPARE(window.result(), -1);
     QVERIFY(!window.user().has_value());
-    auto* password = child<QLineEdit>(&window, "txtPassword");
     QCOMPARE(password->text(), QString());
     QCOMPARE(window.focusWidget(), password);
 
     // The next attempt starts from an empty box, not from the wrong text.
-    logIn(&window, QStringLiteral("admin"), QStringLiteral("s3cret"));
+    logIn(&window, "admin", "s3cret");
     QVERIFY(!window.isVisible());
-    QCOMPARE(window.user(), (CurrentUser{QStringLiteral("admin"), true}));
+    QCOMPARE(window.user(), (CurrentUser{"admin", true}));
 }
 
 void TestUserWindows::userWithoutPasswordLogsInWithAnEmptyBox()
@@ -172,11 +136,11 @@ void TestUserWindows::userWithoutPasswordLogsInWithAnEmptyBox()
     LoginWindow window(f.accounts);
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
-    logIn(&window, QStringLiteral("carol"), QString());
+    logIn(&window, "carol", QString());
 
     QVERIFY(!window.isVisible());
     QCOMPARE(window.result(), int(QDialog::Accepted));
-    QCOMPARE(window.user(), (CurrentUser{QStringLiteral("carol"), false}));
+    QCOMPARE(window.user(), (CurrentUser{"carol", false}));
     QVERIFY(Dialogs::takeShown().isEmpty());
 }
 
@@ -185,15 +149,14 @@ void TestUserWindows::establishWithoutLogin()
     TestRoot root;
     QVERIFY(root.ok());
     bool windowSeen = false;
-    ModalDriver driver(QStringLiteral("frmLogin"), [&](QWidget* w) {
+    ModalDriver driver("frmLogin", [&](QWidget* w) {
         windowSeen = true;
         qobject_cast<QDialog*>(w)->reject();
     });
 
-    const std::optional<CurrentUser> user = LoginWindow::establish(*root.store);
-    QCOMPARE(user, (CurrentUser{QStringLiteral("admin"), true}));
+    QCOMPARE(LoginWindow::establish(*root.store), (CurrentUser{"admin", true}));
     QVERIFY(!windowSeen);
-    QCOMPARE(root.store->currentUser(), QStringLiteral("admin"));
+    QCOMPARE(root.store->currentUser(), "admin");
     QVERIFY(Dialogs::takeShown().isEmpty());
 }
 
@@ -209,11 +172,11 @@ void TestUserWindows::establishAsksWhenNeeded()
     QFETCH(bool, cancel);
     Fixture f;
     QVERIFY(f.ok());
-    ModalDriver driver(QStringLiteral("frmLogin"), [&](QWidget* w) {
+    ModalDriver driver("frmLogin", [&](QWidget* w) {
         if (cancel)
-            QTest::mouseClick(child<QPushButton>(w, "btnCancel"), Qt::LeftButton);
+            click(w, "btnCancel");
         else
-            logIn(w, QStringLiteral("admin"), QStringLiteral("s3cret"));
+            logIn(w, "admin", "s3cret");
     });
 
     const std::optional<CurrentUser> user = LoginWindow::establish(*f.root.store);
@@ -221,10 +184,10 @@ void TestUserWindows::establishAsksWhenNeeded()
     QVERIFY(driver.wasModal());
     if (cancel) {
         QVERIFY(!user.has_value());
-        QCOMPARE(f.root.store->currentUser(), QStringLiteral("tester"));
+        QCOMPARE(f.root.store->currentUser(), "tester");
     } else {
-        QCOMPARE(user, (CurrentUser{QStringLiteral("admin"), true}));
-        QCOMPARE(f.root.store->currentUser(), QStringLiteral("admin"));
+        QCOMPARE(user, (CurrentUser{"admin", true}));
+        QCOMPARE(f.root.store->currentUser(), "admin");
     }
 }
 
@@ -234,24 +197,22 @@ void TestUserWindows::userWindowKeepsAnAdministrator()
     QVERIFY(f.ok());
     UserWindow w(f.accounts);
     QCOMPARE(rows(&w), (QStringList{"admin 系统管理员", "bob 普通用户", "carol 普通用户"}));
-    select(&w, QStringLiteral("admin"));
-    QCOMPARE(child<QLineEdit>(&w, "txtUserName")->text(), QStringLiteral("admin"));
+    select(&w, "admin");
+    QCOMPARE(child<QLineEdit>(&w, "txtUserName")->text(), "admin");
     QVERIFY(child<QCheckBox>(&w, "chkAdmin")->isChecked());
     // The stored hash is never shown.
     QCOMPARE(child<QLineEdit>(&w, "txtPassWord")->text(), QString());
 
     click(&w, "btnDel");
-    QVERIFY(
-        Dialogs::takeShown().value(0).text.startsWith(QStringLiteral("系统管理员不能全部删除")));
+    QVERIFY(Dialogs::takeShown().value(0).text.startsWith("系统管理员不能全部删除"));
     child<QCheckBox>(&w, "chkAdmin")->setChecked(false);
     click(&w, "btnEdit");
-    QCOMPARE(Dialogs::takeShown().value(0).text,
-             QStringLiteral("系统中至少要保留一个系统管理员否则无法管理软件!"));
-    QCOMPARE(rows(&w).first(), QStringLiteral("admin 系统管理员"));
+    QCOMPARE(shownTexts(), QStringList{"系统中至少要保留一个系统管理员否则无法管理软件!"});
+    QCOMPARE(rows(&w).first(), "admin 系统管理员");
 
     // A second administrator added through frmAddUser; then carol is deleted after asking.
-    ModalDriver driver(QStringLiteral("frmAddUser"), [](QWidget* add) {
-        QTest::keyClicks(child<QLineEdit>(add, "txtUserName"), QStringLiteral("dave"));
+    ModalDriver driver("frmAddUser", [](QWidget* add) {
+        QTest::keyClicks(child<QLineEdit>(add, "txtUserName"), "dave");
         child<QCheckBox>(add, "chkAdmin")->setChecked(true);
         click(add, "btnComfirm");
         QCOMPARE(child<QLineEdit>(add, "txtUserName")->text(), QString());
@@ -259,11 +220,11 @@ void TestUserWindows::userWindowKeepsAnAdministrator()
     });
     click(&w, "btnAdd");
     QVERIFY(driver.acted());
-    QVERIFY(rows(&w).contains(QStringLiteral("dave 系统管理员")));
-    select(&w, QStringLiteral("carol"));
+    QVERIFY(rows(&w).contains("dave 系统管理员"));
+    select(&w, "carol");
     Dialogs::queueAnswer(true);
     click(&w, "btnDel");
-    QVERIFY(!rows(&w).contains(QStringLiteral("carol 普通用户")));
+    QVERIFY(!rows(&w).contains("carol 普通用户"));
     Dialogs::takeShown();
 }
 
@@ -271,24 +232,24 @@ void TestUserWindows::ownPasswordIsChanged()
 {
     Fixture f;
     QVERIFY(f.ok());
-    PasswordWindow w(f.accounts, QStringLiteral("bob"));
+    PasswordWindow w(f.accounts, "bob");
     auto type = [&](const char* name, const QString& text) {
         auto* box = child<QLineEdit>(&w, name);
         box->clear();
         QTest::keyClicks(box, text);
     };
-    type("txtOldPassWord", QStringLiteral("wrong"));
-    type("txtNewPassWord", QStringLiteral("n1"));
-    type("txtNewPassWordAgain", QStringLiteral("n2"));
+    type("txtOldPassWord", "wrong");
+    type("txtNewPassWord", "n1");
+    type("txtNewPassWordAgain", "n2");
     click(&w, "btnComfirm");
-    QCOMPARE(Dialogs::takeShown().value(0).text, QStringLiteral("两次输入的新密码不一致!"));
-    type("txtNewPassWordAgain", QStringLiteral("n1"));
+    QCOMPARE(shownTexts(), QStringList{"两次输入的新密码不一致!"});
+    type("txtNewPassWordAgain", "n1");
     click(&w, "btnComfirm");
-    QCOMPARE(Dialogs::takeShown().value(0).text, QStringLiteral("原密码不正确!"));
-    type("txtOldPassWord", QStringLiteral("bob-pw"));
+    QCOMPARE(shownTexts(), QStringList{"原密码不正确!"});
+    type("txtOldPassWord", "bob-pw");
     click(&w, "btnComfirm");
-    QCOMPARE(Dialogs::takeShown().value(0).text, QStringLiteral("密码修改成功!"));
-    QVERIFY(f.accounts.verify(QStringLiteral("bob"), QStringLiteral("n1")).value());
+    QCOMPARE(shownTexts(), QStringList{"密码修改成功!"});
+    QVERIFY(f.accounts.verify("bob", "n1").value());
 }
 
 QTEST_MAIN(TestUserWindows)

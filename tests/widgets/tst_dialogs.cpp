@@ -31,7 +31,7 @@ QPushButton* button(QWidget* window, const char* name)
 
 QString titleText(QWidget* window)
 {
-    auto* title = window->findChild<QLabel*>(QStringLiteral("lblTitle"));
+    auto* title = window->findChild<QLabel*>("lblTitle");
     return title ? title->text() : QString();
 }
 
@@ -43,7 +43,7 @@ void finish(QDialog& window, const QString& how)
     } else if (how == QLatin1String("escape")) {
         QTest::keyClick(&window, Qt::Key_Escape);
     } else if (how == QLatin1String("title close")) {
-        auto* close = window.findChild<QWidget*>(QStringLiteral("btnTitleClose"));
+        auto* close = window.findChild<QWidget*>("btnTitleClose");
         QVERIFY(close);
         QTest::mouseClick(close, Qt::LeftButton);
     } else {
@@ -63,16 +63,14 @@ private slots:
     // recording
     void recordingShowsNoWindowAndAnswersInOrder();
     void confirmRecordsItsPromptSound();
-    void switchingRecordingForgetsAnswers();
     void unansweredQuestionEndsTheProgram();
 
     // the real windows
     void confirmWindowAnswers_data();
     void confirmWindowAnswers();
-    void confirmWindowDefaults();
     void messageWindowAnswers_data();
     void messageWindowAnswers();
-    void messageWindowShowsCaptionAndText();
+    void windowsShowTheirCaptionAndText();
     void entryPointsShowModalWindows();
 };
 
@@ -90,11 +88,11 @@ void TestDialogs::recordingShowsNoWindowAndAnswersInOrder()
     Dialogs::queueAnswer(true);
     QVERIFY(Dialogs::isRecording());
 
-    Dialogs::message(nullptr, QStringLiteral("保存成功！"));
-    QCOMPARE(Dialogs::askYesNo(nullptr, QStringLiteral("您确认要退出吗？")), true);
-    QCOMPARE(Dialogs::askYesNo(nullptr, QStringLiteral("删除吗？"), QStringLiteral("删除")), false);
-    Dialogs::message(nullptr, QStringLiteral("文件不存在"), QStringLiteral("打开文件"));
-    QCOMPARE(Dialogs::confirm(nullptr, QStringLiteral("确定要删除该分类吗？")), false);
+    Dialogs::message(nullptr, "保存成功！");
+    QCOMPARE(Dialogs::askYesNo(nullptr, "您确认要退出吗？"), true);
+    QCOMPARE(Dialogs::askYesNo(nullptr, "删除吗？", "删除"), false);
+    Dialogs::message(nullptr, "文件不存在", "打开文件");
+    QCOMPARE(Dialogs::confirm(nullptr, "确定要删除该分类吗？"), false);
     QCOMPARE(Dialogs::confirm(nullptr), true);
     QCOMPARE(Dialogs::queuedAnswers(), 0);
     QVERIFY(!anyWindowVisible());
@@ -106,14 +104,23 @@ void TestDialogs::recordingShowsNoWindowAndAnswersInOrder()
                                      DialogKind::Confirm,  DialogKind::Confirm};
     for (int i = 0; i < shown.size(); ++i)
         QCOMPARE(shown[i].kind, kinds[i]);
-    QCOMPARE(shown[0].caption, QStringLiteral("客服Tavro"));
-    QCOMPARE(shown[0].text, QStringLiteral("保存成功！"));
-    QCOMPARE(shown[1].caption, QStringLiteral("客服Tavro"));
-    QCOMPARE(shown[2].caption, QStringLiteral("删除"));
-    QCOMPARE(shown[2].text, QStringLiteral("删除吗？"));
-    QCOMPARE(shown[3].caption, QStringLiteral("打开文件"));
-    QCOMPARE(shown[4].text, QStringLiteral("确定要删除该分类吗？"));
-    QCOMPARE(shown[5].text, QStringLiteral("您确认要退出吗？"));
+    QCOMPARE(shown[0].caption, "客服Tavro");
+    QCOMPARE(shown[0].text, "保存成功！");
+    QCOMPARE(shown[1].caption, "客服Tavro");
+    QCOMPARE(shown[2].caption, "删除");
+    QCOMPARE(shown[2].text, "删除吗？");
+    QCOMPARE(shown[3].caption, "打开文件");
+    QCOMPARE(shown[4].text, "确定要删除该分类吗？");
+    QCOMPARE(shown[5].text, "您确认要退出吗？");
+    QVERIFY(Dialogs::takeShown().isEmpty());
+
+    // Switching recording off and on forgets the answers and what was shown.
+    Dialogs::queueAnswer(true);
+    Dialogs::message(nullptr, "x");
+    Dialogs::setRecording(false);
+    QVERIFY(!Dialogs::isRecording());
+    QCOMPARE(Dialogs::queuedAnswers(), 0);
+    Dialogs::setRecording(true);
     QVERIFY(Dialogs::takeShown().isEmpty());
 }
 
@@ -122,21 +129,21 @@ void TestDialogs::confirmRecordsItsPromptSound()
     TestRoot root(false);
     QVERIFY(root.ok());
     const DataRoot dataRoot(root.dir.path());
-    QFile sound(dataRoot.filePath(QStringLiteral("sound.wav")));
+    QFile sound(dataRoot.filePath("sound.wav"));
     QVERIFY(sound.open(QIODevice::WriteOnly));
     sound.close();
     Dialogs::configure(root.settings.get(), dataRoot);
 
-    QVERIFY(root.settings->setValue(Setting::MessageSound, QStringLiteral("1")).ok());
+    QVERIFY(root.settings->setValue(Setting::MessageSound, "1").ok());
     Dialogs::queueAnswer(true);
-    Dialogs::confirm(nullptr, QStringLiteral("确定？"));
-    QVERIFY(root.settings->setValue(Setting::MessageSound, QStringLiteral("0")).ok());
+    Dialogs::confirm(nullptr, "确定？");
+    QVERIFY(root.settings->setValue(Setting::MessageSound, "0").ok());
     Dialogs::queueAnswer(true);
-    Dialogs::confirm(nullptr, QStringLiteral("确定？"));
+    Dialogs::confirm(nullptr, "确定？");
     // Questions in the message window stay silent.
-    QVERIFY(root.settings->setValue(Setting::MessageSound, QStringLiteral("1")).ok());
+    QVERIFY(root.settings->setValue(Setting::MessageSound, "1").ok());
     Dialogs::queueAnswer(true);
-    Dialogs::askYesNo(nullptr, QStringLiteral("确定？"));
+    Dialogs::askYesNo(nullptr, "确定？");
 
     const QList<ShownDialog> shown = Dialogs::takeShown();
     QCOMPARE(shown.size(), 3);
@@ -145,23 +152,12 @@ void TestDialogs::confirmRecordsItsPromptSound()
     QCOMPARE(shown[2].sound, QString());
 }
 
-void TestDialogs::switchingRecordingForgetsAnswers()
-{
-    Dialogs::queueAnswer(true);
-    Dialogs::message(nullptr, QStringLiteral("x"));
-    Dialogs::setRecording(false);
-    QVERIFY(!Dialogs::isRecording());
-    QCOMPARE(Dialogs::queuedAnswers(), 0);
-    Dialogs::setRecording(true);
-    QVERIFY(Dialogs::takeShown().isEmpty());
-}
-
 void TestDialogs::unansweredQuestionEndsTheProgram()
 {
     // The question is asked in a child process (see main), where it must end the program.
     QProcess child;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QLatin1String(UnansweredVariable), QStringLiteral("1"));
+    env.insert(QLatin1String(UnansweredVariable), "1");
     child.setProcessEnvironment(env);
     child.start(QCoreApplication::applicationFilePath(), {});
     QVERIFY(child.waitForStarted());
@@ -190,7 +186,7 @@ void TestDialogs::confirmWindowAnswers()
     QFETCH(QString, how);
     QFETCH(bool, yes);
 
-    ConfirmWindow window(nullptr, QStringLiteral("确定要删除该知识吗？"));
+    ConfirmWindow window(nullptr, "确定要删除该知识吗？");
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     window.setResult(-1); // neither answer until the window gives one
@@ -199,16 +195,6 @@ void TestDialogs::confirmWindowAnswers()
     QVERIFY(!window.isVisible());
     QCOMPARE(window.result(), yes ? int(QDialog::Accepted) : int(QDialog::Rejected));
     QCOMPARE(window.yes(), yes);
-}
-
-void TestDialogs::confirmWindowDefaults()
-{
-    ConfirmWindow window(nullptr);
-    QCOMPARE(window.question(), QStringLiteral("您确认要退出吗？"));
-    QCOMPARE(window.findChild<QLabel*>(QStringLiteral("lblQuestion"))->text(), window.question());
-    QCOMPARE(titleText(&window), QStringLiteral("客服Tavro"));
-    // Enter confirms.
-    QVERIFY(button(&window, "btnComfirm")->isDefault());
 }
 
 void TestDialogs::messageWindowAnswers_data()
@@ -230,7 +216,7 @@ void TestDialogs::messageWindowAnswers()
     QFETCH(QString, how);
     QFETCH(bool, yes);
 
-    MessageWindow window(nullptr, QStringLiteral("您确认要退出吗？"), {},
+    MessageWindow window(nullptr, "您确认要退出吗？", {},
                          yesNo ? MessageWindow::Buttons::YesNo : MessageWindow::Buttons::Ok);
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
@@ -244,17 +230,24 @@ void TestDialogs::messageWindowAnswers()
     QCOMPARE(window.yes(), yes);
 }
 
-void TestDialogs::messageWindowShowsCaptionAndText()
+void TestDialogs::windowsShowTheirCaptionAndText()
 {
-    MessageWindow plain(nullptr, QStringLiteral("已复制到剪贴板"));
-    QCOMPARE(titleText(&plain), QStringLiteral("客服Tavro"));
-    QCOMPARE(plain.windowTitle(), QStringLiteral("客服Tavro"));
+    ConfirmWindow confirm(nullptr);
+    QCOMPARE(confirm.question(), "您确认要退出吗？");
+    QCOMPARE(confirm.findChild<QLabel*>("lblQuestion")->text(), confirm.question());
+    QCOMPARE(titleText(&confirm), "客服Tavro");
+    // Enter confirms.
+    QVERIFY(button(&confirm, "btnComfirm")->isDefault());
 
-    MessageWindow captioned(nullptr, QStringLiteral("<b>1</b>"), QStringLiteral("导入"));
-    QCOMPARE(titleText(&captioned), QStringLiteral("导入"));
+    MessageWindow plain(nullptr, "已复制到剪贴板");
+    QCOMPARE(titleText(&plain), "客服Tavro");
+    QCOMPARE(plain.windowTitle(), "客服Tavro");
+
+    MessageWindow captioned(nullptr, "<b>1</b>", "导入");
+    QCOMPARE(titleText(&captioned), "导入");
     // Texts from the data are shown as they are, never as markup.
-    auto* text = captioned.findChild<QLabel*>(QStringLiteral("lblMessage"));
-    QCOMPARE(text->text(), QStringLiteral("<b>1</b>"));
+    auto* text = captioned.findChild<QLabel*>("lblMessage");
+    QCOMPARE(text->text(), "<b>1</b>");
     QCOMPARE(text->textFormat(), Qt::PlainText);
 }
 
@@ -263,34 +256,33 @@ void TestDialogs::entryPointsShowModalWindows()
     QVERIFY(!Dialogs::isRecording());
     QString seen;
     {
-        ModalDriver driver(QStringLiteral("frmComfirm"), [&](QWidget* w) {
-            seen = w->findChild<QLabel*>(QStringLiteral("lblQuestion"))->text();
+        ModalDriver driver("frmComfirm", [&](QWidget* w) {
+            seen = w->findChild<QLabel*>("lblQuestion")->text();
             QTest::mouseClick(button(w, "btnComfirm"), Qt::LeftButton);
         });
-        QCOMPARE(Dialogs::confirm(nullptr, QStringLiteral("清空回收站吗？")), true);
+        QCOMPARE(Dialogs::confirm(nullptr, "清空回收站吗？"), true);
         QVERIFY(driver.acted() && !driver.timedOut());
         QVERIFY(driver.wasModal());
-        QCOMPARE(seen, QStringLiteral("清空回收站吗？"));
+        QCOMPARE(seen, "清空回收站吗？");
     }
     {
-        ModalDriver driver(QStringLiteral("frmMessage"), [&](QWidget* w) {
+        ModalDriver driver("frmMessage", [&](QWidget* w) {
             seen = titleText(w);
             QTest::mouseClick(button(w, "btnNo"), Qt::LeftButton);
         });
-        QCOMPARE(Dialogs::askYesNo(nullptr, QStringLiteral("退出吗？"), QStringLiteral("退出")),
-                 false);
+        QCOMPARE(Dialogs::askYesNo(nullptr, "退出吗？", "退出"), false);
         QVERIFY(driver.acted() && !driver.timedOut());
         QVERIFY(driver.wasModal());
-        QCOMPARE(seen, QStringLiteral("退出"));
+        QCOMPARE(seen, "退出");
     }
     {
-        ModalDriver driver(QStringLiteral("frmMessage"), [&](QWidget* w) {
-            seen = w->findChild<QLabel*>(QStringLiteral("lblMessage"))->text();
+        ModalDriver driver("frmMessage", [&](QWidget* w) {
+            seen = w->findChild<QLabel*>("lblMessage")->text();
             QTest::mouseClick(button(w, "btnOK"), Qt::LeftButton);
         });
-        Dialogs::message(nullptr, QStringLiteral("保存成功！"));
+        Dialogs::message(nullptr, "保存成功！");
         QVERIFY(driver.acted() && !driver.timedOut());
-        QCOMPARE(seen, QStringLiteral("保存成功！"));
+        QCOMPARE(seen, "保存成功！");
     }
 }
 
@@ -299,7 +291,7 @@ int main(int argc, char** argv)
     QApplication app(argc, argv);
     if (qEnvironmentVariableIsSet(UnansweredVariable)) {
         Dialogs::setRecording(true);
-        Dialogs::confirm(nullptr, QStringLiteral("没有准备答案的问题"));
+        Dialogs::confirm(nullptr, "没有准备答案的问题");
         return 0; // reached only when the question failed to end the program
     }
     TestDialogs test;

@@ -6,8 +6,13 @@
 #include <windows.h>
 
 // The few things the core's test needs around it: checks that count, a message loop that runs
-// while waiting (our clipboard and hot keys are served through it), and helper processes.
+// while waiting (our clipboard and hot keys are served through it), and the other programs of the
+// test, each a copy of the test program started with a role.
 namespace TestKit {
+
+inline constexpr wchar_t ChatClass[] = L"QuillmateTestChat聊天";
+inline constexpr wchar_t ChatTitle[] = L"粘贴目标 – 客户 ✓";
+inline constexpr wchar_t ClipboardText[] = L"你好，客户 hello";
 
 // Records a failed check of the current test, with the line it is on.
 bool check(bool condition, const char* what, int line);
@@ -20,8 +25,10 @@ void pumpFor(DWORD ms);
 
 bool runningUnderWine();
 
-// A copy of this program started with `role` and arguments; it signals `ready` once set up, and
-// ends when `quit` is signalled (or by itself, for the readers).
+// A copy of this program started in a role: "chat", a chat window with an EDIT control;
+// "holder VK MASK", a program holding a hot key; "read window|nowindow|ole", a clipboard reader
+// that ends by itself, with exit code 0 when it read ClipboardText. It signals `ready` once set
+// up, and ends when `quit` is signalled.
 class Helper {
 public:
     explicit Helper(const std::wstring& arguments);
@@ -39,6 +46,9 @@ private:
     HANDLE m_ready = nullptr;
     HANDLE m_quit = nullptr;
 };
+
+// What a helper does in its role; its exit code.
+int runHelper(HANDLE ready, HANDLE quit, int count, wchar_t** arguments);
 
 // A key message one of our windows got, with whether Ctrl was down for it.
 struct KeyMessage {

@@ -1,6 +1,5 @@
 // The Win32 core against a real Windows API: under wine on Linux, natively on Windows. Each test
 // prints PASS, FAIL or SKIP with its reason; the last line counts them.
-#include "TestHelpers.h"
 #include "TestKit.h"
 #include "TextDataObject.h"
 #include "keys/KeyCodes.h"
@@ -29,6 +28,7 @@ std::string g_skipped;
 
 using Client = Win32ClipboardRequests::Client;
 using KeyPress = Win32Keyboard::KeyPress;
+using Source = Win32WindowWatch::Source;
 
 bool sameRect(const RECT& a, const RECT& b)
 {
@@ -81,21 +81,30 @@ struct ClipboardLog {
 class OurClipboard {
 public:
     explicit OurClipboard(ClipboardLog& log)
-        : m_requests([&log](Client client) {
+        : m_log(log), m_requests([&log](Client client) {
               log.requests.push_back(client);
               log.pending = client;
           })
     {
-        auto* data = new TextDataObject(TestHelpers::ClipboardText);
-        data->onRender = [&log] { log.renderings.push_back(std::exchange(log.pending, {})); };
-        m_set = SUCCEEDED(OleSetClipboard(data));
-        data->Release();
+        renew();
     }
     ~OurClipboard() { OleSetClipboard(nullptr); }
+    // A new data object: the text is rendered again for the next reader.
+    bool renew()
+    {
+        if (m_set)
+            OleSetClipboard(nullptr);
+        auto* data = new TextDataObject(TestKit::ClipboardText);
+        data->onRender = [this] { m_log.renderings.push_back(std::exchange(m_log.pending, {})); };
+        m_set = SUCCEEDED(OleSetClipboard(data));
+        data->Release();
+        return m_set;
+    }
     bool isSet() const { return m_set; }
     const Win32ClipboardRequests& requests() const { return m_requests; }
 
 private:
+    ClipboardLog& m_log;
     Win32ClipboardRequests m_requests;
     bool m_set = false;
 };
@@ -230,12 +239,12 @@ void aCombinationHeldElsewhereIsTaken()
     CHECK(hotKeys.add(1, VK_F10, ModifierMask::Control | ModifierMask::Shift).ok());
 }
 
-void foregroundChanges(Win32WindowWatch::Source source)
+void foregroundChanges(Source source)
 {
     std::vector<HWND> reported;
     Win32WindowWatch watch({[&reported](HWND window) { reported.push_back(window); }, {}, {}},
                            source);
-    CHECK(watch.reportsEvents() == (source == Win32WindowWatch::Source::Events));
+    CHECK(watch.reportsEvents() == (source == Source::Events));
     const HWND ours = TestKit::createWindow(L"QuillmateFront", L"front");
     CHECK(bringToFront(ours));
     TestKit::Helper chat(L"chat");
@@ -247,7 +256,7 @@ void foregroundChanges(Win32WindowWatch::Source source)
     CHECK(Win32Windows::activate(theirs).ok());
     const bool arrived =
         TestKit::pumpUntil([&] { return !reported.empty() && reported.back() == theirs; });
-    if (!arrived && source == Win32WindowWatch::Source::Events && TestKit::runningUnderWine()) {
+    if (!arrived && source == Source::Events && TestKit::runningUnderWine()) {
         DestroyWindow(ours);
         return TestKit::skip("wine sends no EVENT_SYSTEM_FOREGROUND when another window is "
                              "activated; the polling watch below proves the same report");
@@ -265,16 +274,6 @@ void foregroundChanges(Win32WindowWatch::Source source)
     CHECK(gone.outcome == Win32Windows::Activation::Outcome::Gone && !gone.reason.empty());
 }
 
-void foregroundChangesAreReportedByEvents()
-{
-    foregroundChanges(Win32WindowWatch::Source::Events);
-}
-
-void foregroundChangesAreReportedByPolling()
-{
-    foregroundChanges(Win32WindowWatch::Source::Polling);
-}
-
 void aChineseTitleAndClassAreReadAsTheyAre()
 {
     TestKit::Helper chat(L"chat");
@@ -282,8 +281,8 @@ void aChineseTitleAndClassAreReadAsTheyAre()
         return;
     const Win32WindowFacts facts = Win32Windows::read(windowOf(chat.processId()));
     CHECK(facts.isValid());
-    CHECK(facts.className == TestHelpers::ChatClass);
-    CHECK(facts.title == TestHelpers::ChatTitle);
+    CHECK(facts.className == TestKit::ChatClass);
+    CHECK(facts.title == TestKit::ChatTitle);
     CHECK(facts.processId == chat.processId());
     CHECK(facts.visible && !facts.minimized);
 }
@@ -307,7 +306,7 @@ void theFrameIsTheVisibleOne()
     DestroyWindow(window);
 }
 
-void windowChanges(Win32WindowWatch::Source source)
+void windowChanges(Source source)
 {
     std::vector<std::pair<HWND, std::optional<RECT>>> moves;
     std::vector<std::wstring> titles;
@@ -324,7 +323,7 @@ void windowChanges(Win32WindowWatch::Source source)
         return !moves.empty() && moves.back().first == window && moves.back().second &&
                sameRect(*moves.back().second, Win32Windows::visibleFrame(window));
     });
-    if (!moved && source == Win32WindowWatch::Source::Events && TestKit::runningUnderWine()) {
+    if (!moved && source == Source::Events && TestKit::runningUnderWine()) {
         DestroyWindow(window);
         return TestKit::skip("wine sends no EVENT_OBJECT_LOCATIONCHANGE, NAMECHANGE or "
                              "MINIMIZESTART; these hooks can only be proven on Windows");
@@ -340,16 +339,6 @@ void windowChanges(Win32WindowWatch::Source source)
     moves.clear();
     DestroyWindow(window);
     CHECK(TestKit::pumpUntil([&] { return !moves.empty() && !moves.back().second; }));
-}
-
-void windowChangesAreReportedByEvents()
-{
-    windowChanges(Win32WindowWatch::Source::Events);
-}
-
-void windowChangesAreReportedByPolling()
-{
-    windowChanges(Win32WindowWatch::Source::Polling);
 }
 
 // The whole paste: our text on the clipboard, the chat window brought to the front, Ctrl+V, the
@@ -371,7 +360,7 @@ void ctrlVAndEnterPasteIntoTheChatWindow()
     if (CHECK(log.renderings.size() == 1))
         CHECK(log.renderings[0] == Win32ClipboardRequests::clientOfWindow(target));
     CHECK(Win32Keyboard::send({{VK_RETURN, true}, {VK_RETURN, false}}).ok());
-    const std::wstring expected = std::wstring(TestHelpers::ClipboardText) + L"\r\n";
+    const std::wstring expected = std::wstring(TestKit::ClipboardText) + L"\r\n";
     CHECK(TestKit::pumpUntil([&] { return editText(target) == expected; }));
 }
 
@@ -391,11 +380,7 @@ void readersWithoutAWindowAreEachSomeoneUnknown()
     ClipboardLog log;
     OurClipboard clipboard(log);
     for (int reader = 0; reader < 2; ++reader) {
-        OleSetClipboard(nullptr);
-        auto* data = new TextDataObject(TestHelpers::ClipboardText);
-        data->onRender = [&log] { log.renderings.push_back(std::exchange(log.pending, {})); };
-        CHECK(SUCCEEDED(OleSetClipboard(data)));
-        data->Release();
+        CHECK(clipboard.renew());
         CHECK(TestKit::Helper(L"read nowindow").finish() == 0);
     }
     if (CHECK(log.renderings.size() == 2)) {
@@ -434,12 +419,12 @@ constexpr Test Tests[] = {
     {"heldModifiersAreSeen", heldModifiersAreSeen},
     {"aHotKeyFiresOnASynthesisedPress", aHotKeyFiresOnASynthesisedPress},
     {"aCombinationHeldElsewhereIsTaken", aCombinationHeldElsewhereIsTaken},
-    {"foregroundChangesAreReportedByEvents", foregroundChangesAreReportedByEvents},
-    {"foregroundChangesAreReportedByPolling", foregroundChangesAreReportedByPolling},
+    {"foregroundChangesAreReportedByEvents", [] { foregroundChanges(Source::Events); }},
+    {"foregroundChangesAreReportedByPolling", [] { foregroundChanges(Source::Polling); }},
     {"aChineseTitleAndClassAreReadAsTheyAre", aChineseTitleAndClassAreReadAsTheyAre},
     {"theFrameIsTheVisibleOne", theFrameIsTheVisibleOne},
-    {"windowChangesAreReportedByEvents", windowChangesAreReportedByEvents},
-    {"windowChangesAreReportedByPolling", windowChangesAreReportedByPolling},
+    {"windowChangesAreReportedByEvents", [] { windowChanges(Source::Events); }},
+    {"windowChangesAreReportedByPolling", [] { windowChanges(Source::Polling); }},
     {"ctrlVAndEnterPasteIntoTheChatWindow", ctrlVAndEnterPasteIntoTheChatWindow},
     {"aReaderWithAWindowIsNamed", aReaderWithAWindowIsNamed},
     {"readersWithoutAWindowAreEachSomeoneUnknown", readersWithoutAWindowAreEachSomeoneUnknown},
@@ -471,8 +456,8 @@ int main()
             return reinterpret_cast<HANDLE>(
                 static_cast<std::uintptr_t>(std::wcstoull(text, nullptr, 10)));
         };
-        return TestHelpers::run(handle(arguments[2]), handle(arguments[3]), count - 4,
-                                arguments + 4);
+        return TestKit::runHelper(handle(arguments[2]), handle(arguments[3]), count - 4,
+                                  arguments + 4);
     }
     // As Qt sets up its GUI thread: OLE's single-threaded apartment, every monitor's own DPI.
     OleInitialize(nullptr);

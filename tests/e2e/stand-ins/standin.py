@@ -5,45 +5,32 @@ stand-in the same way.
 """
 
 import argparse
+import collections
 import json
 import os
 import re
 import sys
 import threading
-from dataclasses import dataclass
 
-
-@dataclass
-class Geometry:
-    width: int
-    height: int
-    x: int
-    y: int
-
-
-@dataclass
-class Options:
-    class_name: str
-    title: str
-    geometry: Geometry | None
-    log_path: str | None
+Geometry = collections.namedtuple("Geometry", "width height x y")
 
 
 def parse_options(program, argv=None):
+    """class_name, title, geometry (a Geometry or None) and log_path (or None)."""
     parser = argparse.ArgumentParser(prog=program, allow_abbrev=False)
     parser.add_argument("--class", dest="class_name", required=True, metavar="NAME",
                         help="WM_CLASS class name")
     parser.add_argument("--title", required=True, help="window title")
     parser.add_argument("--geometry", metavar="WxH+X+Y", help="size and position of the window")
-    parser.add_argument("--log", metavar="FILE", help="file the events are appended to")
-    args = parser.parse_args(argv)
-    geometry = None
-    if args.geometry is not None:
-        m = re.fullmatch(r"(\d+)x(\d+)([+-]\d+)([+-]\d+)", args.geometry)
+    parser.add_argument("--log", dest="log_path", metavar="FILE",
+                        help="file the events are appended to")
+    options = parser.parse_args(argv)
+    if options.geometry is not None:
+        m = re.fullmatch(r"(\d+)x(\d+)([+-]\d+)([+-]\d+)", options.geometry)
         if not m:
             parser.error("geometry must look like 640x480+100+50")
-        geometry = Geometry(int(m[1]), int(m[2]), int(m[3]), int(m[4]))
-    return Options(args.class_name, args.title, geometry, args.log)
+        options.geometry = Geometry(*(int(v) for v in m.groups()))
+    return options
 
 
 class EventLog:
