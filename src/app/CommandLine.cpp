@@ -39,6 +39,10 @@ QString CommandLine::usage()
         "  init                     准备程序文件夹 (config.ini, assistant.dll, personal.dll, "
         "pylib.dll) 后退出\n"
         "  search 文本 [--kind K]   查询, K 为 W C E S F L P 或 common; 每行: 类型\\t编号\\t名称\n"
+        "  backup [--private] [文件]  备份共享数据库 (--private: 私人数据库); 默认文件在 "
+        "BackupInitPath 或 backup\\ (私人: BackupInitPathPer 或 pbackup\\) 中\n"
+        "  restore [--private] 文件  从备份恢复; 面板运行时不能恢复\n"
+        "  compact [--private]      压缩数据库\n"
         "  --version                显示版本\n"
         "程序文件夹: --data-dir, 否则环境变量 QUILLMATE_HOME, 否则程序旁有 portable 文件时为程序"
         "文件夹, 否则为用户数据文件夹。\n");
@@ -73,6 +77,8 @@ CommandLine CommandLine::parse(const QStringList& arguments)
         }
         if (a == AutoStart::StartedArgument) {
             cl.autoStarted = true;
+        } else if (a == QLatin1String("--private")) {
+            cl.privateStore = true;
         } else if (auto v = valueOf(QStringLiteral("--data-dir"))) {
             cl.dataDir = *v;
         } else if (auto k = valueOf(QStringLiteral("--kind"))) {
@@ -98,9 +104,23 @@ CommandLine CommandLine::parse(const QStringList& arguments)
         cl.searchText = positional.at(1);
     } else if (positional.first() == QLatin1String("search")) {
         cl.error = QStringLiteral("search 需要一个查询文本");
+    } else if (positional.first() == QLatin1String("backup") && positional.size() <= 2) {
+        cl.command = Command::Backup;
+        cl.file = positional.value(1);
+    } else if (positional.first() == QLatin1String("restore") && positional.size() == 2) {
+        cl.command = Command::Restore;
+        cl.file = positional.at(1);
+    } else if (positional.first() == QLatin1String("restore")) {
+        cl.error = QStringLiteral("restore 需要一个备份文件");
+    } else if (positional.first() == QLatin1String("compact") && positional.size() == 1) {
+        cl.command = Command::Compact;
     } else {
         cl.error = QStringLiteral("未知的命令 ") + positional.join(QLatin1Char(' '));
     }
+    const bool onStore = cl.command == Command::Backup || cl.command == Command::Restore ||
+                         cl.command == Command::Compact;
+    if (cl.privateStore && !onStore && cl.error.isEmpty())
+        cl.error = QStringLiteral("--private 只用于 backup, restore, compact");
     if (!kind.isEmpty()) {
         if (cl.command != Command::Search) {
             cl.error = QStringLiteral("--kind 只用于 search");

@@ -8,14 +8,16 @@
 
 // What the user asked for on the command line.
 struct CommandLine {
-    enum class Command { Panel, Version, Init, Search, Help };
+    enum class Command { Panel, Version, Init, Search, Help, Backup, Restore, Compact };
 
     Command command = Command::Panel;
     QString dataDir;
     bool autoStarted = false; // started at login: the panel waits in the tray
     QString searchText;
     SearchMode searchMode = SearchMode::All;
-    QString error; // set when the arguments make no sense; shown with the usage text
+    bool privateStore = false; // backup, restore, compact: the seat's private store
+    QString file;              // backup target or restore source
+    QString error;             // set when the arguments make no sense; shown with the usage text
 
     static CommandLine parse(const QStringList& arguments);
     static QString usage();

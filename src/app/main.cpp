@@ -1,6 +1,7 @@
 #include "app/CommandLine.h"
 #include "app/SingleInstance.h"
 #include "app/Startup.h"
+#include "app/StoreCommands.h"
 #include "data/SearchService.h"
 #include "panel/PanelWindow.h"
 #include "platform/DesktopFactory.h"
@@ -150,6 +151,10 @@ int main(int argc, char* argv[])
     switch (cl.command) {
     case CommandLine::Command::Search:
         return runSearch(startup, cl, out);
+    case CommandLine::Command::Backup:
+    case CommandLine::Command::Restore:
+    case CommandLine::Command::Compact:
+        return StoreCommands::run(startup, cl, out, err);
     default:
         return 0;
     }

@@ -6,6 +6,7 @@
 #include "content/EntryViewWindow.h"
 #include "content/ManagementListWindow.h"
 #include "data/Settings.h"
+#include "maintenance/MaintenanceCommands.h"
 #include "widgets/Dialogs.h"
 
 #include <QMenu>
@@ -13,7 +14,8 @@
 using namespace Qt::StringLiterals;
 
 ContentWindows::ContentWindows(const Services& services, QWidget* owner)
-    : QObject(owner), m_services(services), m_owner(owner)
+    : QObject(owner), m_services(services), m_owner(owner),
+      m_maintenance(new MaintenanceCommands(services, owner))
 {}
 
 ContentWindows::~ContentWindows()
@@ -156,5 +158,8 @@ QMenu* ContentWindows::managementMenu(QWidget* parent)
             connect(action, &QAction::triggered, this, [this, kind] { openManagementList(kind); });
         }
     }
+    menu->addSeparator();
+    m_maintenance->addCustomSort(menu, m_services.user().isAdministrator);
+    m_maintenance->addStoreCommands(menu, StoreId::Assistant, m_services.user().isAdministrator);
     return menu;
 }

@@ -8,6 +8,7 @@
 #include <QPointer>
 
 class EntryDialog;
+class MaintenanceCommands;
 class EntryViewWindow;
 class ManagementListWindow;
 class QMenu;
@@ -36,9 +37,11 @@ public:
     // row was deleted.
     bool deleteFromMenu(ContentKind kind, qint64 id);
 
-    // The management menu of the panel's "管理" button: one entry per list window, enabled for
+    // The management menu of the panel's "管理" button: one entry per list window, the custom
+    // order, and the backup, restore and compaction of the shared store, enabled for
     // administrators only.
     QMenu* managementMenu(QWidget* parent);
+    MaintenanceCommands& maintenance() const { return *m_maintenance; }
 
 public slots:
     // The panel's viewRequested(kind, id).
@@ -51,4 +54,5 @@ private:
     ContentServices m_services;
     QPointer<QWidget> m_owner;
     QHash<int, QPointer<ManagementListWindow>> m_lists;
+    MaintenanceCommands* m_maintenance;
 };

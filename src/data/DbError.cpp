@@ -26,6 +26,12 @@ Error fromQuery(const QSqlError& error)
     return e;
 }
 
+Error described(int number, const QString& description)
+{
+    return Error{QStringLiteral("错误号为：%1\r\n错误描述为：%2").arg(number).arg(description),
+                 number};
+}
+
 Error fromOpen(int number, const QString& description)
 {
     return Error{QStringLiteral("错误号：%1\r\n错误号：%2").arg(number).arg(description), number};

@@ -7,6 +7,7 @@
 #include "data/TreeSection.h"
 #include "hotkeys/HotKeyManager.h"
 #include "hotkeys/HotKeyWindow.h"
+#include "maintenance/MaintenanceCommands.h"
 #include "panel/BottomQueryBar.h"
 #include "panel/EdgeGrip.h"
 #include "panel/EntryView.h"
@@ -163,6 +164,15 @@ PanelWindow::PanelWindow(const Services& services, QWidget* parent)
     connect(settingsCommand, &QAction::triggered, this, &PanelWindow::openSettingsWindow);
     m_panelTray->addCommands(
         {menu()->findChild<QAction*>(QStringLiteral("mnuPassword")), hotKeys, settingsCommand});
+    // The private store is the seat's own: every user keeps it.
+    menu()->addSeparator();
+    m_editing->windows().maintenance().addStoreCommands(menu(), StoreId::Personal, true);
+    connect(&m_editing->windows().maintenance(), &MaintenanceCommands::restartRequired, this,
+            [this] {
+                m_exiting = true;
+                m_tray->hide();
+                emit exitConfirmed();
+            });
     m_panelTray->setHotKeys(m_ctx.settings.flag(Setting::StartHotKey));
     // A new text size applies to every window at once, the panel's lists included.
     connect(&m_ctx.settings, &Settings::changed, this, [this](Setting s) {

@@ -1,0 +1,127 @@
+#include "app/SingleInstance.h"
+
+#include <QDir>
+#include <QLockFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Run {
+    int code = -1;
+    QString out;
+    QString err;
+};
+
+Run quillmate(const QString& root, const QStringList& args)
+{
+    QProcess p;
+    p.start(QStringLiteral(QUILLMATE_EXE), QStringList{"--data-dir", root} + args);
+    Run r;
+    if (!p.waitForFinished(60000))
+        return r;
+    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
+    r.out = QString::fromUtf8(p.readAllStandardOutput());
+    r.err = QString::fromUtf8(p.readAllStandardError());
+    return r;
+}
+
+int phrases(const QString& store)
+{
+    int n = -1;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "count");
+        db.setDatabaseName(store);
+        QSqlQuery q(db);
+        if (db.open() && q.exec("SELECT count(*) FROM simple") && q.next())
+            n = q.value(0).toInt();
+    }
+    QSqlDatabase::removeDatabase("count");
+    return n;
+}
+
+bool addPhrase(const QString& store)
+{
+    bool ok = false;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "add");
+        db.setDatabaseName(store);
+        ok = db.open() && QSqlQuery(db).exec("INSERT INTO simple (name) VALUES ('added')");
+    }
+    QSqlDatabase::removeDatabase("add");
+    return ok;
+}
+
+} // namespace
+
+class TestStoreCli : public QObject {
+    Q_OBJECT
+private slots:
+    void backupRestoreAndCompactFromTheCommandLine();
+    void wrongUseIsTwo();
+};
+
+void TestStoreCli::backupRestoreAndCompactFromTheCommandLine()
+{
+    QTemporaryDir dir;
+    const QString root = dir.path();
+    const QString store = dir.filePath("assistant.dll");
+    QCOMPARE(quillmate(root, {"init"}).code, 0);
+
+    // Without a file the backup lands in backup/ (pbackup/ for the private store) under its name.
+    Run r = quillmate(root, {"backup"});
+    QCOMPARE(r.code, 0);
+    QVERIFY(r.out.startsWith("备份成功!"));
+    const QStringList shared = QDir(root + "/backup").entryList({"Assistant*.bak"});
+    QCOMPARE(shared.size(), 1);
+    QVERIFY(QRegularExpression("^Assistant\\d{14}\\.bak$").match(shared.first()).hasMatch());
+    QCOMPARE(quillmate(root, {"backup", "--private"}).code, 0);
+    QCOMPARE(QDir(root + "/pbackup").entryList({"personal*.bak"}).size(), 1);
+    const QString file = dir.filePath("nightly.bak");
+    QCOMPARE(quillmate(root, {"backup", file}).code, 0);
+
+    QVERIFY(addPhrase(store));
+    const int before = phrases(store);
+
+    // Not while a panel of this folder runs: its lock is held by a live process (this one).
+    {
+        QLockFile panel(SingleInstance::lockPath(root));
+        QVERIFY(panel.tryLock(0));
+        r = quillmate(root, {"restore", file});
+        QCOMPARE(r.code, 1);
+        QVERIFY2(r.err.contains("请先退出程序"), qPrintable(r.err));
+        QCOMPARE(phrases(store), before);
+    }
+    r = quillmate(root, {"restore", "--private", file});
+    QCOMPARE(r.code, 1);
+    QVERIFY2(r.err.startsWith("错误号为："), qPrintable(r.err));
+
+    r = quillmate(root, {"restore", file});
+    QCOMPARE(r.code, 0);
+    QCOMPARE(phrases(store), before - 1);
+
+    r = quillmate(root, {"compact"});
+    QCOMPARE(r.code, 0);
+    QVERIFY(r.out.startsWith("数据压缩完成！"));
+    QCOMPARE(quillmate(root, {"compact", "--private"}).code, 0);
+    QCOMPARE(quillmate(root, {"restore", dir.filePath("missing.bak")}).code, 1);
+}
+
+void TestStoreCli::wrongUseIsTwo()
+{
+    QTemporaryDir dir;
+    for (const QStringList& args : QList<QStringList>{{"restore"},
+                                                      {"backup", "a.bak", "b.bak"},
+                                                      {"compact", "x"},
+                                                      {"search", "x", "--private"}}) {
+        const Run r = quillmate(dir.path(), args);
+        QVERIFY2(r.code == 2, qPrintable(args.join(' ')));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestStoreCli)
+#include "tst_storecli.moc"

@@ -1,0 +1,248 @@
+#include "data/Schema.h"
+#include "data/StoreMaintenance.h"
+#include "support/TestRoot.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QSet>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTest>
+
+namespace {
+
+// The ids of a table in a store file, read on a connection of its own.
+QSet<qint64> idsIn(const QString& path, const QString& table)
+{
+    QSet<qint64> ids;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "reader");
+        db.setDatabaseName(path);
+        if (db.open()) {
+            QSqlQuery q("SELECT id FROM " + table, db);
+            while (q.next())
+                ids.insert(q.value(0).toLongLong());
+        }
+    }
+    QSqlDatabase::removeDatabase("reader");
+    return ids;
+}
+
+QByteArray hashOf(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly)
+               ? QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha256)
+               : QByteArray();
+}
+
+QProcess* child(const QString& root, const QStringList& args,
+                const QList<std::pair<QString, QString>>& env = {})
+{
+    auto* p = new QProcess;
+    QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
+    for (const auto& [name, value] : env)
+        e.insert(name, value);
+    p->setProcessEnvironment(e);
+    p->start(QCoreApplication::applicationDirPath() + "/maintenance_child",
+             QStringList{root} + args);
+    return p;
+}
+
+StoreMaintenance shared(const TestRoot& root)
+{
+    return StoreMaintenance(root.store->filePath(StoreId::Assistant), StoreId::Assistant);
+}
+
+} // namespace
+
+class TestMaintenanceFaults : public QObject {
+    Q_OBJECT
+private slots:
+    void backupWhileAnotherSeatWritesHoldsEveryCommit();
+    void restoreRefusesWhatIsNotABackupOfThatStore();
+    void restoreReplacesContentUnderOpenConnections();
+    void compactionKilledHalfwayLeavesAWorkingStore();
+};
+
+void TestMaintenanceFaults::backupWhileAnotherSeatWritesHoldsEveryCommit()
+{
+    TestRoot root;
+    QVERIFY(root.ok());
+    const QString target = root.path("Assistant.bak");
+    QFile old(target);
+    QVERIFY(old.open(QIODevice::WriteOnly) && old.write("an older backup") > 0);
+    old.close();
+
+    std::unique_ptr<QProcess> writer(child(root.dir.path(), {"write", "400"}));
+    QByteArray printed;
+    while (printed.count('\n') < 30 && writer->waitForReadyRead(10000))
+        printed += writer->readAllStandardOutput();
+    // Everything reported before the backup starts is committed and must be in it.
+    printed += writer->readAllStandardOutput();
+    QSet<qint64> committed;
+    for (const QByteArray& line : printed.split('\n')) {
+        if (!line.isEmpty())
+            committed.insert(line.toLongLong());
+    }
+    QVERIFY(committed.size() >= 30);
+
+    const Result<void> r = shared(root).backup(target);
+    QVERIFY2(r.ok(), qPrintable(r.message()));
+    QVERIFY(writer->waitForFinished(60000));
+    QCOMPARE(writer->exitCode(), 0); // the seat was never refused
+
+    QVERIFY(shared(root).check(target).ok());
+    const QSet<qint64> saved = idsIn(target, "simple");
+    QVERIFY2(saved.contains(committed), qPrintable(QString("%1 of %2 committed rows saved")
+                                                       .arg((saved & committed).size())
+                                                       .arg(committed.size())));
+    QVERIFY(saved.size() <= 400);
+    QCOMPARE(QDir(root.dir.path()).entryList({"*.tmp"}, QDir::Files), QStringList());
+}
+
+void TestMaintenanceFaults::restoreRefusesWhatIsNotABackupOfThatStore()
+{
+    TestRoot root;
+    QVERIFY(root.ok());
+    for (int i = 0; i < 300; ++i)
+        root.add(Table::Knowledge,
+                 {{"name", QString("k%1").arg(i)}, {"pic", QByteArray(900, 'p')}});
+    const QString store = root.store->filePath(StoreId::Assistant);
+    const QString good = root.path("good.bak");
+    QVERIFY(shared(root).backup(good).ok());
+
+    const QString damaged = root.path("damaged.bak");
+    QVERIFY(QFile::copy(good, damaged));
+    QFile d(damaged);
+    QVERIFY(d.open(QIODevice::ReadWrite));
+    QVERIFY(d.seek(d.size() / 2));
+    d.write(QByteArray(4096, '\xff'));
+    d.close();
+
+    const QString personal = root.path("personal.bak");
+    QVERIFY(StoreMaintenance(root.store->filePath(StoreId::Personal), StoreId::Personal)
+                .backup(personal)
+                .ok());
+
+    const QString foreign = root.path("foreign.bak");
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "foreign");
+        db.setDatabaseName(foreign);
+        QVERIFY(db.open());
+        QSqlQuery q(db);
+        QVERIFY(q.exec("PRAGMA application_id = 1234"));
+        QVERIFY(q.exec("CREATE TABLE item (id INTEGER)"));
+        QVERIFY(q.exec("CREATE TABLE knowledge (id INTEGER)"));
+    }
+    QSqlDatabase::removeDatabase("foreign");
+
+    const QString text = root.path("notes.bak");
+    QFile t(text);
+    QVERIFY(t.open(QIODevice::WriteOnly) && t.write("not a database at all, just some words") > 0);
+    t.close();
+
+    const QByteArray before = hashOf(store);
+    const QString safety = root.path("safety");
+    QVERIFY(QDir().mkpath(safety));
+    const QList<std::pair<QString, QString>> cases = {{damaged, "已损坏"},
+                                                      {personal, "私人数据库的备份"},
+                                                      {foreign, "属于其他程序"},
+                                                      {text, "不是客服Tavro"},
+                                                      {store, "正在使用"}};
+    for (const auto& [file, why] : cases) {
+        const Result<QString> r = shared(root).restore(file, safety);
+        QVERIFY2(!r.ok(), qPrintable(file));
+        QVERIFY2(r.message().startsWith("错误号为：") && r.message().contains(why),
+                 qPrintable(r.message()));
+        QCOMPARE(hashOf(store), before);
+    }
+    QCOMPARE(QDir(safety).entryList(QDir::Files), QStringList());
+    // The private store refuses a shared backup the same way.
+    QVERIFY(StoreMaintenance(root.store->filePath(StoreId::Personal), StoreId::Personal)
+                .restore(good, safety)
+                .message()
+                .contains("共享数据库的备份"));
+}
+
+void TestMaintenanceFaults::restoreReplacesContentUnderOpenConnections()
+{
+    TestRoot root;
+    QVERIFY(root.ok());
+    const qint64 kept = root.add(Table::Simple, {{"name", "kept"}});
+    const QString backup = root.path("b.bak");
+    QVERIFY(shared(root).backup(backup).ok());
+    const qint64 later = root.add(Table::Simple, {{"name", "later"}});
+    QVERIFY(root.store->remove(Table::Simple, kept).ok());
+    const Result<qint64> version = root.store->dataVersion(StoreId::Assistant);
+    QVERIFY(version.ok());
+
+    const QString safety = root.path("safety");
+    QVERIFY(QDir().mkpath(safety));
+    const Result<QString> r = shared(root).restore(backup, safety);
+    QVERIFY2(r.ok(), qPrintable(r.message()));
+
+    // The open connection stays usable, is told of the change and reads the backup's rows.
+    QVERIFY(root.store->dataVersion(StoreId::Assistant).value() != version.value());
+    QVERIFY(root.store->row(Table::Simple, kept).value().has_value());
+    QVERIFY(!root.store->row(Table::Simple, later).value().has_value());
+    // Ids handed out since the backup are not handed out again.
+    const Result<qint64> next = root.store->insert(Table::Simple, {{"name", "next"}});
+    QVERIFY(next.ok() && next.value() > later);
+    // What was there before is kept aside as a backup of its own.
+    QVERIFY(r.value().startsWith(safety) && r.value().endsWith("_恢复前.bak"));
+    QCOMPARE(idsIn(r.value(), "simple"), QSet<qint64>{later});
+}
+
+void TestMaintenanceFaults::compactionKilledHalfwayLeavesAWorkingStore()
+{
+#ifndef QUILLMATE_CRASH_SHIM
+    QSKIP("the crash shim is preloaded on Linux only");
+#else
+    TestRoot root;
+    QVERIFY(root.ok());
+    QList<qint64> ids;
+    QVERIFY(root.store
+                ->transaction(StoreId::Assistant,
+                              [&]() -> Result<void> {
+                                  for (int i = 0; i < 600; ++i)
+                                      ids << root.add(Table::Knowledge,
+                                                      {{"name", QString("k%1").arg(i)},
+                                                       {"pic", QByteArray(3000, 'p')}});
+                                  for (int i = 0; i < 600; i += 2)
+                                      (void)root.store->remove(Table::Knowledge, ids[i]);
+                                  return {};
+                              })
+                .ok());
+    const QString store = root.store->filePath(StoreId::Assistant);
+    const QSet<qint64> rows = idsIn(store, "knowledge");
+    QCOMPARE(rows.size(), 300);
+    const qint64 before = QFileInfo(store).size();
+
+    // Every write to the store or its journal is a point where a pulled plug can stop it.
+    for (int at : {1, 2, 10, 100, 400}) {
+        std::unique_ptr<QProcess> p(child(root.dir.path(), {"compact"},
+                                          {{"LD_PRELOAD", QUILLMATE_CRASH_SHIM},
+                                           {"QM_CRASH_FILE", "assistant.dll*"},
+                                           {"QM_CRASH_AT", QString::number(at)}}));
+        QVERIFY(p->waitForFinished(30000));
+        QVERIFY2(p->exitStatus() == QProcess::CrashExit,
+                 qPrintable(QString("write %1 never came").arg(at)));
+        const QString shown = QString("killed at write %1").arg(at);
+        Store seat(root.dir.path(), *root.settings);
+        QVERIFY2(seat.open().ok(), qPrintable(shown));
+        QVERIFY2(idsIn(store, "knowledge") == rows, qPrintable(shown));
+        QVERIFY2(shared(root).check(store).ok(), qPrintable(shown));
+    }
+    const Result<StoreMaintenance::Sizes> sizes = shared(root).compact();
+    QVERIFY2(sizes.ok(), qPrintable(sizes.message()));
+    QCOMPARE(sizes->before, before);
+    QVERIFY(sizes->after < before);
+    QCOMPARE(idsIn(store, "knowledge"), rows);
+#endif
+}
+
+QTEST_GUILESS_MAIN(TestMaintenanceFaults)
+#include "tst_maintenancefaults.moc"
