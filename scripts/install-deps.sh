@@ -10,10 +10,11 @@ packages=(
   libicu-dev unicode-data bzip2
   libx11-dev libxtst-dev libxcb1-dev
   libsodium-dev
+  dpkg-dev file fonts-wqy-microhei
 )
 if [[ "${1:-}" == "--test" ]]; then
   packages+=(xvfb xauth openbox x11-utils xdotool python3 python3-gi gir1.2-gtk-3.0 chromium
-            g++-mingw-w64-x86-64-win32 wine64)
+            g++-mingw-w64-x86-64-win32 wine64 debootstrap desktop-file-utils)
 fi
 
 missing=()
