@@ -20,7 +20,8 @@ bool check(bool condition, const char* what, int line);
 void skip(const std::string& reason);
 
 // Runs this thread's messages until `done` or the time is up; true when done.
-bool pumpUntil(const std::function<bool()>& done, DWORD timeoutMs = 5000);
+// Generous: wine under a loaded machine can take seconds to deliver a change.
+bool pumpUntil(const std::function<bool()>& done, DWORD timeoutMs = 15000);
 void pumpFor(DWORD ms);
 
 bool runningUnderWine();
