@@ -23,6 +23,8 @@ Result<void> Startup::run()
         m_warnings << r.message();
     if (Result<void> r = m_pinyin.loadLibFile(m_root.filePath(PinyinFile)); !r)
         m_warnings << r.message();
+    else
+        m_hasPinyin = true;
 
     m_store = std::make_unique<Store>(m_root.folder(), *m_settings);
     m_store->setPinyin(&m_pinyin);

@@ -24,6 +24,9 @@ public:
     const PinyinTable& pinyin() const { return m_pinyin; }
     // Problems that do not stop the program (the pinyin table could not be read, say).
     QStringList warnings() const { return m_warnings; }
+    // Whether the pinyin table is in the program folder and read: without it names get no
+    // initials, which `init` must not report as a prepared folder.
+    bool hasPinyin() const { return m_hasPinyin; }
 
 private:
     DataRoot m_root;
@@ -31,4 +34,5 @@ private:
     std::unique_ptr<Store> m_store;
     PinyinTable m_pinyin;
     QStringList m_warnings;
+    bool m_hasPinyin = false;
 };

@@ -155,6 +155,8 @@ int main(int argc, char* argv[])
     case CommandLine::Command::Restore:
     case CommandLine::Command::Compact:
         return StoreCommands::run(startup, cl, out, err);
+    case CommandLine::Command::Init:
+        return startup.hasPinyin() ? 0 : 1;
     default:
         return 0;
     }

@@ -95,6 +95,15 @@ void TestCli::unwritableRootHasNoConfig()
     const Run r = quillmate({"--data-dir", dir.filePath("file/root"), "init"});
     QVERIFY(r.code != 0);
     QVERIFY2(r.err.contains("配置文件不存在！"), qPrintable(r.err));
+
+    // A program shipped without its pinyin table cannot prepare a folder.
+    const QString lone = dir.filePath("bin/quillmate");
+    QVERIFY(QDir().mkpath(dir.filePath("bin")) && QFile::copy(QUILLMATE_EXE, lone));
+    QProcess p;
+    p.start(lone, {"--data-dir", dir.filePath("seat"), "init"});
+    QVERIFY(p.waitForFinished(60000));
+    QCOMPARE(p.exitCode(), 1);
+    QVERIFY(p.readAllStandardError().contains("pylib.dll"));
 }
 
 void TestCli::sharedStoreLivesInDatabasePath()
