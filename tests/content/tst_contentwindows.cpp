@@ -9,7 +9,9 @@
 #include "platform/fake/FakeDesktop.h"
 #include "send/SendAction.h"
 #include "send/TextComposer.h"
+#include "support/Files.h"
 #include "support/FixtureRows.h"
+#include "support/Gui.h"
 #include "support/TestRoot.h"
 #include "widgets/Dialogs.h"
 
@@ -72,21 +74,17 @@ struct Windows {
 
     QString makeFile(const QString& name, qint64 size) const
     {
-        const QString path = root.dir.filePath("in/" + name);
-        QDir().mkpath(root.dir.filePath("in"));
-        QFile f(path);
-        f.open(QIODevice::WriteOnly);
-        f.write(QByteArray(size, 'x'));
-        return path;
+        QDir().mkpath(root.path("in"));
+        const QString path = root.path("in/" + name);
+        return writeBytes(path, QByteArray(size, 'x')) ? path : QString();
     }
     QString makePicture(const QString& name) const
     {
-        QDir().mkpath(root.dir.filePath("in"));
+        QDir().mkpath(root.path("in"));
         QImage image(8, 6, QImage::Format_RGB32);
         image.fill(Qt::red);
-        const QString path = root.dir.filePath("in/" + name);
-        image.save(path, "PNG");
-        return path;
+        const QString path = root.path("in/" + name);
+        return image.save(path, "PNG") ? path : QString();
     }
     void setIni(const QString& key, const QString& value)
     {
@@ -97,62 +95,28 @@ struct Windows {
     }
 };
 
-QStringList shownTexts()
-{
-    QStringList out;
-    for (const ShownDialog& d : Dialogs::takeShown())
-        out << d.text;
-    return out;
-}
-
-template <class T = QWidget> T* child(QWidget* window, const QString& name)
-{
-    T* w = window->findChild<T*>(name);
-    if (!w)
-        qWarning("no %s in %s", qPrintable(name), qPrintable(window->objectName()));
-    return w;
-}
-
-void click(QWidget* window, const QString& button)
-{
-    QPushButton* b = child<QPushButton>(window, button);
-    QVERIFY(b);
-    b->click();
-}
-
 void type(QWidget* window, const QString& box, const QString& text)
 {
-    if (auto* line = window->findChild<QLineEdit*>(box)) {
+    if (auto* line = window->findChild<QLineEdit*>(box))
         line->setText(text);
-        return;
-    }
-    auto* plain = child<QPlainTextEdit>(window, box);
-    QVERIFY(plain);
-    plain->setPlainText(text);
+    else
+        child<QPlainTextEdit>(window, box)->setPlainText(text);
 }
 
 void choose(QWidget* window, const QString& box, const QString& text)
 {
     auto* combo = child<QComboBox>(window, box);
-    QVERIFY(combo);
     const int at = combo->findText(text);
     QVERIFY2(at >= 0, qPrintable(box + ": " + text));
     combo->setCurrentIndex(at);
 }
 
-QStringList headers(QTreeWidget* list)
+// The texts of a row, or with the header item of the list, its captions.
+QStringList texts(const QTreeWidgetItem* item)
 {
     QStringList out;
-    for (int c = 0; c < list->columnCount(); ++c)
-        out << list->headerItem()->text(c);
-    return out;
-}
-
-QStringList rowTexts(QTreeWidget* list, int row)
-{
-    QStringList out;
-    for (int c = 0; c < list->columnCount(); ++c)
-        out << list->topLevelItem(row)->text(c);
+    for (int c = 0; c < item->treeWidget()->columnCount(); ++c)
+        out << item->text(c);
     return out;
 }
 
@@ -173,15 +137,11 @@ private slots:
     void initTestCase() { Dialogs::setRecording(true); }
     void listWindowsMatchTheGoldenFile();
     void knowledgeListChecksInOrderThenSaves();
-    void listFiltersInPlace();
-    void commonColumnClickTogglesTheMark();
-    void bigCategoryDeleteFollowsTypeDelMode();
-    void smallCategoryDeleteRefusesOrCascades();
+    void listFiltersAndMarksInPlace();
+    void categoryDeleteFollowsTypeDelMode();
     void newDialogFollowsItsSettings();
     void editDialogsWordTheirOwnWay();
-    void racedNameInADialogGetsTheDuplicateMessage();
     void picturesAreTakenBySize();
-    void storedPictureIsShownAndOpened();
     void filesAreTakenBySizeAndNamed();
     void fileEditKeepsBytesAndExportReports();
     void toolPathsAreChosenCheckedAndOpened();
@@ -205,7 +165,7 @@ void TestContentWindows::listWindowsMatchTheGoldenFile()
                 controls << c->objectName();
         }
         controls.sort();
-        shown << list->objectName() + '\t' + headers(list->list()).join(' ') + '\t' +
+        shown << list->objectName() + '\t' + texts(list->list()->headerItem()).join(' ') + '\t' +
                      controls.join(' ');
         QCOMPARE(child<QLabel>(list, "lblCount")->text(), QString("数量：0"));
         // At its first size the window gives the list, not the form, the room: ten rows at least.
@@ -256,7 +216,7 @@ void TestContentWindows::knowledgeListChecksInOrderThenSaves()
     click(win, "btnAdd");
     QCOMPARE(shownTexts(), QStringList{"新增成功!"});
     QCOMPARE(child<QLabel>(win, "lblCount")->text(), QString("数量：1"));
-    QCOMPARE(rowTexts(win->list(), 0).mid(1),
+    QCOMPARE(texts(win->list()->topLevelItem(0)).mid(1),
              (QStringList{"退货流程", "七天无理由", "手机", "华为", ""}));
     QCOMPARE(child<QLineEdit>(win, "txtId")->text(), QString::number(win->selectedId()));
 
@@ -277,14 +237,15 @@ void TestContentWindows::knowledgeListChecksInOrderThenSaves()
     QCOMPARE(win->list()->topLevelItemCount(), 0);
 }
 
-void TestContentWindows::listFiltersInPlace()
+void TestContentWindows::listFiltersAndMarksInPlace()
 {
     Windows w;
     QVERIFY(w.root.ok());
     const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
     const qint64 small = w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
     const qint64 other = w.root.add(Table::Goods, {{"name", "小米"}, {"typeid", big}});
-    w.root.add(Table::Knowledge, {{"name", "Return policy"}, {"goodsid", small}, {"typeid", big}});
+    const qint64 k = w.root.add(Table::Knowledge,
+                                {{"name", "Return policy"}, {"goodsid", small}, {"typeid", big}});
     w.root.add(Table::Knowledge,
                {{"name", "退货 return"}, {"goodsid", other}, {"typeid", big}, {"commonflag", 1}});
     w.root.add(Table::Knowledge, {{"name", "发货"}, {"goodsid", other}, {"typeid", big}});
@@ -309,22 +270,15 @@ void TestContentWindows::listFiltersInPlace()
     child<QCheckBox>(win, "chkCommon")->setChecked(false);
     click(win, "btnQuery");
     QCOMPARE(win->list()->topLevelItemCount(), 2);
-}
 
-void TestContentWindows::commonColumnClickTogglesTheMark()
-{
-    Windows w;
-    QVERIFY(w.root.ok());
-    const qint64 big = w.root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
-    const qint64 small = w.root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
-    const qint64 k =
-        w.root.add(Table::Knowledge, {{"name", "退货"}, {"goodsid", small}, {"typeid", big}});
-    ManagementListWindow* win = w.windows->openManagementList(ContentKind::Knowledge);
+    // A click on the common column toggles the mark of that row at once.
+    choose(win, "cbGoods", "华为");
+    click(win, "btnQuery");
+    QCOMPARE(win->list()->topLevelItemCount(), 1);
     QVERIFY(QTest::qWaitForWindowExposed(win));
     auto common = [&] {
         return w.root.store->row(Table::Knowledge, k).value()->value("commonflag");
     };
-
     clickCell(win->list(), 0, 1);
     QCOMPARE(common().toInt(), 0);
     clickCell(win->list(), 0, 5);
@@ -339,7 +293,9 @@ void TestContentWindows::commonColumnClickTogglesTheMark()
     QCOMPARE(common().toInt(), 0);
 }
 
-void TestContentWindows::bigCategoryDeleteFollowsTypeDelMode()
+// The store's cascades and the texts of every kind are tried in tst_contentstore and
+// tst_contentrules; here the way through the windows of a small and then a big category.
+void TestContentWindows::categoryDeleteFollowsTypeDelMode()
 {
     Windows w;
     QVERIFY(w.root.ok());
@@ -348,6 +304,24 @@ void TestContentWindows::bigCategoryDeleteFollowsTypeDelMode()
     const qint64 k =
         w.root.add(Table::Knowledge, {{"name", "退货"}, {"goodsid", small}, {"commonflag", 1}});
     const qint64 empty = w.root.add(Table::Type, {{"name", "空类"}, {"itemid", 2}});
+    const qint64 other = w.root.add(Table::Goods, {{"name", "分类"}, {"typeid", big}});
+    w.root.add(Table::Knowledge, {{"name", "一"}, {"goodsid", other}});
+    w.root.add(Table::Knowledge, {{"name", "二"}, {"goodsid", other}});
+
+    ManagementListWindow* goods = w.windows->openManagementList(ContentKind::SmallCategory);
+    click(goods, "btnEdit");
+    QCOMPARE(shownTexts(), QStringList{"请选择要编辑的小类!"});
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "0").ok());
+    QVERIFY(goods->selectRow(other));
+    click(goods, "btnDel");
+    QCOMPARE(shownTexts(), QStringList{"请先删除此小类下的所有记录!"});
+    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "1").ok());
+    Dialogs::queueAnswer(true);
+    click(goods, "btnDel");
+    QCOMPARE(shownTexts(), QStringList{"此小类下的所有记录将被一起删除,\r\n您确定要删除此小类吗?"});
+    QCOMPARE(w.root.store->count(Table::Knowledge).value(), 1);
+    QCOMPARE(w.root.store->count(Table::Goods).value(), 1);
+
     KnowledgeTreeModel tree(*w.root.store);
     tree.reload();
     tree.fetchMore(tree.indexForKey("I2"));
@@ -398,32 +372,6 @@ void TestContentWindows::bigCategoryDeleteFollowsTypeDelMode()
     click(win, "btnDel");
     QCOMPARE(shownTexts(), QStringList{"您确认要删除此大类吗?"});
     QCOMPARE(w.root.store->count(Table::Type).value(), 0);
-}
-
-// The other categories take the same way through the window; the store's cascades and the
-// texts of every kind are tried in tst_contentstore and tst_contentrules.
-void TestContentWindows::smallCategoryDeleteRefusesOrCascades()
-{
-    Windows w;
-    QVERIFY(w.root.ok());
-    const qint64 big = w.root.add(Table::Type, {{"name", "大"}, {"itemid", 2}});
-    const qint64 id = w.root.add(Table::Goods, {{"name", "分类"}, {"typeid", big}});
-    w.root.add(Table::Knowledge, {{"name", "一"}, {"goodsid", id}});
-    w.root.add(Table::Knowledge, {{"name", "二"}, {"goodsid", id}});
-
-    ManagementListWindow* win = w.windows->openManagementList(ContentKind::SmallCategory);
-    click(win, "btnEdit");
-    QCOMPARE(shownTexts(), QStringList{"请选择要编辑的小类!"});
-    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "0").ok());
-    QVERIFY(win->selectRow(id));
-    click(win, "btnDel");
-    QCOMPARE(shownTexts(), QStringList{"请先删除此小类下的所有记录!"});
-    QVERIFY(w.root.settings->setValue(Setting::TypeDelMode, "1").ok());
-    Dialogs::queueAnswer(true);
-    click(win, "btnDel");
-    QCOMPARE(shownTexts(), QStringList{"此小类下的所有记录将被一起删除,\r\n您确定要删除此小类吗?"});
-    QCOMPARE(w.root.store->count(Table::Knowledge).value(), 0);
-    QCOMPARE(w.root.store->count(Table::Goods).value(), 0);
 }
 
 void TestContentWindows::newDialogFollowsItsSettings()
@@ -504,12 +452,8 @@ void TestContentWindows::editDialogsWordTheirOwnWay()
              QString("知识库-底部查询-编辑"));
     QCOMPARE(w.windows->openEdit(ContentKind::Personal, 999), nullptr);
     QCOMPARE(shownTexts(), QStringList{"此记录已不存在!"});
-}
 
-void TestContentWindows::racedNameInADialogGetsTheDuplicateMessage()
-{
-    Windows w;
-    QVERIFY(w.root.ok());
+    // A name another seat saved while the dialog was open gets the duplicate message.
     QSqlQuery q(w.root.store->database(StoreId::Assistant));
     QVERIFY(q.exec("CREATE TRIGGER other_seat BEFORE INSERT ON type WHEN NEW.name = '地址' "
                    "BEGIN INSERT INTO type(name, itemid, username) VALUES ('地址', 3, 'o'); END"));
@@ -550,9 +494,9 @@ void TestContentWindows::picturesAreTakenBySize()
     type(dialog, "txtDescribe", "说明");
     click(dialog, "btnConfirm");
     QCOMPARE(shownTexts(), QStringList());
-    const qint64 id = dialog->savedId();
-    QCOMPARE(w.root.store->blob(Table::Knowledge, id).value()->size(), qint64(5.4 * MB));
-    QCOMPARE(w.root.store->row(Table::Knowledge, id).value()->value("extname").toString(),
+    const qint64 saved = dialog->savedId();
+    QCOMPARE(w.root.store->blob(Table::Knowledge, saved).value()->size(), qint64(5.4 * MB));
+    QCOMPARE(w.root.store->row(Table::Knowledge, saved).value()->value("extname").toString(),
              QString("jpeg"));
 
     // The limit is read from the configuration each time.
@@ -564,16 +508,10 @@ void TestContentWindows::picturesAreTakenBySize()
     type(dialog, "txtCaption", "无图");
     click(dialog, "btnConfirm");
     QVERIFY(!w.root.store->blob(Table::Knowledge, dialog->savedId()).value());
-}
 
-void TestContentWindows::storedPictureIsShownAndOpened()
-{
-    Windows w;
-    QVERIFY(w.root.ok());
+    // A stored picture is shown, copied out to be opened, and kept by an edit that leaves it.
     const qint64 category = w.root.add(Table::PersonalType, {{"name", "备忘"}});
-    QFile png(w.makePicture("p.png"));
-    QVERIFY(png.open(QIODevice::ReadOnly));
-    const QByteArray bytes = png.readAll();
+    const QByteArray bytes = readBytes(w.makePicture("p.png"));
     const qint64 id = w.root.add(Table::Personal, {{"name", "便签"},
                                                    {"description", "内容"},
                                                    {"typeid", category},
@@ -586,8 +524,6 @@ void TestContentWindows::storedPictureIsShownAndOpened()
     QVERIFY(!child<QLabel>(edit, "imgPhoto")->pixmap().isNull());
     QTest::mouseClick(child<QLabel>(edit, "lblView"), Qt::LeftButton);
     QCOMPARE(w.desktop.openedPaths(), QStringList{copy});
-
-    // An edit that leaves the picture alone keeps it.
     type(edit, "txtDescribe", "新内容");
     click(edit, "btnConfirm");
     QCOMPARE(w.root.store->blob(Table::Personal, id).value(), std::optional<QByteArray>(bytes));
@@ -817,9 +753,7 @@ void TestContentWindows::panelEntryPoints()
 
     // A picture stored with an entry is copied as a picture.
     const qint64 id = w.root.add(Table::Knowledge, {{"name", "图"}, {"extname", "png"}});
-    QFile png(w.makePicture("k.png"));
-    QVERIFY(png.open(QIODevice::ReadOnly));
-    QVERIFY(w.root.store->setBlob(Table::Knowledge, id, png.readAll()).ok());
+    QVERIFY(w.root.store->setBlob(Table::Knowledge, id, readBytes(w.makePicture("k.png"))).ok());
     EntryViewWindow* view = w.windows->openView(SearchKind::Knowledge, id);
     click(view, "btnCopyPic");
     QCOMPARE(shownTexts(), QStringList{"图片复制成功!"});

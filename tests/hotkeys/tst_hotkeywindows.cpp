@@ -104,11 +104,9 @@ private slots:
     void registrationAndClashes();
     void boxShowsItsSettings();
     void panelKeysPasteTheirEntries();
-    void hotKeyWindowSaves();
-    void hotKeyWindowRefusesRestoresAndCancels();
+    void hotKeyWindowRefusesCancelsAndSaves();
     void contentBoxesShowTitlesOrIds();
-    void selectContentFilters();
-    void selectContentTakesAtMostTen();
+    void selectContentFiltersAndTakesAtMostTen();
 };
 
 void TestHotKeyWindows::captureBoxTakesEveryKey()
@@ -311,15 +309,52 @@ void TestHotKeyWindows::panelKeysPasteTheirEntries()
     QCOMPARE(shownTexts(), QStringList());
 }
 
-void TestHotKeyWindows::hotKeyWindowSaves()
+void TestHotKeyWindows::hotKeyWindowRefusesCancelsAndSaves()
 {
     Rig rig;
     QVERIFY(rig.root.ok());
     rig.setHotKey(1, HotKeyField::SendContent, rig.ids({rig.k1}));
     rig.setHotKey(1, HotKeyField::CaptionDescFlag, "1");
+    rig.setHotKey(2, HotKeyField::SendContent, rig.ids({rig.k2}));
+    rig.setHotKey(2, HotKeyField::CaptionDescFlag, "1");
     HotKeyManager& keys = rig.start();
     keys.enableAll();
-    QCOMPARE(rig.desktop.hotKeys().size(), 12);
+    const auto registered = rig.desktop.hotKeys();
+    QCOMPARE(registered.size(), 12);
+
+    {
+        HotKeyWindow window(keys);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+
+        QTest::keyClick(window.captureBox(2), Qt::Key_F1);
+        click(&window, "btnSave");
+        QCOMPARE(shownTexts(), QStringList{"K2不能重复设置热键！"});
+        QVERIFY(window.isVisible());
+
+        // A modifier still held when saving comes before the duplicate.
+        QTest::keyPress(window.captureBox(5), Qt::Key_Control);
+        click(&window, "btnSave");
+        QCOMPARE(shownTexts(), QStringList{"K5热键输入不全！"});
+        QCOMPARE(rig.storedAssignment(2), (QStringList{"F2", "113", "0", rig.ids({rig.k2}), "1"}));
+
+        click(&window, "btnRestoreDefault");
+        for (int n = 1; n <= 12; ++n) {
+            QCOMPARE(window.captureBox(n)->text(), QString("F%1").arg(n));
+            QCOMPARE(combination(window.captureBox(n)), std::make_pair(111 + n, 0));
+            QVERIFY(window.content(n).isEmpty());
+        }
+        QCOMPARE(child<QLineEdit>(&window, "T2")->text(), "");
+        QVERIFY(!child<QCheckBox>(&window, "chkSendTitleAndDesc2")->isChecked());
+        // Nothing is written until saved.
+        QCOMPARE(rig.storedAssignment(12), (QStringList{"Ctrl + F12", "123", "2", "", "0"}));
+        QCOMPARE(shownTexts(), QStringList());
+
+        click(&window, "btnCancel");
+        QCOMPARE(window.result(), int(QDialog::Rejected));
+        QCOMPARE(rig.desktop.hotKeys(), registered);
+        QCOMPARE(rig.storedAssignment(2), (QStringList{"F2", "113", "0", rig.ids({rig.k2}), "1"}));
+    }
 
     {
         HotKeyWindow window(keys);
@@ -362,50 +397,6 @@ void TestHotKeyWindows::hotKeyWindowSaves()
     QTRY_COMPARE(done.size(), 1);
     QCOMPARE(rig.desktop.pastes().last().text,
              "发货时间" + NL + "48小时" + NL + NL + "保修" + NL + "一年");
-}
-
-void TestHotKeyWindows::hotKeyWindowRefusesRestoresAndCancels()
-{
-    Rig rig;
-    QVERIFY(rig.root.ok());
-    rig.setHotKey(2, HotKeyField::SendContent, rig.ids({rig.k2}));
-    rig.setHotKey(2, HotKeyField::CaptionDescFlag, "1");
-    HotKeyManager& keys = rig.start();
-    keys.enableAll();
-    const auto registered = rig.desktop.hotKeys();
-    QCOMPARE(registered.size(), 12);
-
-    HotKeyWindow window(keys);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-
-    QTest::keyClick(window.captureBox(2), Qt::Key_F1);
-    click(&window, "btnSave");
-    QCOMPARE(shownTexts(), QStringList{"K2不能重复设置热键！"});
-    QVERIFY(window.isVisible());
-
-    // A modifier still held when saving comes before the duplicate.
-    QTest::keyPress(window.captureBox(5), Qt::Key_Control);
-    click(&window, "btnSave");
-    QCOMPARE(shownTexts(), QStringList{"K5热键输入不全！"});
-    QCOMPARE(rig.storedAssignment(2), (QStringList{"F2", "113", "0", rig.ids({rig.k2}), "1"}));
-
-    click(&window, "btnRestoreDefault");
-    for (int n = 1; n <= 12; ++n) {
-        QCOMPARE(window.captureBox(n)->text(), QString("F%1").arg(n));
-        QCOMPARE(combination(window.captureBox(n)), std::make_pair(111 + n, 0));
-        QVERIFY(window.content(n).isEmpty());
-    }
-    QCOMPARE(child<QLineEdit>(&window, "T2")->text(), "");
-    QVERIFY(!child<QCheckBox>(&window, "chkSendTitleAndDesc2")->isChecked());
-    // Nothing is written until saved.
-    QCOMPARE(rig.storedAssignment(12), (QStringList{"Ctrl + F12", "123", "2", "", "0"}));
-    QCOMPARE(shownTexts(), QStringList());
-
-    click(&window, "btnCancel");
-    QCOMPARE(window.result(), int(QDialog::Rejected));
-    QCOMPARE(rig.desktop.hotKeys(), registered);
-    QCOMPARE(rig.storedAssignment(2), (QStringList{"F2", "113", "0", rig.ids({rig.k2}), "1"}));
 }
 
 void TestHotKeyWindows::contentBoxesShowTitlesOrIds()
@@ -476,7 +467,7 @@ QStringList titles(const KnowledgePickModel* model)
 
 } // namespace
 
-void TestHotKeyWindows::selectContentFilters()
+void TestHotKeyWindows::selectContentFiltersAndTakesAtMostTen()
 {
     Library lib;
     QVERIFY(lib.root.ok());
@@ -533,20 +524,16 @@ void TestHotKeyWindows::selectContentFilters()
 
     // A check survives the filter that hid its entry.
     QCOMPARE(model->checkedIds(), QList<qint64>{lib.entries.at(11)});
-}
 
-void TestHotKeyWindows::selectContentTakesAtMostTen()
-{
-    Library lib;
-    QVERIFY(lib.root.ok());
-    SelectContentWindow window(*lib.root.store, {});
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    KnowledgePickModel* model = window.model();
+    // At most ten are taken, in list order whatever the order of checking.
+    title->selectAll();
+    QTest::keyClick(title, Qt::Key_Delete);
+    QCOMPARE(count->text(), "数量：13");
+    QVERIFY(model->setData(model->index(11, KnowledgePickModel::Id), Qt::Unchecked,
+                           Qt::CheckStateRole));
     auto* checked = child<QLabel>(&window, "lblChecked");
-    // Checked in reverse; chosen in list order.
-    for (int row = 10; row >= 0; --row)
-        QVERIFY(model->setData(model->index(row, KnowledgePickModel::Id), Qt::Checked,
+    for (int i = 10; i >= 0; --i)
+        QVERIFY(model->setData(model->index(i, KnowledgePickModel::Id), Qt::Checked,
                                Qt::CheckStateRole));
     QCOMPARE(checked->text(), "已选：11");
     click(&window, "btnOK");

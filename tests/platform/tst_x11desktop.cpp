@@ -33,12 +33,10 @@ private slots:
     void hotKeyFollowsKeyboardMappingChanges();
     void hotKeyHeldByAnotherProgramIsRefused();
     void hotKeyIsRegisteredOnceAndOnlyWhereItCanFire();
-    void vanishedWindowIsInvalid();
-    void openPathTellsMissingFiles();
+    void vanishedWindowsAndFilesAreInvalid();
 
 private:
     bool bringToFront(const StubChatProcess& stub);
-    bool type(const QList<KeyStroke>& keys);
     static QList<KeyStroke> press(int virtualKey, int withModifier = 0);
 
     std::unique_ptr<Desktop> m_desktop;
@@ -134,11 +132,6 @@ bool TestX11Desktop::bringToFront(const StubChatProcess& stub)
                    stub.events("active").last().value("active").toBool();
         },
         WaitMs);
-}
-
-bool TestX11Desktop::type(const QList<KeyStroke>& keys)
-{
-    return m_desktop->sendKeys(keys).ok();
 }
 
 QList<KeyStroke> TestX11Desktop::press(int virtualKey, int withModifier)
@@ -284,7 +277,7 @@ void TestX11Desktop::ctrlVPastesTheClipboard()
     m_a->command("clear");
     QTRY_COMPARE_WITH_TIMEOUT(m_a->text(), QString(), WaitMs);
 
-    QVERIFY(type(press(VirtualKey::V, VirtualKey::Control)));
+    QVERIFY(m_desktop->sendKeys(press(VirtualKey::V, VirtualKey::Control)).ok());
     QCOMPARE(m_probe.pressedKeys(), QList<int>());
     QTRY_COMPARE_WITH_TIMEOUT(m_a->text(), text, WaitMs);
     const QList<QJsonObject> pastes = m_a->events("paste");
@@ -305,12 +298,12 @@ void TestX11Desktop::typesIntoTheForegroundWindowOrNothing()
     // "Hi 1," then Enter, then Ctrl+Enter.
     QList<KeyStroke> keys = press(0x48, VirtualKey::Shift);
     keys << press(0x49) << press(0x20) << press(0x31) << press(0xBC);
-    QVERIFY(type(keys));
+    QVERIFY(m_desktop->sendKeys(keys).ok());
     QCOMPARE(m_probe.pressedKeys(), QList<int>());
     QTRY_COMPARE_WITH_TIMEOUT(m_b->text(), QString("Hi 1,"), WaitMs);
 
-    QVERIFY(type(press(VirtualKey::Enter)));
-    QVERIFY(type(press(VirtualKey::Enter, VirtualKey::Control)));
+    QVERIFY(m_desktop->sendKeys(press(VirtualKey::Enter)).ok());
+    QVERIFY(m_desktop->sendKeys(press(VirtualKey::Enter, VirtualKey::Control)).ok());
     QTRY_COMPARE_WITH_TIMEOUT(m_b->events("enter").size(), qsizetype(2), WaitMs);
     const QList<QJsonObject> enters = m_b->events("enter");
     QCOMPARE(enters.at(0).value("ctrl").toBool(), false);
@@ -333,7 +326,7 @@ void TestX11Desktop::typesIntoTheForegroundWindowOrNothing()
     QCOMPARE(m_desktop->heldModifiers(), 0);
 
     // Whatever the failed call had sent would have arrived before this.
-    QVERIFY(type(press(0x58)));
+    QVERIFY(m_desktop->sendKeys(press(0x58)).ok());
     QTRY_COMPARE_WITH_TIMEOUT(m_b->text(), QString("x"), WaitMs);
     QVERIFY(m_b->events("paste").isEmpty() ||
             m_b->events("paste").last().value("text").toString() != "x");
@@ -342,20 +335,18 @@ void TestX11Desktop::typesIntoTheForegroundWindowOrNothing()
 void TestX11Desktop::heldModifiersFollowTheKeyboard()
 {
     QCOMPARE(m_desktop->heldModifiers(), 0);
-    QVERIFY(xdotool({"keydown", "ctrl"}));
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop->heldModifiers(), ModifierMask::Control, WaitMs);
-    QVERIFY(xdotool({"keydown", "shift"}));
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop->heldModifiers(),
-                              ModifierMask::Control | ModifierMask::Shift, WaitMs);
-    QVERIFY(xdotool({"keydown", "alt"}));
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop->heldModifiers(),
-                              ModifierMask::Control | ModifierMask::Shift | ModifierMask::Alt,
-                              WaitMs);
-    QVERIFY(xdotool({"keyup", "ctrl", "keyup", "shift", "keydown", "super"}));
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop->heldModifiers(), ModifierMask::Alt | ModifierMask::Meta,
-                              WaitMs);
-    QVERIFY(xdotool({"keyup", "alt", "keyup", "super"}));
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop->heldModifiers(), 0, WaitMs);
+    namespace M = ModifierMask;
+    const QList<std::pair<QStringList, int>> steps = {
+        {{"keydown", "ctrl"}, M::Control},
+        {{"keydown", "shift"}, M::Control | M::Shift},
+        {{"keydown", "alt"}, M::Control | M::Shift | M::Alt},
+        {{"keyup", "ctrl", "keyup", "shift", "keydown", "super"}, M::Alt | M::Meta},
+        {{"keyup", "alt", "keyup", "super"}, 0},
+    };
+    for (const auto& [keys, held] : steps) {
+        QVERIFY(xdotool(keys));
+        QTRY_COMPARE_WITH_TIMEOUT(m_desktop->heldModifiers(), held, WaitMs);
+    }
 }
 
 void TestX11Desktop::hotKeyFiresOncePerPress_data()
@@ -524,7 +515,7 @@ void TestX11Desktop::hotKeyIsRegisteredOnceAndOnlyWhereItCanFire()
     // cleanup() lets go of every id.
 }
 
-void TestX11Desktop::vanishedWindowIsInvalid()
+void TestX11Desktop::vanishedWindowsAndFilesAreInvalid()
 {
     StubChatProcess gone("StubChatC", "Soon gone", QRect(200, 600, 300, 200));
     QVERIFY(gone.start());
@@ -539,10 +530,7 @@ void TestX11Desktop::vanishedWindowIsInvalid()
     // An id that no window of the server can have.
     QVERIFY(!m_desktop->window(0x1FFFFFFF).isValid());
     QVERIFY(!m_desktop->window(quint64(1) << 40).isValid());
-}
-
-void TestX11Desktop::openPathTellsMissingFiles()
-{
+    // Nor can a file that is not there be opened.
     QTemporaryDir dir;
     QCOMPARE(m_desktop->openPath(dir.filePath("missing.png")), Desktop::OpenResult::NotFound);
 }
