@@ -1,4 +1,3 @@
-#include "support/FixtureRows.h"
 #include "content/DeletePolicy.h"
 #include "content/EntryValidator.h"
 #include "content/FilePicker.h"
@@ -7,6 +6,7 @@
 #include "content/PathText.h"
 #include "content/SizeRule.h"
 #include "data/IniFile.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 
 #include <QSet>
