@@ -162,7 +162,11 @@ trap cleanup EXIT
 if [[ ! -f "$base" ]]; then
   command -v debootstrap >/dev/null ||
     skip "no base root at $base and debootstrap is not installed (scripts/install-deps.sh --test)"
-  mirror=$(sed -n 's/^URIs: //p' /etc/apt/sources.list.d/debian.sources 2>/dev/null | head -1)
+  # A deb822 source file on an installed system; a debootstrapped one has sources.list only.
+  mirror=$({ sed -n 's/^URIs: //p' /etc/apt/sources.list.d/debian.sources 2>/dev/null ||
+    true; } | head -1)
+  [[ -n "$mirror" ]] || mirror=$({ sed -n 's/^deb \(http[^ ]*\) bookworm .*/\1/p' \
+    /etc/apt/sources.list 2>/dev/null || true; } | head -1)
   mirror=${mirror:-http://deb.debian.org/debian}
   step "debootstrap --variant=minbase bookworm from $mirror (kept as $base)"
   if ! unshare --mount --propagation private \

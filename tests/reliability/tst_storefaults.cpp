@@ -27,6 +27,22 @@ struct Outcome {
 
 using Env = QList<std::pair<QString, QString>>;
 
+// store_child where nobody can run it: the build may lie under a folder only root may enter.
+QString g_nobodyChild;
+
+QString childForNobody()
+{
+    if (g_nobodyChild.isEmpty()) {
+        g_nobodyChild = QDir::temp().filePath(
+            QStringLiteral("quillmate-store-child-%1").arg(QCoreApplication::applicationPid()));
+        QFile::remove(g_nobodyChild);
+        QFile::copy(QCoreApplication::applicationDirPath() + "/store_child", g_nobodyChild);
+        QFile::setPermissions(g_nobodyChild, QFile::permissions(g_nobodyChild) |
+                                                 QFileDevice::ExeOther | QFileDevice::ReadOther);
+    }
+    return g_nobodyChild;
+}
+
 // A store_child process; `limit` caps the size of every file it writes, as a full disk would.
 QProcess* launch(const QString& root, const QStringList& args, const Env& env = {},
                  rlim_t limit = RLIM_INFINITY, bool unprivileged = false)
@@ -36,7 +52,8 @@ QProcess* launch(const QString& root, const QStringList& args, const Env& env = 
     for (const auto& [name, value] : env)
         e.insert(name, value);
 #ifdef QUILLMATE_CRASH_SHIM
-    e.insert("LD_PRELOAD", QStringLiteral(QUILLMATE_CRASH_SHIM));
+    if (!unprivileged)
+        e.insert("LD_PRELOAD", QStringLiteral(QUILLMATE_CRASH_SHIM));
 #endif
     p->setProcessEnvironment(e);
     p->setChildProcessModifier([limit, unprivileged] {
@@ -48,7 +65,9 @@ QProcess* launch(const QString& root, const QStringList& args, const Env& env = 
         if (unprivileged && ::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
             ::_exit(3);
     });
-    p->start(QCoreApplication::applicationDirPath() + "/store_child", QStringList{root} + args);
+    const bool asNobody = unprivileged && ::geteuid() == 0;
+    p->start(asNobody ? childForNobody() : QCoreApplication::applicationDirPath() + "/store_child",
+             QStringList{root} + args);
     return p;
 }
 
@@ -135,6 +154,7 @@ Result<void> addKnowledge(Store& store, int rows, int pictureBytes)
 class TestStoreFaults : public QObject {
     Q_OBJECT
 private slots:
+    void cleanupTestCase() { QFile::remove(g_nobodyChild); }
     void killedMidCommitLosesNothing();
     void killedWhileCreatingBlocksNoLaterStart();
     void fullDiskLeavesNoHalfStore();
