@@ -137,6 +137,15 @@ version=$2
 for tool in chroot unshare mount tar; do
   command -v "$tool" >/dev/null || skip "$tool is not installed"
 done
+# Mounts go into a namespace of their own where one can be made; inside a chroot, whose root is
+# no mount point, it cannot, and the traps that unmount are all there is.
+isolated() {
+  if unshare --mount --propagation private true 2>/dev/null; then
+    unshare --mount --propagation private "$@"
+  else
+    "$@"
+  fi
+}
 shopt -s nullglob
 debs=("$package_dir"/quillmate_"$version"_*.deb)
 shopt -u nullglob
@@ -169,7 +178,7 @@ if [[ ! -f "$base" ]]; then
     /etc/apt/sources.list 2>/dev/null || true; } | head -1)
   mirror=${mirror:-http://deb.debian.org/debian}
   step "debootstrap --variant=minbase bookworm from $mirror (kept as $base)"
-  if ! unshare --mount --propagation private \
+  if ! isolated \
     debootstrap --variant=minbase bookworm "$work/base" "$mirror" >"$work/debootstrap.log" 2>&1; then
     tail -n 5 "$work/debootstrap.log"
     skip "debootstrap could not make a Debian 12 root (no network or mirror)"
@@ -187,7 +196,7 @@ cp "$deb" "$root/tmp/"
 chmod 644 "$root/tmp/$(basename "$deb")"
 
 rc=0
-unshare --mount --propagation private "$0" --inside "$root" "$(basename "$deb")" "$version" || rc=$?
+isolated "$0" --inside "$root" "$(basename "$deb")" "$version" || rc=$?
 [[ $rc -eq 0 ]] || exit $rc
 check_desktop_files "$root"
 step "passed"
