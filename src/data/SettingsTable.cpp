@@ -42,7 +42,7 @@ constexpr std::array<SettingDef, SettingCount> definitions{{
     {Setting::MessageSound, "MessageSound", "1", "1", Flag},
     {Setting::CloseMainNewEditPrompt, "CloseMainNewEditPrompt", "1", "0", FlagUnlessZero},
     {Setting::QueryBarShowFlag, "QueryBarShowFlag", "1", "1", Flag},
-    {Setting::KeepInputFocus, "KeepInputFocus", "1", "1"},
+    {Setting::KeepInputFocus, "KeepInputFocus", "1", "1", Flag},
     {Setting::DatabasePath, "DatabasePath", "", ""},
     {Setting::BackupInitPath, "BackupInitPath", "", ""},
     {Setting::BackupInitPathPer, "BackupInitPathPer", "", ""},

@@ -21,7 +21,7 @@ public:
 
     // Where the Linux entry lives: $XDG_CONFIG_HOME/autostart (~/.config/autostart).
     static QString linuxEntryPath();
-    // The entry's Exec line, quoted as the desktop entry specification asks.
+    // The entry's Exec line, each argument quoted as desktops read Exec lines.
     QString execLine() const;
 
 private:

@@ -65,50 +65,6 @@ QString sendKeyText(SettingsForm::SendKey key)
 
 } // namespace
 
-const QList<Setting>& SettingsForm::boxKeys()
-{
-    using enum Setting;
-    static const QList<Setting> boxes = {
-        StartCommon,
-        StartProductKnowledge,
-        StartGoodsType,
-        StartProduct,
-        StartCompanyAffairs,
-        StartExpress,
-        StartTop,
-        DbClickChat,
-        EndNewLineOne,
-        EndNewLineTwo,
-        SendCaptionDesc,
-        StartHotKey,
-        DefaultShowHotKeyContent,
-        AddHotKeyEndNewLine,
-        QueryShowSimpleFlag,
-        QueryShowFileFlag,
-        QueryShowToolsFlag,
-        QueryShowPersonalFlag,
-        StartLoadSimple,
-        StartLoadFile,
-        StartLoadTools,
-        StartLoadPersonal,
-        TypeDelMode,
-        MainNewAfterFlag,
-        StartLoadQuery,
-        MessageSound,
-        CloseMainNewEditPrompt,
-        QueryBarShowFlag,
-        KeepInputFocus,
-        XiFuQQ,
-        XiFuWeiXin,
-        XiFuQiYeWeiXin,
-        XiFuQianNiu,
-        XiFuWangWang,
-        XiFuDingDing,
-        XiFuBaiduShangQiao,
-    };
-    return boxes;
-}
-
 const QList<Setting>& SettingsForm::keys()
 {
     static const QList<Setting> all = [] {
@@ -119,6 +75,21 @@ const QList<Setting>& SettingsForm::keys()
         return list;
     }();
     return all;
+}
+
+const QList<Setting>& SettingsForm::boxKeys()
+{
+    // Every flag the window writes is a check box.
+    static const QList<Setting> boxes = [] {
+        QList<Setting> list;
+        for (Setting key : keys()) {
+            const ValueKind kind = SettingsTable::def(key).kind;
+            if (kind == ValueKind::Flag || kind == ValueKind::FlagUnlessZero)
+                list << key;
+        }
+        return list;
+    }();
+    return boxes;
 }
 
 SettingsForm SettingsForm::fromValues(const std::function<QString(Setting)>& value)

@@ -110,9 +110,7 @@ void Win32WindowWatch::handle(DWORD event, HWND window)
         titleMayHaveChanged(window);
         break;
     case EVENT_OBJECT_DESTROY:
-        forget(window);
-        if (m_listener.moved)
-            m_listener.moved(window, std::nullopt);
+        reportGone(window);
         break;
     default: // minimised, restored, shown, hidden
         stateMayHaveChanged(window);
@@ -183,12 +181,17 @@ void Win32WindowWatch::foregroundMayHaveChanged()
         m_listener.foregroundChanged(front);
 }
 
+void Win32WindowWatch::reportGone(HWND window)
+{
+    forget(window);
+    if (m_listener.moved)
+        m_listener.moved(window, std::nullopt);
+}
+
 void Win32WindowWatch::frameMayHaveChanged(HWND window)
 {
     if (!IsWindow(window)) {
-        forget(window);
-        if (m_listener.moved)
-            m_listener.moved(window, std::nullopt);
+        reportGone(window);
         return;
     }
     const RECT frame = Win32Windows::visibleFrame(window);
@@ -203,9 +206,7 @@ void Win32WindowWatch::frameMayHaveChanged(HWND window)
 void Win32WindowWatch::stateMayHaveChanged(HWND window)
 {
     if (!IsWindow(window)) {
-        forget(window);
-        if (m_listener.moved)
-            m_listener.moved(window, std::nullopt);
+        reportGone(window);
         return;
     }
     const RECT frame = Win32Windows::visibleFrame(window);

@@ -53,6 +53,8 @@ private:
 
     Win32WindowFacts watch(HWND window, bool requested);
     void forget(HWND window);
+    // A closed window: forgotten and reported as gone.
+    void reportGone(HWND window);
     void foregroundMayHaveChanged();
     void frameMayHaveChanged(HWND window);
     void stateMayHaveChanged(HWND window);
