@@ -2,33 +2,20 @@
 #include "data/Settings.h"
 #include "data/Store.h"
 #include "support/Files.h"
+#include "support/ProgramRun.h"
 
 #include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
 namespace {
 
-struct Run {
-    int code = -1;
-    QString out;
-    QString err;
-};
+using Run = ProgramRun;
 
 Run quillmate(const QStringList& args,
               const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment())
 {
-    QProcess p;
-    p.setProcessEnvironment(env);
-    p.start(QStringLiteral(QUILLMATE_EXE), args);
-    Run r;
-    if (!p.waitForFinished(60000))
-        return r;
-    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-    r.out = QString::fromUtf8(p.readAllStandardOutput());
-    r.err = QString::fromUtf8(p.readAllStandardError());
-    return r;
+    return runProgram(QStringLiteral(QUILLMATE_EXE), args, env);
 }
 
 // Content and modification time of every file in a folder.
@@ -99,11 +86,9 @@ void TestCli::unwritableRootHasNoConfig()
     // A program shipped without its pinyin table cannot prepare a folder.
     const QString lone = dir.filePath("bin/quillmate");
     QVERIFY(QDir().mkpath(dir.filePath("bin")) && QFile::copy(QUILLMATE_EXE, lone));
-    QProcess p;
-    p.start(lone, {"--data-dir", dir.filePath("seat"), "init"});
-    QVERIFY(p.waitForFinished(60000));
-    QCOMPARE(p.exitCode(), 1);
-    QVERIFY(p.readAllStandardError().contains("pylib.dll"));
+    const Run alone = runProgram(lone, {"--data-dir", dir.filePath("seat"), "init"});
+    QCOMPARE(alone.code, 1);
+    QVERIFY(alone.err.contains("pylib.dll"));
 }
 
 void TestCli::sharedStoreLivesInDatabasePath()

@@ -1,8 +1,8 @@
 #include "app/SingleInstance.h"
+#include "support/ProgramRun.h"
 
 #include <QDir>
 #include <QLockFile>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -11,23 +11,11 @@
 
 namespace {
 
-struct Run {
-    int code = -1;
-    QString out;
-    QString err;
-};
+using Run = ProgramRun;
 
 Run quillmate(const QString& root, const QStringList& args)
 {
-    QProcess p;
-    p.start(QStringLiteral(QUILLMATE_EXE), QStringList{"--data-dir", root} + args);
-    Run r;
-    if (!p.waitForFinished(60000))
-        return r;
-    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-    r.out = QString::fromUtf8(p.readAllStandardOutput());
-    r.err = QString::fromUtf8(p.readAllStandardError());
-    return r;
+    return runProgram(QStringLiteral(QUILLMATE_EXE), QStringList{"--data-dir", root} + args);
 }
 
 int phrases(const QString& store)

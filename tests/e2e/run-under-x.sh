@@ -4,6 +4,8 @@
 # end-to-end tests see real windows, focus, key grabs and a window manager that speaks EWMH.
 # Both servers are stopped when the command ends; its exit code is returned.
 set -uo pipefail
+# shellcheck source=SCRIPTDIR/../support/xvfb.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/xvfb.sh"
 
 if [[ $# -lt 1 ]]; then
   echo "usage: $0 COMMAND [ARGS...]" >&2
@@ -44,27 +46,11 @@ trap 'exit 130' INT
 
 # Starts Xvfb and openbox; on failure both are stopped again and it returns 1.
 start_servers() {
-  # -displayfd lets the server pick a free display number itself and write it once it accepts
-  # connections, which avoids racing other servers for /tmp/.X11-unix.
-  : >"$workdir/display"
-  Xvfb -displayfd 3 -screen 0 1600x1000x24 -nolisten tcp 3>"$workdir/display" \
-    >"$workdir/xvfb.log" 2>&1 &
-  xvfb_pid=$!
-  local display=""
-  for _ in $(seq 100); do
-    display=$(head -n 1 "$workdir/display" 2>/dev/null)
-    [[ -n "$display" ]] && break
-    kill -0 "$xvfb_pid" 2>/dev/null || break
-    sleep 0.1
-  done
-  if [[ -z "$display" ]]; then
-    echo "run-under-x: Xvfb did not start" >&2
-    cat "$workdir/xvfb.log" >&2
+  if ! start_xvfb "$workdir"; then
     stop "$xvfb_pid"
     xvfb_pid=""
     return 1
   fi
-  export DISPLAY=":$display"
 
   # openbox gets its own configuration and cache folders so that nothing of the user's is read
   # or written; without a user rc.xml it uses the system default.

@@ -4,6 +4,8 @@
 # then moves the focus itself), in a wine prefix of the build tree. The first run creates the
 # prefix (several seconds). The X server and this prefix's wine server are stopped at the end.
 set -uo pipefail
+# shellcheck source=SCRIPTDIR/../support/xvfb.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/xvfb.sh"
 
 if [[ $# -lt 4 ]]; then
   echo "usage: $0 WINE64 WINESERVER PREFIX PROGRAM.exe [ARGS...]" >&2
@@ -37,22 +39,7 @@ trap cleanup EXIT
 trap 'exit 143' TERM
 trap 'exit 130' INT
 
-Xvfb -displayfd 3 -screen 0 1600x1000x24 -nolisten tcp 3>"$workdir/display" \
-  >"$workdir/xvfb.log" 2>&1 &
-xvfb_pid=$!
-display=""
-for _ in $(seq 100); do
-  display=$(head -n 1 "$workdir/display" 2>/dev/null)
-  [[ -n "$display" ]] && break
-  kill -0 "$xvfb_pid" 2>/dev/null || break
-  sleep 0.1
-done
-if [[ -z "$display" ]]; then
-  echo "run-under-wine: Xvfb did not start" >&2
-  cat "$workdir/xvfb.log" >&2
-  exit 1
-fi
-export DISPLAY=":$display"
+start_xvfb "$workdir" || exit 1
 
 # A prefix left by a run that was killed may have a wine server still attached to it.
 "$wineserver" -k 2>/dev/null
