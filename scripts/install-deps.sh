@@ -9,7 +9,8 @@ packages=(
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite
   libicu-dev unicode-data bzip2
   libx11-dev libxtst-dev libxcb1-dev
-  libsodium-dev
+  libsodium-dev libsqlite3-dev
+  libxlsxwriter-dev libminizip-dev libfreexl-dev
   dpkg-dev file fonts-wqy-microhei
 )
 if [[ "${1:-}" == "--test" ]]; then

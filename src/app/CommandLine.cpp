@@ -43,6 +43,9 @@ QString CommandLine::usage()
         "BackupInitPath 或 backup\\ (私人: BackupInitPathPer 或 pbackup\\) 中\n"
         "  restore [--private] 文件  从备份恢复; 面板运行时不能恢复\n"
         "  compact [--private]      压缩数据库\n"
+        "  export [--private] 文件.xlsx  导出到Excel工作簿 (--private: 只导出工具和私人知识库)\n"
+        "  import [--private] [--dry-run] 文件  从Excel工作簿 (.xlsx 或 .xls) 导入; --dry-run: "
+        "只检查并统计, 不写入\n"
         "  --version                显示版本\n"
         "程序文件夹: --data-dir, 否则环境变量 QUILLMATE_HOME, 否则程序旁有 portable 文件时为程序"
         "文件夹, 否则为用户数据文件夹。\n");
@@ -79,6 +82,8 @@ CommandLine CommandLine::parse(const QStringList& arguments)
             cl.autoStarted = true;
         } else if (a == QLatin1String("--private")) {
             cl.privateStore = true;
+        } else if (a == QLatin1String("--dry-run")) {
+            cl.dryRun = true;
         } else if (auto v = valueOf(QStringLiteral("--data-dir"))) {
             cl.dataDir = *v;
         } else if (auto k = valueOf(QStringLiteral("--kind"))) {
@@ -114,13 +119,25 @@ CommandLine CommandLine::parse(const QStringList& arguments)
         cl.error = QStringLiteral("restore 需要一个备份文件");
     } else if (positional.first() == QLatin1String("compact") && positional.size() == 1) {
         cl.command = Command::Compact;
+    } else if ((positional.first() == QLatin1String("import") ||
+                positional.first() == QLatin1String("export")) &&
+               positional.size() == 2) {
+        cl.command =
+            positional.first() == QLatin1String("import") ? Command::Import : Command::Export;
+        cl.file = positional.at(1);
+    } else if (positional.first() == QLatin1String("import") ||
+               positional.first() == QLatin1String("export")) {
+        cl.error = positional.first() + QStringLiteral(" 需要一个Excel文件");
     } else {
         cl.error = QStringLiteral("未知的命令 ") + positional.join(QLatin1Char(' '));
     }
     const bool onStore = cl.command == Command::Backup || cl.command == Command::Restore ||
-                         cl.command == Command::Compact;
+                         cl.command == Command::Compact || cl.command == Command::Import ||
+                         cl.command == Command::Export;
     if (cl.privateStore && !onStore && cl.error.isEmpty())
-        cl.error = QStringLiteral("--private 只用于 backup, restore, compact");
+        cl.error = QStringLiteral("--private 只用于 backup, restore, compact, import, export");
+    if (cl.dryRun && cl.command != Command::Import && cl.error.isEmpty())
+        cl.error = QStringLiteral("--dry-run 只用于 import");
     if (!kind.isEmpty()) {
         if (cl.command != Command::Search) {
             cl.error = QStringLiteral("--kind 只用于 search");

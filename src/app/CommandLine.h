@@ -8,15 +8,27 @@
 
 // What the user asked for on the command line.
 struct CommandLine {
-    enum class Command { Panel, Version, Init, Search, Help, Backup, Restore, Compact };
+    enum class Command {
+        Panel,
+        Version,
+        Init,
+        Search,
+        Help,
+        Backup,
+        Restore,
+        Compact,
+        Import,
+        Export
+    };
 
     Command command = Command::Panel;
     QString dataDir;
     bool autoStarted = false; // started at login: the panel waits in the tray
     QString searchText;
     SearchMode searchMode = SearchMode::All;
-    bool privateStore = false; // backup, restore, compact: the seat's private store
-    QString file;              // backup target or restore source
+    bool privateStore = false; // backup, restore, compact, import, export: the private store
+    bool dryRun = false;       // import: check and count, write nothing
+    QString file;              // backup target, restore source, workbook
     QString error;             // set when the arguments make no sense; shown with the usage text
 
     static CommandLine parse(const QStringList& arguments);

@@ -1,4 +1,5 @@
 #include "app/CommandLine.h"
+#include "app/ExchangeCommands.h"
 #include "app/SingleInstance.h"
 #include "app/Startup.h"
 #include "app/StoreCommands.h"
@@ -155,6 +156,9 @@ int main(int argc, char* argv[])
     case CommandLine::Command::Restore:
     case CommandLine::Command::Compact:
         return StoreCommands::run(startup, cl, out, err);
+    case CommandLine::Command::Import:
+    case CommandLine::Command::Export:
+        return ExchangeCommands::run(startup, cl, out, err);
     case CommandLine::Command::Init:
         return startup.hasPinyin() ? 0 : 1;
     default:

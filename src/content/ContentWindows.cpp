@@ -161,5 +161,8 @@ QMenu* ContentWindows::managementMenu(QWidget* parent)
     menu->addSeparator();
     m_maintenance->addCustomSort(menu, m_services.user().isAdministrator);
     m_maintenance->addStoreCommands(menu, StoreId::Assistant, m_services.user().isAdministrator);
+    menu->addSeparator();
+    m_maintenance->addWorkbookCommands(menu, ExchangeScope::Everything,
+                                       m_services.user().isAdministrator);
     return menu;
 }

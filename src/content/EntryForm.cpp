@@ -6,6 +6,7 @@
 #include "content/SizeRule.h"
 #include "data/Columns.h"
 #include "data/Settings.h"
+#include "data/ToolKind.h"
 #include "platform/Desktop.h"
 #include "widgets/Dialogs.h"
 
@@ -87,7 +88,7 @@ QWidget* EntryForm::buildField(const FieldDef& field)
     case FieldType::ToolKind:
         m_toolKind = new QComboBox(this);
         m_toolKind->setObjectName(field.control);
-        m_toolKind->addItems(Kinds::toolKindNames());
+        m_toolKind->addItems(ToolKind::names());
         return m_toolKind;
     case FieldType::Picture:
         return buildPicture(field);

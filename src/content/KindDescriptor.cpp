@@ -495,11 +495,6 @@ std::optional<ContentKind> forSearchKind(SearchKind kind)
     return std::nullopt;
 }
 
-QStringList toolKindNames()
-{
-    return {u"程序"_s, u"文件"_s, u"网址"_s};
-}
-
 QString pictureDialogTitle()
 {
     return u"打开"_s;

@@ -160,9 +160,6 @@ const KindDescriptor& descriptor(ContentKind kind);
 QList<ContentKind> all();
 std::optional<ContentKind> forSearchKind(SearchKind kind);
 
-// The kinds a tool can be, by their stored number.
-QStringList toolKindNames();
-
 // The open dialogs' titles and filters, in the "description|patterns|..." form.
 QString pictureDialogTitle();
 QString pictureFilter();

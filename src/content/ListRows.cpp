@@ -1,5 +1,7 @@
 #include "content/ListRows.h"
 
+#include "data/ToolKind.h"
+
 using namespace Qt::StringLiterals;
 
 bool ListRows::matchesName(const KindDescriptor& kind, const Row& row, const QString& text)
@@ -48,7 +50,7 @@ QString ListRows::cellText(const ListColumn& column, const Row& row)
     case CellFormat::CommonMark:
         return value.toInt() == 1 ? u"√"_s : QString();
     case CellFormat::ToolKind: {
-        const QStringList names = Kinds::toolKindNames();
+        const QStringList names = ToolKind::names();
         const int kind = value.toInt();
         return kind >= 0 && kind < names.size() ? names.at(kind) : QString::number(kind);
     }

@@ -299,6 +299,18 @@ Result<void> Store::transaction(StoreId store, const std::function<Result<void>(
         return result;
     }
     const QList<Pending> pending = std::exchange(conn.pending, {});
+    // A bulk write (an import) is told as one reset per table: lists reload once instead of
+    // following thousands of single rows.
+    if (pending.size() > BulkChangeRows) {
+        QList<Table> tables;
+        for (const Pending& p : pending) {
+            if (!tables.contains(p.table))
+                tables << p.table;
+        }
+        for (Table t : std::as_const(tables))
+            emit changed(t, 0, Change::Reset);
+        return {};
+    }
     for (const Pending& p : pending)
         emit changed(p.table, p.id, p.change);
     return {};

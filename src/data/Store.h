@@ -65,6 +65,8 @@ class Store : public QObject {
 public:
     static constexpr int UniqueViolation = 2067; // SQLITE_CONSTRAINT_UNIQUE
     static constexpr int BusyTimeoutMs = 30000;
+    // More changes than this in one transaction are announced as a Reset of each table.
+    static constexpr int BulkChangeRows = 200;
 
     Store(QString rootFolder, const Settings& settings, QObject* parent = nullptr);
     ~Store() override;

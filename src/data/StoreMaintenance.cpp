@@ -11,12 +11,14 @@
 #include <QRandomGenerator>
 #include <QSet>
 #include <QSqlDatabase>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QUrl>
 #include <atomic>
 #include <filesystem>
 #include <optional>
+#include <sqlite3.h>
 #include <system_error>
 
 namespace {
@@ -78,6 +80,43 @@ public:
 private:
     QString m_name;
     std::optional<Error> m_error;
+};
+
+// Lets the long statements of one connection tell their progress and be stopped: SQLite calls
+// back every so many steps of its virtual machine, and a false answer interrupts the statement,
+// which then rolls back like any failed one.
+class Watch {
+public:
+    Watch(const Connection& c, const Progress& progress, std::function<qint64()> measure,
+          qint64 total)
+        : m_progress(progress), m_measure(std::move(measure)), m_total(total)
+    {
+        const QVariant handle = c.db().driver()->handle();
+        if (progress && qstrcmp(handle.typeName(), "sqlite3*") == 0)
+            m_db = *static_cast<sqlite3* const*>(handle.constData());
+        if (m_db)
+            sqlite3_progress_handler(m_db, StepsPerCall, &Watch::call, this);
+    }
+    ~Watch()
+    {
+        if (m_db)
+            sqlite3_progress_handler(m_db, 0, nullptr, nullptr);
+    }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+private:
+    static constexpr int StepsPerCall = 10000;
+    static int call(void* self)
+    {
+        auto* w = static_cast<Watch*>(self);
+        return w->m_progress(w->m_measure ? w->m_measure() : 0, w->m_total) ? 0 : 1;
+    }
+
+    Progress m_progress;
+    std::function<qint64()> m_measure;
+    qint64 m_total;
+    sqlite3* m_db = nullptr;
 };
 
 std::filesystem::path fsPath(const QString& path)
@@ -237,7 +276,7 @@ Result<void> StoreMaintenance::check(const QString& file, bool thorough) const
     return {};
 }
 
-Result<void> StoreMaintenance::backup(const QString& target) const
+Result<void> StoreMaintenance::backup(const QString& target, const Progress& progress) const
 {
     const QFileInfo info(target);
     const QString temp = QStringLiteral("%1/%2.%3.tmp")
@@ -250,6 +289,8 @@ Result<void> StoreMaintenance::backup(const QString& target) const
         // VACUUM INTO reads one consistent snapshot; writers of other seats wait through their
         // busy timeout only while it reads.
         const Connection c(m_path, "rw", m_busyTimeoutMs);
+        const Watch watch(
+            c, progress, [&temp] { return QFileInfo(temp).size(); }, QFileInfo(m_path).size());
         written = c.error()
                       ? Result<void>(*c.error())
                       : c.exec(QStringLiteral("VACUUM INTO ?"), {QDir::toNativeSeparators(temp)});
@@ -318,7 +359,7 @@ Result<QString> StoreMaintenance::restore(const QString& file, const QString& sa
     return safety;
 }
 
-Result<StoreMaintenance::Sizes> StoreMaintenance::compact() const
+Result<StoreMaintenance::Sizes> StoreMaintenance::compact(const Progress& progress) const
 {
     if (Result<void> r = check(m_path, false); !r)
         return r.error();
@@ -330,6 +371,7 @@ Result<StoreMaintenance::Sizes> StoreMaintenance::compact() const
         const Connection c(m_path, "rw", m_busyTimeoutMs);
         if (c.error())
             return *c.error();
+        const Watch watch(c, progress, {}, 0);
         if (Result<void> r = c.exec(QStringLiteral("VACUUM")); !r)
             return r.error();
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/Progress.h"
 #include "data/Result.h"
 #include "data/SettingsTable.h"
 #include "data/Tables.h"
@@ -38,8 +39,9 @@ public:
     static QString initialFolder(const QString& rootFolder, StoreId kind, const QString& setting);
 
     // Writes a snapshot of the store to `target`, replacing a file of that name only once the
-    // snapshot has been checked.
-    Result<void> backup(const QString& target) const;
+    // snapshot has been checked. `progress` hears the bytes written of about the store's size and
+    // may stop the work, which then leaves no file behind. It is called on the working thread.
+    Result<void> backup(const QString& target, const Progress& progress = {}) const;
 
     // Whether `file` is an intact store of this kind. `thorough` also reads every page and
     // opens the file read-only; otherwise it is opened as a seat opens a store in use.
@@ -50,7 +52,8 @@ public:
     // is not part of the content and stays.
     Result<QString> restore(const QString& file, const QString& safetyFolder) const;
 
-    Result<Sizes> compact() const;
+    // `progress` (total unknown) may stop the work: the store is then left as it was.
+    Result<Sizes> compact(const Progress& progress = {}) const;
 
     QString storePath() const { return m_path; }
 

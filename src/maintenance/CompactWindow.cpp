@@ -1,9 +1,9 @@
 #include "maintenance/CompactWindow.h"
 
+#include "maintenance/WorkThread.h"
 #include "widgets/Dialogs.h"
 #include "widgets/TitleBar.h"
 
-#include <QCoreApplication>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -32,8 +32,13 @@ CompactWindow::CompactWindow(StoreMaintenance work, StoreId kind, QWidget* paren
     m_close = new QPushButton(u"关闭"_s, this);
     m_close->setObjectName(u"btnClose"_s);
     connect(m_close, &QPushButton::clicked, this, &QDialog::accept);
+    m_stop = new QPushButton(u"取消"_s, this);
+    m_stop->setObjectName(u"btnStop"_s);
+    m_stop->hide();
+    connect(m_stop, &QPushButton::clicked, this, [this] { m_stopped = true; });
     auto* row = new QHBoxLayout;
     row->addStretch();
+    row->addWidget(m_stop);
     row->addWidget(m_close);
     bodyLayout()->addWidget(m_prompt);
     bodyLayout()->addWidget(m_sizes);
@@ -56,17 +61,18 @@ void CompactWindow::start()
     m_prompt->setText(u"数据压缩中......"_s);
     m_close->setEnabled(false);
     titleBar()->setEnabled(false);
-    // The prompt shows before the work holds the thread.
-    m_prompt->repaint();
-    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    m_stopped = false;
+    m_stop->show();
 
-    const Result<StoreMaintenance::Sizes> sizes = m_work.compact();
+    Result<StoreMaintenance::Sizes> sizes = StoreMaintenance::Sizes{};
+    runOffThread([&] { sizes = m_work.compact([this](qint64, qint64) { return !m_stopped; }); });
+    m_stop->hide();
     m_close->setEnabled(true);
     titleBar()->setEnabled(true);
     m_running = false;
     if (!sizes) {
         m_prompt->setText(u"开始压缩"_s);
-        Dialogs::message(this, sizes.message());
+        Dialogs::message(this, m_stopped ? u"压缩已取消，数据库没有改动。"_s : sizes.message());
         return;
     }
     m_prompt->setText(u"数据压缩完成！"_s);

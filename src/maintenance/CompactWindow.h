@@ -3,11 +3,14 @@
 #include "data/StoreMaintenance.h"
 #include "widgets/FramelessDialog.h"
 
+#include <atomic>
+
 class QLabel;
 class QPushButton;
 
 // frmCompact and frmCompactPer: a click on the prompt compacts the store, the close button
-// waits meanwhile, and the sizes before and after are shown.
+// waits meanwhile (取消 stops the work, leaving the store as it was), and the sizes before and
+// after are shown.
 class CompactWindow : public FramelessDialog {
     Q_OBJECT
 public:
@@ -24,5 +27,7 @@ private:
     QLabel* m_prompt;
     QLabel* m_sizes;
     QPushButton* m_close;
+    QPushButton* m_stop;
     bool m_running = false;
+    std::atomic<bool> m_stopped{false};
 };

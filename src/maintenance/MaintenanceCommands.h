@@ -2,7 +2,8 @@
 
 #include "data/Services.h"
 #include "data/Tables.h"
-#include "maintenance/BackupFilePicker.h"
+#include "exchange/SheetLayout.h"
+#include "maintenance/MaintenanceFilePicker.h"
 
 #include <QObject>
 #include <QPointer>
@@ -10,9 +11,10 @@
 class QMenu;
 class QWidget;
 
-// The backup, restore and compaction commands of the menus. The work itself is
-// StoreMaintenance's; these ask for the files, tell the outcome and, after a restore, ask the
-// program to end, since everything it holds in memory belongs to the old content.
+// The backup, restore, compaction, import and export commands of the menus. The work itself is
+// StoreMaintenance's and the workbook classes'; these ask for the files, show the progress, tell
+// the outcome and, after a restore, ask the program to end, since everything it holds in memory
+// belongs to the old content.
 class MaintenanceCommands : public QObject {
     Q_OBJECT
 public:
@@ -22,6 +24,8 @@ public:
     void addCustomSort(QMenu* menu, bool allowed);
     // 备份, 恢复 and 压缩 of one store, disabled when the user may not run them.
     void addStoreCommands(QMenu* menu, StoreId kind, bool allowed);
+    // 从Excel导入 and 导出到Excel: every kind (both stores), or the private store's two.
+    void addWorkbookCommands(QMenu* menu, ExchangeScope scope, bool allowed);
 
     // True when the backup was written and checked.
     bool backup(StoreId kind);
@@ -29,9 +33,13 @@ public:
     bool restore(StoreId kind);
     void openCompaction(StoreId kind);
     void openCustomSort();
+    // True when rows were imported.
+    bool importWorkbook(ExchangeScope scope);
+    // True when the workbook was written.
+    bool exportWorkbook(ExchangeScope scope);
 
     // Tests hand in a picker that answers without a window; nullptr restores the system's.
-    void setPicker(BackupFilePicker* picker) { m_picker = picker ? picker : &m_systemPicker; }
+    void setPicker(MaintenanceFilePicker* picker) { m_picker = picker ? picker : &m_systemPicker; }
 
 signals:
     void restartRequired();
@@ -41,6 +49,6 @@ private:
 
     Services m_services;
     QPointer<QWidget> m_owner;
-    SystemBackupFilePicker m_systemPicker;
-    BackupFilePicker* m_picker = &m_systemPicker;
+    SystemMaintenanceFilePicker m_systemPicker;
+    MaintenanceFilePicker* m_picker = &m_systemPicker;
 };

@@ -167,6 +167,7 @@ PanelWindow::PanelWindow(const Services& services, QWidget* parent)
     // The private store is the seat's own: every user keeps it.
     menu()->addSeparator();
     m_editing->windows().maintenance().addStoreCommands(menu(), StoreId::Personal, true);
+    m_editing->windows().maintenance().addWorkbookCommands(menu(), ExchangeScope::Private, true);
     connect(&m_editing->windows().maintenance(), &MaintenanceCommands::restartRequired, this,
             [this] {
                 m_exiting = true;

@@ -5,6 +5,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
 namespace {
@@ -34,7 +35,18 @@ MessageWindow::MessageWindow(QWidget* parent, const QString& text, const QString
     m_text->setTextFormat(Qt::PlainText);
     // Agents copy error texts into their reports.
     m_text->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    bodyLayout()->addWidget(m_text, 1);
+    // A long report (the problems found in a workbook, say) scrolls instead of growing past the
+    // screen.
+    if (text.count(u'\n') >= LongTextLines) {
+        auto* area = new QScrollArea(this);
+        area->setObjectName(QStringLiteral("scrMessage"));
+        area->setWidget(m_text);
+        area->setWidgetResizable(true);
+        area->setMinimumSize(480, 320);
+        bodyLayout()->addWidget(area, 1);
+    } else {
+        bodyLayout()->addWidget(m_text, 1);
+    }
 
     auto* row = new QHBoxLayout;
     row->addStretch(1);

@@ -10,6 +10,8 @@ class MessageWindow : public FramelessDialog {
     Q_OBJECT
 public:
     enum class Buttons { Ok, YesNo };
+    // A text of this many lines or more is shown in a scrolling area.
+    static constexpr int LongTextLines = 15;
 
     MessageWindow(QWidget* parent, const QString& text, const QString& caption = {},
                   Buttons buttons = Buttons::Ok);

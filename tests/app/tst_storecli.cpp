@@ -50,6 +50,7 @@ class TestStoreCli : public QObject {
     Q_OBJECT
 private slots:
     void backupRestoreAndCompactFromTheCommandLine();
+    void importAndExportFromTheCommandLine();
     void wrongUseIsTwo();
 };
 
@@ -99,13 +100,42 @@ void TestStoreCli::backupRestoreAndCompactFromTheCommandLine()
     QCOMPARE(quillmate(root, {"restore", dir.filePath("missing.bak")}).code, 1);
 }
 
+void TestStoreCli::importAndExportFromTheCommandLine()
+{
+    QTemporaryDir dir;
+    const QString root = dir.path();
+    const QString book = QStringLiteral(QUILLMATE_FIXTURES "/spreadsheet.xlsx");
+    QCOMPARE(quillmate(root, {"init"}).code, 0);
+
+    Run r = quillmate(root, {"import", "--dry-run", book});
+    QCOMPARE(r.code, 0);
+    QVERIFY2(r.out.startsWith("知识库：新增4条，名称已存在0条，新建分类3个"), qPrintable(r.out));
+    r = quillmate(root, {"import", book});
+    QCOMPARE(r.code, 0);
+    QVERIFY2(r.out.startsWith("成功导入知识库：4条,公司事务：0条,快递：1条!"), qPrintable(r.out));
+
+    const QString out = dir.filePath("out.xlsx");
+    r = quillmate(root, {"export", out});
+    QCOMPARE(r.code, 0);
+    QVERIFY2(r.out.startsWith("成功导出知识库：4条,公司事务：0条,快递：1条,"), qPrintable(r.out));
+    r = quillmate(root, {"import", "--dry-run", out});
+    QCOMPARE(r.code, 0);
+    QVERIFY2(r.out.startsWith("知识库：新增0条，名称已存在4条"), qPrintable(r.out));
+
+    r = quillmate(root, {"import", dir.filePath("config.ini")});
+    QCOMPARE(r.code, 1);
+    QVERIFY2(r.err.contains("不是Excel工作簿"), qPrintable(r.err));
+}
+
 void TestStoreCli::wrongUseIsTwo()
 {
     QTemporaryDir dir;
     for (const QStringList& args : QList<QStringList>{{"restore"},
                                                       {"backup", "a.bak", "b.bak"},
                                                       {"compact", "x"},
-                                                      {"search", "x", "--private"}}) {
+                                                      {"search", "x", "--private"},
+                                                      {"import"},
+                                                      {"export", "a.xlsx", "--dry-run"}}) {
         const Run r = quillmate(dir.path(), args);
         QVERIFY2(r.code == 2, qPrintable(args.join(' ')));
     }
