@@ -1,6 +1,7 @@
 #include "../exchange/BookWriter.h"
 #include "data/Columns.h"
 #include "data/SearchService.h"
+#include "data/Services.h"
 #include "data/StoreMaintenance.h"
 #include "exchange/SheetLayout.h"
 #include "maintenance/CompactWindow.h"
@@ -44,7 +45,9 @@ struct Rig {
     SearchService search{*root.store, *root.settings};
     QWidget owner;
     AnsweringPicker picker;
-    MaintenanceCommands commands{root.services(search, desktop), &owner};
+    MaintenanceCommands commands{
+        {DataRoot(root.dir.path()), *root.settings, *root.store, search, desktop, {"tester", true}},
+        &owner};
     Rig()
     {
         commands.setPicker(&picker);
