@@ -1,6 +1,7 @@
 #include "data/StoreMaintenance.h"
 
 #include "data/DbError.h"
+#include "data/ReplaceFile.h"
 #include "data/Schema.h"
 #include "data/SqliteFile.h"
 #include "data/Store.h"
@@ -16,10 +17,8 @@
 #include <QSqlQuery>
 #include <QUrl>
 #include <atomic>
-#include <filesystem>
 #include <optional>
 #include <sqlite3.h>
-#include <system_error>
 
 namespace {
 
@@ -118,15 +117,6 @@ private:
     qint64 m_total;
     sqlite3* m_db = nullptr;
 };
-
-std::filesystem::path fsPath(const QString& path)
-{
-#ifdef Q_OS_WIN
-    return std::filesystem::path(path.toStdWString());
-#else
-    return std::filesystem::path(QFile::encodeName(path).toStdString());
-#endif
-}
 
 QString kindName(StoreId kind)
 {
@@ -297,14 +287,8 @@ Result<void> StoreMaintenance::backup(const QString& target, const Progress& pro
     }
     if (written)
         written = check(temp);
-    if (written) {
-        std::error_code ec;
-        std::filesystem::rename(fsPath(temp), fsPath(target), ec);
-        if (ec)
-            written = DbError::described(
-                ec.value(), QStringLiteral("无法写入文件 %1：%2")
-                                .arg(shown(target), QString::fromLocal8Bit(ec.message())));
-    }
+    if (written)
+        written = replaceFile(temp, target);
     if (!written)
         QFile::remove(temp);
     return written;

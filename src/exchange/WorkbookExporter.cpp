@@ -2,6 +2,7 @@
 
 #include "data/Columns.h"
 #include "data/DbError.h"
+#include "data/ReplaceFile.h"
 #include "data/Store.h"
 #include "data/ToolKind.h"
 #include "data/TreeSection.h"
@@ -12,7 +13,6 @@
 #include <QRandomGenerator>
 #include <QSqlError>
 #include <QSqlQuery>
-#include <filesystem>
 #include <xlsxwriter.h>
 
 using namespace Qt::StringLiterals;
@@ -69,15 +69,6 @@ QString writeError(const QString& target, lxw_error error)
 {
     return u"无法写入文件 %1：%2"_s.arg(QDir::toNativeSeparators(target),
                                         QString::fromUtf8(lxw_strerror(error)));
-}
-
-std::filesystem::path fsPath(const QString& path)
-{
-#ifdef Q_OS_WIN
-    return std::filesystem::path(path.toStdWString());
-#else
-    return std::filesystem::path(QFile::encodeName(path).toStdString());
-#endif
 }
 
 } // namespace
@@ -169,13 +160,8 @@ Result<ExportReport> WorkbookExporter::run(const QString& target, const Progress
     const lxw_error closed = workbook_close(book);
     if (outcome && !report.cancelled && closed != LXW_NO_ERROR)
         outcome = Error{writeError(target, closed)};
-    if (outcome && !report.cancelled) {
-        std::error_code ec;
-        std::filesystem::rename(fsPath(temp), fsPath(target), ec);
-        if (ec)
-            outcome = Error{u"无法写入文件 %1：%2"_s.arg(QDir::toNativeSeparators(target),
-                                                         QString::fromLocal8Bit(ec.message()))};
-    }
+    if (outcome && !report.cancelled)
+        outcome = replaceFile(temp, target);
     if (!outcome || report.cancelled)
         QFile::remove(temp);
     if (!outcome)
