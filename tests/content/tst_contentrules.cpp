@@ -44,6 +44,15 @@ QString refusal(const std::optional<QString>& refused)
     return refused.value_or("taken");
 }
 
+// Values written "column=value;column=value".
+QVariantMap valuesOf(const QString& text)
+{
+    QVariantMap out;
+    for (const QString& pair : text.split(';', Qt::SkipEmptyParts))
+        out.insert(pair.section('=', 0, 0), pair.section('=', 1));
+    return out;
+}
+
 EntryValues withFile()
 {
     EntryValues v;
@@ -57,27 +66,21 @@ EntryValues withFile()
 class TestContentRules : public QObject {
     Q_OBJECT
 private slots:
-    void checksStopAtTheFirstFailureInOrder_data();
+    void checksStopAtTheFirstFailureInOrder_data() { fixtureData("checks.txt", 2); }
     void checksStopAtTheFirstFailureInOrder();
     void conditionalAndLengthRules();
     void storedFileCountsOnlyWhileKept();
     void megabytesRoundHalfToEven();
     void sizeRefusals();
-    void deleteRulesFollowTypeDelMode_data();
+    void deleteRulesFollowTypeDelMode_data() { fixtureData("delete-texts.txt", 4); }
     void deleteRulesFollowTypeDelMode();
     void pathParts();
     void dialogFilterForTheSystemDialog();
+    void filtersMatchLiterallyAndOnlyWhenSet_data() { fixtureData("list-filters.txt"); }
     void filtersMatchLiterallyAndOnlyWhenSet();
     void listCells();
     void descriptorsNameRealColumnsAndUniqueControls();
 };
-
-void TestContentRules::checksStopAtTheFirstFailureInOrder_data()
-{
-    QTest::addColumn<QStringList>("row");
-    for (const QStringList& row : fixtureRows("checks.txt"))
-        QTest::newRow(qPrintable(row.mid(0, 2).join(' '))) << row;
-}
 
 // A row of checks.txt: the kind, where it is saved, then values set before the first check and
 // each message followed by the values that satisfy it.
@@ -167,13 +170,6 @@ void TestContentRules::sizeRefusals()
     QCOMPARE(refusal(SizeRule::refuseFile(1, 0)), QString("taken"));
 }
 
-void TestContentRules::deleteRulesFollowTypeDelMode_data()
-{
-    QTest::addColumn<QStringList>("row");
-    for (const QStringList& row : fixtureRows("delete-texts.txt"))
-        QTest::newRow(qPrintable(row.mid(0, 4).join(' '))) << row;
-}
-
 // A row of delete-texts.txt: the kind, TypeDelMode, the rows below, where the delete was asked
 // for, whether it is refused, and the text shown.
 void TestContentRules::deleteRulesFollowTypeDelMode()
@@ -217,38 +213,19 @@ void TestContentRules::dialogFilterForTheSystemDialog()
              "所有文件(*.*) (*.*)");
 }
 
+// A row of list-filters.txt: the kind, a row of its table, the whole form or the name typed, and
+// whether the row is kept.
 void TestContentRules::filtersMatchLiterallyAndOnlyWhenSet()
 {
-    const KindDescriptor& k = Kinds::descriptor(ContentKind::Knowledge);
-    const Row row{
-        {"name", "Return 100% refund_policy"}, {"typeid", 2}, {"goodsid", 5}, {"commonflag", 0}};
-    EntryValues f;
-    QVERIFY(ListRows::matches(k, row, f));
-    f.fields = {{"name", "100%"}, {"typeid", 0}, {"goodsid", 0}, {"commonflag", 0}};
-    QVERIFY(ListRows::matches(k, row, f));
-    f.fields.insert("name", "0% R");
-    QVERIFY(ListRows::matches(k, row, f));
-    f.fields.insert("name", "n_p");
-    QVERIFY(!ListRows::matches(k, row, f));
-    f.fields.insert("name", "REFUND_");
-    QVERIFY(ListRows::matches(k, row, f));
-    f.fields.insert("goodsid", 6);
-    QVERIFY(!ListRows::matches(k, row, f));
-    f.fields.insert("goodsid", 5);
-    f.fields.insert("commonflag", 1);
-    QVERIFY(!ListRows::matches(k, row, f));
-
-    // Affairs filter the address as well; a phrase's category does not narrow its list.
-    const KindDescriptor& affair = Kinds::descriptor(ContentKind::Affair);
-    const Row a{{"name", "地址"}, {"flag", 0}, {"url", "https://a.example/x"}};
-    QVERIFY(ListRows::matches(affair, a, EntryValues{{{"url", "A.EXAMPLE"}}, {}, false}));
-    QVERIFY(!ListRows::matches(affair, a, EntryValues{{{"url", "b.example"}}, {}, false}));
-    const KindDescriptor& simple = Kinds::descriptor(ContentKind::Simple);
-    QVERIFY(ListRows::matches(simple, {{"name", "亲"}, {"typeid", 1}},
-                              EntryValues{{{"typeid", 2}}, {}, false}));
-
-    QVERIFY(ListRows::matchesName(k, row, " refund "));
-    QVERIFY(!ListRows::matchesName(k, row, "%%"));
+    QFETCH(QStringList, row);
+    const KindDescriptor* kind = kindNamed(row.at(1));
+    QVERIFY(kind && row.size() == 6);
+    const Row listed = valuesOf(row.at(2));
+    const bool kept =
+        row.at(3) == "name"
+            ? ListRows::matchesName(*kind, listed, row.at(4))
+            : ListRows::matches(*kind, listed, EntryValues{valuesOf(row.at(4)), {}, false});
+    QCOMPARE(kept, row.at(5) == "1");
 }
 
 void TestContentRules::listCells()

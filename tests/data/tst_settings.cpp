@@ -112,6 +112,17 @@ void compareAll(const Settings& settings, const IniMap& expected)
     }
 }
 
+// The setting whose key is written `key` in config.ini; the test fails on an unknown key.
+Setting settingNamed(const QString& key)
+{
+    int setting = 0;
+    while (setting < SettingCount && SettingsTable::key(Setting(setting)) != key)
+        ++setting;
+    if (setting == SettingCount)
+        QTest::qFail(qPrintable("no setting " + key), __FILE__, __LINE__);
+    return Setting(setting);
+}
+
 // Root writes into read-only folders, so permission failures can only be provoked without it.
 bool permissionsAreEnforced()
 {
@@ -162,19 +173,18 @@ private slots:
     void integers_data();
     void integers();
     void flagsReadByTheirKeysRule();
-    void autoPressSendKey_data();
+    void autoPressSendKey_data() { fixtureData("auto-press-send-key.txt"); }
     void autoPressSendKey();
 
     void writeRules_data();
     void writeRules();
-    void failedWriteLeavesTheFile_data();
+    void failedWriteLeavesTheFile_data() { fileThatCannotBeCreated_data(); }
     void failedWriteLeavesTheFile();
 
-    void setValueChangesOnlyItsLine_data();
+    void setValueChangesOnlyItsLine_data() { fixtureData("set-value.txt"); }
     void setValueChangesOnlyItsLine();
     void setHotKeyAndSetValueReadBack();
     void setValueKeepsWhatOthersWrote();
-    void gbkFileIsReadAndRewrittenAsUtf8();
 
 private:
     // A fresh folder for every test; m_path is config.ini in it.
@@ -328,13 +338,9 @@ void TestSettings::integers_data()
     QTest::addColumn<int>("expected");
 
     for (const QStringList& row : fixtureRows("ini-integers.txt")) {
-        const QString key = row.value(1).section('=', 0, 0).trimmed();
-        int setting = 0;
-        while (setting < SettingCount && SettingsTable::key(Setting(setting)) != key)
-            ++setting;
-        QVERIFY2(setting < SettingCount, qPrintable(key));
         QTest::newRow(qPrintable(row.at(0)))
-            << Setting(setting) << row.value(1).toUtf8() << row.value(2).toInt();
+            << settingNamed(row.value(1).section('=', 0, 0).trimmed()) << row.value(1).toUtf8()
+            << row.value(2).toInt();
     }
 }
 
@@ -367,35 +373,15 @@ void TestSettings::flagsReadByTheirKeysRule()
     QCOMPARE(settings.value(Setting::StartTop), "1");
 }
 
-void TestSettings::autoPressSendKey_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<bool>("on");
-    QTest::addColumn<QString>("key");
-
-    const auto row = [](const char* tag, const char* content, bool on, const QString& key) {
-        QTest::newRow(tag) << QByteArray(content) << on << key;
-    };
-    row("on with Ctrl+Enter", "AutoPressSendKey=1|CtrlEnter", true, "CtrlEnter");
-    row("off with Enter", "AutoPressSendKey=0|Enter", false, "Enter");
-    row("flag only", "AutoPressSendKey=1", true, QString());
-    row("empty key", "AutoPressSendKey=1|", true, QString());
-    row("empty", "AutoPressSendKey=", false, QString());
-    row("flag other than 1", "AutoPressSendKey=yes|Enter", false, "Enter");
-    row("absent", "", false, "CtrlEnter");
-}
-
+// A row of auto-press-send-key.txt: the line in [Set], whether the key is pressed, which key.
 void TestSettings::autoPressSendKey()
 {
-    QFETCH(QByteArray, content);
-    QFETCH(bool, on);
-    QFETCH(QString, key);
-
-    QVERIFY(writeBytes(m_path, "[Set]\n" + content + '\n'));
+    QFETCH(QStringList, row);
+    QVERIFY(writeBytes(m_path, "[Set]\n" + row.value(1).toUtf8() + '\n'));
     Settings settings(m_path);
     QVERIFY(settings.load().ok());
-    QCOMPARE(settings.autoPressSendKey().on, on);
-    QCOMPARE(settings.autoPressSendKey().key, key);
+    QCOMPARE(settings.autoPressSendKey().on, row.value(2) == "1");
+    QCOMPARE(settings.autoPressSendKey().key, row.value(3));
 }
 
 void TestSettings::writeRules_data()
@@ -445,15 +431,6 @@ void TestSettings::writeRules()
     QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden), QStringList{"config.ini"});
 }
 
-void TestSettings::failedWriteLeavesTheFile_data()
-{
-    QTest::addColumn<bool>("needsPermissions");
-    QTest::addColumn<QString>("configPath");
-
-    QTest::newRow("folder is a plain file") << false << "blocker/config.ini";
-    QTest::newRow("file in a read-only folder") << true << "locked/config.ini";
-}
-
 void TestSettings::failedWriteLeavesTheFile()
 {
     QFETCH(bool, needsPermissions);
@@ -492,28 +469,12 @@ void TestSettings::failedWriteLeavesTheFile()
     QCOMPARE(ini.readIni("Set", "StartTop", "absent"), before);
 }
 
-void TestSettings::setValueChangesOnlyItsLine_data()
-{
-    QTest::addColumn<Setting>("setting");
-    QTest::addColumn<QString>("value");
-    QTest::addColumn<QString>("line");
-
-    QTest::newRow("flag") << Setting::StartTop << "0"
-                          << "StartTop=0";
-    QTest::newRow("key written with a blank before =") << Setting::DefaultShowHotKeyContent << "0"
-                                                       << "DefaultShowHotKeyContent =0";
-    QTest::newRow("path") << Setting::DatabasePath << "D:\\客服\\数据"
-                          << "DatabasePath=D:\\客服\\数据";
-    QTest::newRow("last key") << Setting::ToolsTitleExtName << "1"
-                              << "ToolsTitleExtName=1";
-}
-
+// A row of set-value.txt: the key, the value set and the line it leaves.
 void TestSettings::setValueChangesOnlyItsLine()
 {
-    QFETCH(Setting, setting);
-    QFETCH(QString, value);
-    QFETCH(QString, line);
-
+    QFETCH(QStringList, row);
+    const Setting setting = settingNamed(row.value(1));
+    const QString value = row.value(2);
     QVERIFY(Settings::ensureFile(m_path).ok());
     Settings settings(m_path);
     QVERIFY(settings.load().ok());
@@ -530,7 +491,7 @@ void TestSettings::setValueChangesOnlyItsLine()
         return l.section('=', 0, 0).trimmed() == key;
     });
     QVERIFY(old != expected.end());
-    *old = line;
+    *old = row.value(3);
     QCOMPARE(readBytes(m_path), joined(expected));
 
     Settings reread(m_path);
@@ -608,27 +569,6 @@ void TestSettings::setValueKeepsWhatOthersWrote()
     QVERIFY(settings.setValue(Setting::Sort, "2").ok());
     QCOMPARE(readBytes(m_path),
              QByteArray("; kept\n[Set]\nStartTop=0\nUnknown=x\nSort=2\n[Extra]\nY=2\n"));
-}
-
-void TestSettings::gbkFileIsReadAndRewrittenAsUtf8()
-{
-    // "D:\客服资料" in GBK; 0xBF cannot begin a UTF-8 sequence, so the file is no UTF-8.
-    const QByteArray gbk = "[Set]\r\nDatabasePath=D:\\\xBF\xCD\xB7\xFE\xD7\xCA\xC1\xCF\r\n"
-                           "StartTop=1\r\n[HotKey]\r\nK1=F1\r\n";
-    const QString folder = "D:\\客服资料";
-    QVERIFY(writeBytes(m_path, gbk));
-    Settings settings(m_path);
-    QVERIFY(settings.load().ok());
-    QCOMPARE(settings.value(Setting::DatabasePath), folder);
-
-    QVERIFY(settings.setValue(Setting::StartTop, "0").ok());
-    QCOMPARE(readBytes(m_path), "[Set]\r\nDatabasePath=" + folder.toUtf8() +
-                                    "\r\nStartTop=0\r\n[HotKey]\r\nK1=F1\r\n");
-
-    Settings reread(m_path);
-    QVERIFY(reread.load().ok());
-    QCOMPARE(reread.value(Setting::DatabasePath), folder);
-    QCOMPARE(reread.value(Setting::StartTop), "0");
 }
 
 QTEST_GUILESS_MAIN(TestSettings)

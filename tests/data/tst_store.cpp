@@ -1,5 +1,6 @@
 #include "data/DbError.h"
 #include "support/Files.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 
 #include <QFileInfo>
@@ -42,7 +43,7 @@ private slots:
     void newRowsStartAtZeroAndCarryUserAndInitials();
     void namesAreUniqueWithoutRegardToCase();
     void idsAreNeverReused();
-    void sortModes_data();
+    void sortModes_data() { fixtureData("sort-modes.txt"); }
     void sortModes();
     void pickersAndLookupsTakeTextAsText();
     void blobsRoundTrip();
@@ -62,25 +63,16 @@ private:
 
 void TestStore::schemaHasEveryTableColumnAndView()
 {
-
     // Kept in a fixture rather than taken from the table descriptions, so a dropped column fails.
-    QFile fixture(QStringLiteral(QUILLMATE_FIXTURES "/store-columns.txt"));
-    QVERIFY(fixture.open(QIODevice::ReadOnly | QIODevice::Text));
-    int relations = 0;
-    while (!fixture.atEnd()) {
-        const QString line = QString::fromUtf8(fixture.readLine()).trimmed();
-        if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
-            continue;
-        const QString store = line.section(QLatin1Char(' '), 0, 0);
-        const QString relation = line.section(QLatin1Char(' '), 1, 1).chopped(1);
+    const QList<QStringList> relations = fixtureRows("store-columns.txt");
+    for (const QStringList& row : relations) {
         const QSqlDatabase db = m_root->store->database(
-            store == QLatin1String("personal") ? StoreId::Personal : StoreId::Assistant);
-        const QStringList columns = columnsOf(db, relation);
-        QVERIFY2(columns == line.section(QLatin1String(": "), 1).split(QLatin1Char(' ')),
-                 qPrintable(relation + ": " + columns.join(QLatin1Char(' '))));
-        ++relations;
+            row.at(0) == QLatin1String("personal") ? StoreId::Personal : StoreId::Assistant);
+        const QStringList columns = columnsOf(db, row.value(1));
+        QVERIFY2(columns == row.value(2).split(' '),
+                 qPrintable(row.value(1) + ": " + columns.join(' ')));
     }
-    QCOMPARE(relations, 21);
+    QCOMPARE(relations.size(), 21);
 
     Query items;
     items.table = Table::Item;
@@ -162,26 +154,11 @@ void TestStore::idsAreNeverReused()
     QVERIFY(m_root->add(Table::Simple, {{"name", "d"}}) > c);
 }
 
-void TestStore::sortModes_data()
-{
-    QTest::addColumn<QString>("sort");
-    QTest::addColumn<QList<int>>("order"); // positions of the inserted rows a, b, c
-
-    // usetime: a 1, b 5, c 1; custom positions: a 3, b 2, c 1.
-    QTest::newRow("1 oldest first") << "1" << QList<int>{0, 1, 2};
-    QTest::newRow("2 newest first") << "2" << QList<int>{2, 1, 0};
-    QTest::newRow("3 most used, ties oldest first") << "3" << QList<int>{1, 0, 2};
-    QTest::newRow("4 custom") << "4" << QList<int>{2, 1, 0};
-    QTest::newRow("0 unknown") << "0" << QList<int>{0, 1, 2};
-    QTest::newRow("5 unknown") << "5" << QList<int>{0, 1, 2};
-    QTest::newRow("empty") << "" << QList<int>{0, 1, 2};
-}
-
+// A row of sort-modes.txt: Sort, and the rows a, b and c in the order listed.
 void TestStore::sortModes()
 {
-    QFETCH(QString, sort);
-    QFETCH(QList<int>, order);
-    QVERIFY(m_root->settings->setValue(Setting::Sort, sort).ok());
+    QFETCH(QStringList, row);
+    QVERIFY(m_root->settings->setValue(Setting::Sort, row.value(1)).ok());
     const qint64 type = m_root->add(Table::SimpleType, {{"name", "t"}});
     QList<qint64> made;
     const QList<std::pair<int, int>> useAndPos = {{1, 3}, {5, 2}, {1, 1}};
@@ -197,8 +174,8 @@ void TestStore::sortModes()
     q.where = {{"typeid", type}};
     q.sortColumn = "typeserialnum";
     QList<qint64> expected;
-    for (int i : order)
-        expected << made[i];
+    for (const QString& i : row.value(2).split(','))
+        expected << made[i.toInt()];
     QCOMPARE(ids(m_root->store->rows(q)), expected);
 }
 

@@ -63,18 +63,12 @@ void TestHotKeysE2e::pressedKeyPastesItsEntries()
     QVERIFY(root.settings->setHotKey(2, HotKeyField::ModKeyCode, "5").ok());
     for (int n : {1, 2})
         QVERIFY(root.settings->setHotKey(n, HotKeyField::SendContent, QString::number(entry)).ok());
-    QVERIFY(root.settings->setValue(Setting::AddHotKeyEndNewLine, "0").ok());
-    QVERIFY(root.settings->setValue(Setting::AutoPressSendKey, "1|Enter").ok());
+    root.set({{Setting::AddHotKeyEndNewLine, "0"}, {Setting::AutoPressSendKey, "1|Enter"}});
 
     std::unique_ptr<Desktop> desktop = createDesktop();
     QVERIFY(desktop->isAvailable());
     SearchService search(*root.store, *root.settings);
-    PanelWindow panel({DataRoot(root.dir.path()),
-                       *root.settings,
-                       *root.store,
-                       search,
-                       *desktop,
-                       {"tester", true}});
+    PanelWindow panel(root.services(search, *desktop));
     panel.show();
     HotKeyManager& hotKeys = panel.hotKeys();
     hotKeys.enableAll();

@@ -25,25 +25,18 @@ namespace {
 struct Rig {
     TestRoot root;
     std::unique_ptr<Desktop> desktop = createDesktop();
-    std::unique_ptr<SearchService> search;
+    SearchService search{*root.store, *root.settings};
     std::unique_ptr<PanelWindow> panel;
     qint64 phrase = 0;
 
     explicit Rig(const QList<std::pair<Setting, QString>>& settings = {})
     {
+        root.set(settings);
         QVERIFY(root.ok());
-        for (const auto& [s, v] : settings)
-            QVERIFY(root.settings->setValue(s, v).ok());
         const qint64 type = root.add(Table::SimpleType, {{"name", "问候"}});
         phrase = root.add(Table::Simple, {{"name", "亲，您好！"}, {"typeid", type}});
         QVERIFY(desktop->isAvailable());
-        search = std::make_unique<SearchService>(*root.store, *root.settings);
-        panel = std::make_unique<PanelWindow>(Services{DataRoot(root.dir.path()),
-                                                       *root.settings,
-                                                       *root.store,
-                                                       *search,
-                                                       *desktop,
-                                                       {"tester", true}});
+        panel = std::make_unique<PanelWindow>(root.services(search, *desktop));
         panel->show();
         QVERIFY(QTest::qWaitForWindowExposed(panel.get()));
         panel->startDocking();

@@ -73,24 +73,17 @@ Q_DECLARE_METATYPE(QList<HotKeySlot>)
 class TestHotKeyRules : public QObject {
     Q_OBJECT
 private slots:
-    void virtualKeys_data();
+    void virtualKeys_data() { fixtureData("virtual-keys.txt", 3); }
     void virtualKeys();
-    void capture_data();
+    void capture_data() { fixtureData("capture.txt"); }
     void capture();
     void saveChecks_data();
     void saveChecks();
     void contentIds();
-    void pressText_data();
+    void pressText_data() { fixtureData("press-text.txt"); }
     void pressText();
     void pressTextEdges();
 };
-
-void TestHotKeyRules::virtualKeys_data()
-{
-    QTest::addColumn<QStringList>("row");
-    for (const QStringList& row : fixtureRows("virtual-keys.txt"))
-        QTest::newRow(qPrintable(row.join(' '))) << row;
-}
 
 // A row of virtual-keys.txt: Qt's key, the modifiers it comes with, the virtual-key code.
 void TestHotKeyRules::virtualKeys()
@@ -107,13 +100,6 @@ void TestHotKeyRules::virtualKeys()
     QVERIFY(modifiers.contains(row.at(1)));
     QCOMPARE(VirtualKeyMap::fromQtKey(key, modifiers.value(row.at(1))),
              row.at(2).toInt(nullptr, 16));
-}
-
-void TestHotKeyRules::capture_data()
-{
-    QTest::addColumn<QStringList>("row");
-    for (const QStringList& row : fixtureRows("capture.txt"))
-        QTest::newRow(qPrintable(row.at(0))) << row;
 }
 
 // A row of capture.txt: a name, the keys played, then the text, key code and modifier mask.
@@ -188,13 +174,6 @@ void TestHotKeyRules::contentIds()
     a.set(11, "6", true);
     QCOMPARE(a.content(11), "6");
     QVERIFY(a.captionFlag(11));
-}
-
-void TestHotKeyRules::pressText_data()
-{
-    QTest::addColumn<QStringList>("row");
-    for (const QStringList& row : fixtureRows("press-text.txt"))
-        QTest::newRow(qPrintable(row.at(0))) << row;
 }
 
 // A row of press-text.txt: a name, the entries chosen (by their place in the store), the key's

@@ -7,7 +7,6 @@
 #include "send/InputWindow.h"
 #include "send/Sender.h"
 #include "send/TextComposer.h"
-#include "support/Files.h"
 #include "support/Gui.h"
 #include "support/TestRoot.h"
 
@@ -17,7 +16,6 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
-#include <QRegularExpression>
 #include <QShortcut>
 #include <QSignalSpy>
 
@@ -102,7 +100,6 @@ private slots:
 
     void captureBoxTakesEveryKey();
     void registrationAndClashes();
-    void boxShowsItsSettings();
     void panelKeysPasteTheirEntries();
     void hotKeyWindowRefusesCancelsAndSaves();
     void contentBoxesShowTitlesOrIds();
@@ -134,14 +131,6 @@ void TestHotKeyWindows::captureBoxTakesEveryKey()
     QCOMPARE(downs.last().at(0).toInt(), 0x41);
     QCOMPARE(ups.last().at(0).toInt(), 0x11);
 
-    QTest::keyClick(&box, Qt::Key_F3);
-    QCOMPARE(box.text(), "F3");
-    QTest::keyPress(&box, Qt::Key_Backspace);
-    QCOMPARE(box.text(), "");
-    QCOMPARE(box.keyCode(), 0);
-    QTest::keyRelease(&box, Qt::Key_Backspace);
-    QCOMPARE(box.text(), "无");
-
     // Combinations the window would take as shortcuts are captured, and nothing is pasted.
     QShortcut shortcut(QKeySequence(Qt::CTRL | Qt::Key_S), &box);
     QSignalSpy shortcutUsed(&shortcut, &QShortcut::activated);
@@ -152,11 +141,6 @@ void TestHotKeyWindows::captureBoxTakesEveryKey()
     QTest::keyClick(&box, Qt::Key_V, Qt::ControlModifier);
     QCOMPARE(box.text(), "Ctrl + V");
     QCOMPARE(combination(&box), std::make_pair(0x56, 2));
-
-    const qsizetype before = downs.size();
-    QTest::keyClick(&box, Qt::Key_Menu);
-    QCOMPARE(box.text(), "Ctrl + V");
-    QCOMPARE(downs.size(), before);
 
     QTest::keyClick(&box, Qt::Key_5, Qt::KeypadModifier);
     QCOMPARE(box.keyCode(), 0x65);
@@ -232,29 +216,6 @@ void TestHotKeyWindows::registrationAndClashes()
     k2->setHotKeyEnabled(true);
     delete k2;
     QVERIFY(desktop.hotKeys().isEmpty());
-}
-
-void TestHotKeyWindows::boxShowsItsSettings()
-{
-    TestRoot root;
-    QVERIFY(root.ok());
-    FakeDesktop desktop;
-    HotKeyBox k3(desktop);
-    k3.load(*root.settings, 3);
-    QCOMPARE(k3.text(), "F3");
-    QCOMPARE(combination(&k3), std::make_pair(114, 0));
-
-    // A file without the key: the box is unset, not the default file's F9.
-    QString text = QString::fromUtf8(readBytes(root.configPath()));
-    text.remove(QRegularExpression("^[Kk]9(KeyCode|ModKeyCode)?=.*\\n",
-                                   QRegularExpression::MultilineOption));
-    QVERIFY(writeBytes(root.configPath(), text.toUtf8()));
-    QVERIFY(root.settings->load().ok());
-    HotKeyBox k9(desktop);
-    k9.setCombination("F9", 120, 2);
-    k9.load(*root.settings, 9);
-    QCOMPARE(k9.text(), "无");
-    QCOMPARE(combination(&k9), std::make_pair(0, 0));
 }
 
 void TestHotKeyWindows::panelKeysPasteTheirEntries()

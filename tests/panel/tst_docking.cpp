@@ -17,7 +17,6 @@ const QList<Setting> clientSwitches = {
     Setting::XiFuQQ,       Setting::XiFuWeiXin,   Setting::XiFuQiYeWeiXin,     Setting::XiFuQianNiu,
     Setting::XiFuWangWang, Setting::XiFuDingDing, Setting::XiFuBaiduShangQiao,
 };
-const QString noClients = "0000000";
 
 void setClients(Settings& settings, const QString& switches)
 {
@@ -64,7 +63,8 @@ WindowInfo weixinWindow(const QRect& frame = chatFrame)
 }
 
 // A chat client, the panel, an editor and a QQ notice window on a desktop at 96 dpi, with a
-// controller following them. Nothing is in front at first.
+// controller following them. Nothing is in front at first. A desktop not `available` gives no
+// access to other windows.
 struct DockRig {
     TestRoot root{false};
     ClosingDesktop desktop;
@@ -76,8 +76,10 @@ struct DockRig {
     QSignalSpy panels{&controller, &DockingController::placePanel};
     QSignalSpy readouts{&controller, &DockingController::foregroundInfo};
 
-    DockRig()
+    explicit DockRig(bool available = true)
     {
+        if (!available)
+            desktop.setUnavailable("no access to other windows");
         chats.rebuild(*root.settings);
         controller.setDpiProvider([](const QRect&) { return 96.0; });
         controller.setPanelWidth(300);
@@ -120,19 +122,18 @@ struct DockRig {
 class TestDocking : public QObject {
     Q_OBJECT
 private slots:
-    void recognition_data();
+    void recognition_data() { fixtureData("chat-windows.txt"); }
     void recognition();
     void rebuildKeepsEarlierRecords();
     void invalidCustomRulesAreReportedAndIgnored();
 
     void barAndPanelBesideChat();
-    void edgeAction_data();
+    void edgeAction_data() { fixtureData("screen-edges.txt"); }
     void edgeAction();
     void dockSwitch();
 
     void chatInFrontBecomesTarget();
     void otherWindowsInFrontKeepTheTarget();
-    void titleChangeMakesAChatWindow();
     void panelFollowsOnlyWhenDocked();
     void queryBarFlagOff();
     void hiddenTarget_data();
@@ -143,13 +144,6 @@ private slots:
     void chatMovesUnreported();
     void unavailableDesktopIsNotFollowed();
 };
-
-void TestDocking::recognition_data()
-{
-    QTest::addColumn<QStringList>("row");
-    for (const QStringList& row : fixtureRows("chat-windows.txt"))
-        QTest::newRow(qPrintable(row.at(0).isEmpty() ? row.at(1) : row.at(0))) << row;
-}
 
 // A row of chat-windows.txt: the client switches, the custom rules, a window's class and title,
 // and what it is recognised as.
@@ -166,13 +160,6 @@ void TestDocking::recognition()
     QCOMPARE(chats.recognizeText(row.at(3), row.at(4)), row.at(5));
     QCOMPARE(chats.recognize(row.at(3), row.at(4)).chat, row.at(5).startsWith("1,"));
     QVERIFY(chats.invalidRules().isEmpty());
-
-    // With every client switched off, a list that never had one recognises nothing.
-    ChatWindowList none;
-    setClients(*root.settings, noClients);
-    none.rebuild(*root.settings);
-    QCOMPARE(none.records(), QString());
-    QCOMPARE(none.recognizeText(row.at(3), row.at(4)), QStringLiteral("0,empty"));
 }
 
 void TestDocking::rebuildKeepsEarlierRecords()
@@ -207,6 +194,13 @@ void TestDocking::rebuildKeepsEarlierRecords()
     QCOMPARE(fresh.records(), QStringLiteral("@WeChatMainWndForPC|微信"));
     QCOMPARE(fresh.recognizeText("TXGuiFoundation", "张三"), QStringLiteral("0,empty"));
     QCOMPARE(fresh.recognizeText("WeChatMainWndForPC", "微信"), QStringLiteral("1,weixin"));
+
+    // With every client switched off, a list that never had one recognises nothing.
+    ChatWindowList none;
+    setClients(settings, "0000000");
+    none.rebuild(settings);
+    QCOMPARE(none.records(), QString());
+    QCOMPARE(none.recognizeText("TXGuiFoundation", "张三"), QStringLiteral("0,empty"));
 }
 
 void TestDocking::invalidCustomRulesAreReportedAndIgnored()
@@ -241,24 +235,15 @@ void TestDocking::invalidCustomRulesAreReportedAndIgnored()
 
 void TestDocking::barAndPanelBesideChat()
 {
+    // At 96 dpi the controller's tests below place them; here a larger scale.
     using DockGeometry::Side;
-    QCOMPARE(DockGeometry::queryBarRect(chatFrame, 30, 96.0), chatBar);
     QCOMPARE(DockGeometry::queryBarRect(chatFrame, 30, 144.0), QRect(109, 641, 782, 30));
-    QCOMPARE(DockGeometry::panelRect(chatFrame, 300, Side::Right, 96.0), chatPanelRight);
-    QCOMPARE(DockGeometry::panelRect(chatFrame, 300, Side::Left, 96.0), chatPanelLeft);
     QCOMPARE(DockGeometry::panelRect(chatFrame, 300, Side::Right, 144.0), QRect(891, 59, 300, 582));
     QCOMPARE(DockGeometry::panelRect(chatFrame, 300, Side::Left, 144.0), QRect(-191, 59, 300, 582));
     // XiFuMainShowPos "1" is the left side, anything else the right.
     QCOMPARE(DockGeometry::panelSide("1"), Side::Left);
     QCOMPARE(DockGeometry::panelSide("2"), Side::Right);
     QCOMPARE(DockGeometry::panelSide(""), Side::Right);
-}
-
-void TestDocking::edgeAction_data()
-{
-    QTest::addColumn<QStringList>("row");
-    for (const QStringList& row : fixtureRows("screen-edges.txt"))
-        QTest::newRow(qPrintable(row.first())) << row;
 }
 
 // A row of screen-edges.txt: a name, the screen's available area, the panel, the cursor, the
@@ -320,11 +305,19 @@ void TestDocking::chatInFrontBecomesTarget()
 {
     DockRig rig;
     QVERIFY(rig.root.ok());
-    rig.desktop.setForeground(Editor);
+    // A QQ notice is no chat window, until its title makes it one.
+    rig.desktop.setForeground(QqDialog);
     QCOMPARE(rig.targets.count(), 0);
     QCOMPARE(rig.readouts.count(), 1);
-    QCOMPARE(rig.readouts.last(), QVariantList({"gedit", "notes.txt"}));
+    QCOMPARE(rig.readouts.last(), QVariantList({"TXGuiFoundation", "提示"}));
+    rig.desktop.addWindow(
+        {QqDialog, "TXGuiFoundation", "张三", QRect(300, 300, 200, 100), true, false});
+    emit rig.desktop.windowTitleChanged(QqDialog, "张三");
+    QCOMPARE(rig.targets.count(), 1);
+    QCOMPARE(rig.targets.last(), QVariantList({QVariant::fromValue(QqDialog), "qq"}));
+    QCOMPARE(rig.readouts.last(), QVariantList({"TXGuiFoundation", "张三"}));
 
+    rig.clearSpies();
     rig.desktop.setForeground(Chat);
     QCOMPARE(rig.targets.count(), 1);
     QCOMPARE(rig.targets.last(), QVariantList({QVariant::fromValue(Chat), "weixin"}));
@@ -370,21 +363,6 @@ void TestDocking::otherWindowsInFrontKeepTheTarget()
     rig.desktop.moveWindow(Chat, chatFrame.translated(10, 0));
     QCOMPARE(rig.lastBar(), chatBar.translated(10, 0));
     QCOMPARE(rig.lastPanel(), chatPanelRight.translated(10, 0));
-}
-
-void TestDocking::titleChangeMakesAChatWindow()
-{
-    DockRig rig;
-    QVERIFY(rig.root.ok());
-    rig.desktop.setForeground(QqDialog);
-    QCOMPARE(rig.targets.count(), 0);
-
-    rig.desktop.addWindow(
-        {QqDialog, "TXGuiFoundation", "张三", QRect(300, 300, 200, 100), true, false});
-    emit rig.desktop.windowTitleChanged(QqDialog, "张三");
-    QCOMPARE(rig.targets.count(), 1);
-    QCOMPARE(rig.targets.last(), QVariantList({QVariant::fromValue(QqDialog), "qq"}));
-    QCOMPARE(rig.readouts.last(), QVariantList({"TXGuiFoundation", "张三"}));
 }
 
 void TestDocking::panelFollowsOnlyWhenDocked()
@@ -548,22 +526,12 @@ void TestDocking::chatMovesUnreported()
 
 void TestDocking::unavailableDesktopIsNotFollowed()
 {
-    TestRoot root(false);
-    QVERIFY(root.ok());
-    FakeDesktop desktop;
-    desktop.setUnavailable("no access to other windows");
-    desktop.addWindow(weixinWindow());
-    ChatWindowList chats;
-    chats.rebuild(*root.settings);
-    DockingController controller(desktop, *root.settings, chats);
-    QSignalSpy targets(&controller, &DockingController::targetChanged);
-    QSignalSpy bars(&controller, &DockingController::placeBar);
-    controller.start();
-    QVERIFY(!controller.isRunning());
-    desktop.setForeground(Chat);
+    DockRig rig(false);
+    QVERIFY(rig.root.ok());
+    QVERIFY(!rig.controller.isRunning());
+    rig.desktop.setForeground(Chat);
     QTest::qWait(3 * DockingController::FallbackIntervalMs);
-    QCOMPARE(targets.count(), 0);
-    QCOMPARE(bars.count(), 0);
+    QCOMPARE(rig.sent(), (QList<qsizetype>{0, 0, 0, 0}));
 }
 
 QTEST_MAIN(TestDocking)

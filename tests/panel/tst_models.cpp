@@ -1,11 +1,10 @@
 #include "panel/EntryListModel.h"
 #include "panel/IdSequenceSync.h"
 #include "panel/KnowledgeTreeModel.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 
 #include <QAbstractItemModelTester>
-#include <QSignalSpy>
-#include <QSqlQuery>
 
 namespace {
 
@@ -20,6 +19,14 @@ QStringList childKeys(const KnowledgeTreeModel& m, const QModelIndex& parent)
     QStringList out;
     for (int r = 0; r < m.rowCount(parent); ++r)
         out << m.index(r, 0, parent).data(KnowledgeTreeModel::KeyRole).toString();
+    return out;
+}
+
+QList<qint64> idList(const QString& text)
+{
+    QList<qint64> out;
+    for (const QString& id : text.split(',', Qt::SkipEmptyParts))
+        out << id.toLongLong();
     return out;
 }
 
@@ -55,7 +62,7 @@ struct Library {
 class TestModels : public QObject {
     Q_OBJECT
 private slots:
-    void sequenceSyncReachesTheWantedOrder_data();
+    void sequenceSyncReachesTheWantedOrder_data() { fixtureData("sequence-sync.txt"); }
     void sequenceSyncReachesTheWantedOrder();
     void treeReadsChildrenOnlyWhenExpandedWithWhatSendingNeeds();
     void treeFollowsTheStore();
@@ -63,36 +70,23 @@ private slots:
     void listReadsALargeTableInChunks();
 };
 
-void TestModels::sequenceSyncReachesTheWantedOrder_data()
-{
-    QTest::addColumn<QList<qint64>>("from");
-    QTest::addColumn<QList<qint64>>("to");
-    QTest::addColumn<bool>("reordered");
-    QTest::newRow("same") << QList<qint64>{1, 2, 3} << QList<qint64>{1, 2, 3} << false;
-    QTest::newRow("removals") << QList<qint64>{1, 2, 3, 4, 5} << QList<qint64>{1, 4} << false;
-    QTest::newRow("insertions") << QList<qint64>{2, 4} << QList<qint64>{1, 2, 3, 4, 5} << false;
-    QTest::newRow("both") << QList<qint64>{1, 2, 3} << QList<qint64>{0, 2, 9} << false;
-    QTest::newRow("moved") << QList<qint64>{1, 2, 3} << QList<qint64>{3, 1, 2} << true;
-    QTest::newRow("empty") << QList<qint64>{1, 2} << QList<qint64>{} << false;
-}
-
+// A row of sequence-sync.txt: the ids shown, the ids wanted, whether they are reordered.
 void TestModels::sequenceSyncReachesTheWantedOrder()
 {
-    QFETCH(QList<qint64>, from);
-    QFETCH(QList<qint64>, to);
-    QFETCH(bool, reordered);
+    QFETCH(QStringList, row);
+    const QList<qint64> from = idList(row.value(1)), to = idList(row.value(2));
     QList<qint64> shown = from;
     bool didReorder = false;
     IdSequenceSync sync;
     sync.remove = [&](int first, int last) { shown.remove(first, last - first + 1); };
-    sync.insert = [&](int row, qint64 id) { shown.insert(row, id); };
+    sync.insert = [&](int at, qint64 id) { shown.insert(at, id); };
     sync.reorder = [&](const QList<qint64>& order) {
         didReorder = true;
         shown = order;
     };
     sync.apply(from, to);
     QCOMPARE(shown, to);
-    QCOMPARE(didReorder, reordered);
+    QCOMPARE(didReorder, row.value(3) == "1");
 }
 
 void TestModels::treeReadsChildrenOnlyWhenExpandedWithWhatSendingNeeds()

@@ -17,9 +17,7 @@
 #include "widgets/FramelessDialog.h"
 
 #include <QCheckBox>
-#include <QClipboard>
 #include <QComboBox>
-#include <QGuiApplication>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -36,15 +34,14 @@ namespace {
 struct Panel {
     TestRoot root;
     FakeDesktop desktop;
-    std::unique_ptr<SearchService> search;
+    SearchService search{*root.store, *root.settings};
     std::unique_ptr<PanelWindow> window;
     qint64 big = 0, small = 0, k1 = 0, k2 = 0, phrase = 0, affair = 0, courier = 0;
 
     explicit Panel(const QList<std::pair<Setting, QString>>& settings = {}, bool admin = true,
                    const QString& user = "tester")
     {
-        for (const auto& [s, v] : settings)
-            QVERIFY(root.settings->setValue(s, v).ok());
+        root.set(settings);
         big = root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
         small = root.add(Table::Goods, {{"name", "华为"}, {"typeid", big}});
         k1 = root.add(Table::Knowledge, {{"name", "退货流程"},
@@ -60,13 +57,7 @@ struct Panel {
         phrase = root.add(Table::Simple, {{"name", "亲，您好"}, {"typeid", st}});
         desktop.addWindow({100, "ChatClient", "客户", QRect(0, 0, 800, 600), true, false});
         desktop.setForeground(100);
-        search = std::make_unique<SearchService>(*root.store, *root.settings);
-        window = std::make_unique<PanelWindow>(Services{DataRoot(root.dir.path()),
-                                                        *root.settings,
-                                                        *root.store,
-                                                        *search,
-                                                        desktop,
-                                                        {user, admin}});
+        window = std::make_unique<PanelWindow>(root.services(search, desktop, {user, admin}));
         window->show();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
     }
@@ -128,7 +119,6 @@ private slots:
     void showsItselfAsConfigured();
     void startFlagsShapeTheTree();
     void placedFromTwipsSettings();
-    void fontPresets();
     void editingFromWhereTheAgentWorks();
     void accountsAndManagingFromThePanel();
     void pagesLoadAsTheirStartFlagsSay();
@@ -234,16 +224,6 @@ void TestPanel::placedFromTwipsSettings()
     QVERIFY(area.contains(huge.window->geometry()));
 }
 
-void TestPanel::fontPresets()
-{
-    for (const auto& [setting, icon] : {std::pair{"small", 16}, {"middle", 20}, {"big", 24}}) {
-        Panel p({{Setting::MainFontSize, setting}});
-        QVERIFY(p.root.ok());
-        QCOMPARE(p.find<EntryView>("TreeView1")->iconSize(), QSize(icon, icon));
-        QCOMPARE(p.find<EntryView>("lvSimple")->iconSize(), QSize(icon, icon));
-    }
-}
-
 void TestPanel::editingFromWhereTheAgentWorks()
 {
     Panel p;
@@ -333,17 +313,6 @@ void TestPanel::accountsAndManagingFromThePanel()
     QVERIFY(first.root.ok());
     auto* notice = first.find<QLabel>("lblPasswordNotice");
     QVERIFY(!notice->isVisible());
-    auto modal = [](const std::function<void()>& open) {
-        QString name;
-        QTimer::singleShot(0, [&name] {
-            if (QWidget* w = QApplication::activeModalWidget()) {
-                name = w->objectName();
-                w->close();
-            }
-        });
-        open();
-        return name;
-    };
     Panel admin({}, true, "admin");
     QVERIFY(admin.root.ok());
     QVERIFY(admin.find<QPushButton>("btnManage")->isEnabled());
@@ -352,7 +321,7 @@ void TestPanel::accountsAndManagingFromThePanel()
     QVERIFY(notice->text().contains("修改密码"));
     emit notice->linkActivated("close");
     QVERIFY(!notice->isVisible());
-    QCOMPARE(modal([&] { admin.find<QPushButton>("btnUsers")->click(); }),
+    QCOMPARE(modalOpenedBy([&] { admin.find<QPushButton>("btnUsers")->click(); }),
              QStringLiteral("frmUser"));
     QVERIFY(!notice->isVisible());
 
@@ -363,7 +332,7 @@ void TestPanel::accountsAndManagingFromThePanel()
     QVERIFY(!agent.find<QPushButton>("btnUsers")->isEnabled());
     QAction* password = agent.window->menu()->findChild<QAction*>("mnuPassword");
     QVERIFY(password && password->isEnabled());
-    QCOMPARE(modal([&] { password->trigger(); }), QStringLiteral("frmPassword"));
+    QCOMPARE(modalOpenedBy([&] { password->trigger(); }), QStringLiteral("frmPassword"));
 }
 
 void TestPanel::pagesLoadAsTheirStartFlagsSay()

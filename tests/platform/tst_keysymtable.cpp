@@ -1,60 +1,34 @@
 #include "platform/x11/KeySymTable.h"
-
-#include <QFile>
-#include <QTest>
+#include "support/FixtureRows.h"
 
 // Windows virtual-key codes against X keysyms: the names are X's own (XKeysymToString), so a
 // wrong or misspelt keysym in the table shows as a wrong or missing name.
 class TestKeySymTable : public QObject {
     Q_OBJECT
 private slots:
-    void namesFollowTheWindowsCodes_data();
+    void namesFollowTheWindowsCodes_data() { fixtureData("virtual-keys.txt", 2); }
     void namesFollowTheWindowsCodes();
-    void codesOutsideTheTableHaveNoKey_data();
     void codesOutsideTheTableHaveNoKey();
     void everyKeyInTheTableIsAKnownKeysym();
     void lettersAreTheUnshiftedKeysyms();
 };
 
-void TestKeySymTable::namesFollowTheWindowsCodes_data()
-{
-    QTest::addColumn<int>("virtualKey");
-    QTest::addColumn<QString>("name");
-    QFile fixture(QStringLiteral(QUILLMATE_FIXTURES "/virtual-keys.txt"));
-    QVERIFY(fixture.open(QIODevice::ReadOnly | QIODevice::Text));
-    while (!fixture.atEnd()) {
-        const QString line = QString::fromLatin1(fixture.readLine()).trimmed();
-        if (!line.startsWith('#'))
-            QTest::newRow(qPrintable(line))
-                << line.section(' ', 0, 0).toInt(nullptr, 16) << line.section(' ', 1);
-    }
-}
-
+// A row of virtual-keys.txt: a Windows code and the name of the keysym it types.
 void TestKeySymTable::namesFollowTheWindowsCodes()
 {
-    QFETCH(int, virtualKey);
-    QFETCH(QString, name);
-    QCOMPARE(KeySymTable::keyName(virtualKey), name);
-}
-
-void TestKeySymTable::codesOutsideTheTableHaveNoKey_data()
-{
-    QTest::addColumn<int>("virtualKey");
-    QTest::newRow("none") << 0x00;
-    QTest::newRow("mouse button") << 0x01;
-    QTest::newRow("between 9 and A") << 0x3A;
-    QTest::newRow("after Z") << 0x5F;
-    QTest::newRow("after F24") << 0x88;
-    QTest::newRow("reserved") << 0xFF;
-    QTest::newRow("negative") << -1;
-    QTest::newRow("beyond a byte") << 0x141;
+    QFETCH(QStringList, row);
+    QCOMPARE(KeySymTable::keyName(row.at(0).toInt(nullptr, 16)), row.value(1));
 }
 
 void TestKeySymTable::codesOutsideTheTableHaveNoKey()
 {
-    QFETCH(int, virtualKey);
-    QCOMPARE(KeySymTable::keysymForVirtualKey(virtualKey), 0ul);
-    QVERIFY(KeySymTable::keyName(virtualKey).isEmpty());
+    // None, a mouse button, between 9 and A, after Z, after F24, reserved, negative, too big.
+    for (const int virtualKey : {0x00, 0x01, 0x3A, 0x5F, 0x88, 0xFF, -1, 0x141}) {
+        QVERIFY2(KeySymTable::keysymForVirtualKey(virtualKey) == 0,
+                 qPrintable(QString::number(virtualKey, 16)));
+        QVERIFY2(KeySymTable::keyName(virtualKey).isEmpty(),
+                 qPrintable(QString::number(virtualKey, 16)));
+    }
 }
 
 void TestKeySymTable::everyKeyInTheTableIsAKnownKeysym()

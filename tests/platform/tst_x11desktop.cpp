@@ -2,7 +2,6 @@
 #include "e2e/StubChatProcess.h"
 #include "platform/DesktopFactory.h"
 
-#include <QClipboard>
 #include <QDebug>
 #include <QGuiApplication>
 #include <QProcess>
@@ -25,7 +24,6 @@ private slots:
     void reportsTitleChanges();
     void readsWindowsThatOnlyHaveLegacyNames();
     void reportsMinimisedWindows();
-    void ctrlVPastesTheClipboard();
     void typesIntoTheForegroundWindowOrNothing();
     void heldModifiersFollowTheKeyboard();
     void hotKeyFiresOncePerPress_data();
@@ -267,26 +265,6 @@ void TestX11Desktop::reportsMinimisedWindows()
     QVERIFY(bringToFront(*m_b));
     QTRY_VERIFY_WITH_TIMEOUT(!m_desktop->window(id).minimized && m_desktop->window(id).visible,
                              WaitMs);
-}
-
-void TestX11Desktop::ctrlVPastesTheClipboard()
-{
-    const QString text = "您好，这是为您准备的资料 #1";
-    QGuiApplication::clipboard()->setText(text);
-    QVERIFY(bringToFront(*m_a));
-    m_a->command("clear");
-    QTRY_COMPARE_WITH_TIMEOUT(m_a->text(), QString(), WaitMs);
-
-    QVERIFY(m_desktop->sendKeys(press(VirtualKey::V, VirtualKey::Control)).ok());
-    QCOMPARE(m_probe.pressedKeys(), QList<int>());
-    QTRY_COMPARE_WITH_TIMEOUT(m_a->text(), text, WaitMs);
-    const QList<QJsonObject> pastes = m_a->events("paste");
-    QVERIFY(!pastes.isEmpty());
-    QCOMPARE(pastes.last().value("text").toString(), text);
-    // The window behind got nothing.
-    for (const QJsonObject& paste : m_b->events("paste"))
-        QVERIFY(paste.value("text").toString() != text);
-    QCOMPARE(m_desktop->heldModifiers(), 0);
 }
 
 void TestX11Desktop::typesIntoTheForegroundWindowOrNothing()

@@ -1,10 +1,10 @@
 // When and where a paste happens: the window it goes to, the keys the agent still holds, and the
 // send key that must wait until the chat program has fetched the text.
 #include "SendRig.h"
+#include "support/FixtureRows.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QMimeData>
 
 namespace {
 
@@ -30,7 +30,7 @@ class TestPaste : public QObject {
 private slots:
     void keysPerSendKey_data();
     void keysPerSendKey();
-    void sendKeyWaitsUntilTheChatHasTheText_data();
+    void sendKeyWaitsUntilTheChatHasTheText_data() { fixtureData("clipboard-reads.txt"); }
     void sendKeyWaitsUntilTheChatHasTheText();
     void hotKeyPastesOnlyOnceLetGo();
     void pasteGoesWhereTheAgentIs();
@@ -65,37 +65,18 @@ void TestPaste::keysPerSendKey()
     QCOMPARE(rig.desktop.activations(), QList<WindowId>{SendRig::Chat});
 }
 
-void TestPaste::sendKeyWaitsUntilTheChatHasTheText_data()
-{
-    QTest::addColumn<int>("readDelay");
-    QTest::addColumn<bool>("ctrl");
-    QTest::addColumn<bool>("reported");
-    QTest::addColumn<int>("watcherDelay");   // a clipboard manager; -1: none
-    QTest::addColumn<bool>("throughHelper"); // the chat program fetches through a helper
-    QTest::newRow("fetched at once") << 0 << false << true << -1 << false;
-    QTest::newRow("fetched later") << 40 << false << true << -1 << false;
-    QTest::newRow("fetched later, Ctrl+Enter") << 40 << true << true << -1 << false;
-    QTest::newRow("fetched much later") << 400 << false << true << -1 << false;
-    QTest::newRow("clipboard manager reads first") << 40 << false << true << 0 << false;
-    QTest::newRow("clipboard manager reads late") << 60 << false << true << 20 << false;
-    QTest::newRow("through a helper") << 40 << false << true << -1 << true;
-    QTest::newRow("reads not reported") << 30 << false << false << -1 << false;
-}
-
+// A row of clipboard-reads.txt: when and how the chat program fetches the text.
 void TestPaste::sendKeyWaitsUntilTheChatHasTheText()
 {
-    QFETCH(int, readDelay);
-    QFETCH(bool, ctrl);
-    QFETCH(bool, reported);
-    QFETCH(int, watcherDelay);
-    QFETCH(bool, throughHelper);
+    QFETCH(QStringList, row);
+    const bool ctrl = row.value(2) == "1";
     SendRig rig;
     rig.set(Setting::AutoPressSendKey, ctrl ? "1|CtrlEnter" : "1|Enter");
-    rig.desktop.setReadDelay(readDelay);
-    rig.desktop.setReportsClipboardRequests(reported);
-    if (watcherDelay >= 0)
-        rig.desktop.addClipboardWatcher(999, watcherDelay);
-    if (throughHelper)
+    rig.desktop.setReadDelay(row.value(1).toInt());
+    rig.desktop.setReportsClipboardRequests(row.value(3) == "1");
+    if (row.value(4).toInt() >= 0)
+        rig.desktop.addClipboardWatcher(999, row.value(4).toInt());
+    if (row.value(5) == "1")
         rig.desktop.setReadingClient(SendRig::Chat, 777);
     // Two pastes: a clipboard manager is recognised as such by its reads before the first
     // Ctrl+V, and the second paste must not suffer from it either.

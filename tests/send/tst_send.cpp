@@ -1,5 +1,6 @@
 #include "SendRig.h"
 #include "send/TextComposer.h"
+#include "support/FixtureRows.h"
 
 #include <QBuffer>
 #include <QClipboard>
@@ -32,92 +33,60 @@ QByteArray pngBytes(const char* format)
 class TestSend : public QObject {
     Q_OBJECT
 private slots:
-    void composesText_data();
+    void composesText_data() { fixtureData("composed-text.txt"); }
     void composesText();
+    void doubleClickDecisions_data() { fixtureData("double-click.txt"); }
     void doubleClickDecisions();
     void picturesAndFilesGoThroughTheCache();
     void useCountsPerTableAndStore();
     void opensLinksToolsAndViews();
 };
 
-void TestSend::composesText_data()
-{
-    // SendCaptionDesc, EndNewLineOne and EndNewLineTwo, one character each.
-    QTest::addColumn<QString>("flags");
-    QTest::addColumn<SearchKind>("kind");
-    QTest::addColumn<QString>("expected");
-    const auto row = [](const char* tag, const char* flags, SearchKind kind, const QString& text) {
-        QTest::newRow(tag) << QString(flags) << kind << text;
-    };
-    const SearchKind K = SearchKind::Knowledge;
-    row("description alone", "000", K, "七天无理由");
-    row("title and description", "100", K, "退货" + NL + "七天无理由");
-    row("anything but 0 adds the title", "x00", K, "退货" + NL + "七天无理由");
-    row("one break", "010", K, "七天无理由" + NL);
-    row("second flag alone still one break", "001", K, "七天无理由" + NL);
-    row("both", "011", K, "七天无理由" + NL + NL);
-    row("phrase is its own text", "110", SearchKind::Simple, "退货" + NL);
-}
-
+// A row of composed-text.txt: the three flags, the kind, the text sent.
 void TestSend::composesText()
 {
-    QFETCH(QString, flags);
-    QFETCH(SearchKind, kind);
-    QFETCH(QString, expected);
+    QFETCH(QStringList, row);
     TestRoot root;
-    const Setting keys[] = {Setting::SendCaptionDesc, Setting::EndNewLineOne,
-                            Setting::EndNewLineTwo};
-    for (int i = 0; i < 3; ++i)
-        QVERIFY(root.settings->setValue(keys[i], flags.at(i)).ok());
-    QCOMPARE(TextComposer::compose(kind, " 退货 ", "\t七天无理由  ", *root.settings), expected);
+    const QString flags = row.value(1);
+    root.set({{Setting::SendCaptionDesc, flags.at(0)},
+              {Setting::EndNewLineOne, flags.at(1)},
+              {Setting::EndNewLineTwo, flags.at(2)}});
+    const SearchKind kind = row.value(2) == "Simple" ? SearchKind::Simple : SearchKind::Knowledge;
+    QCOMPARE(TextComposer::compose(kind, " 退货 ", "\t七天无理由  ", *root.settings),
+             row.value(3).replace('\n', NL));
 }
 
+// A row of double-click.txt: DbClickChat, the entry and where it was clicked, and the action with
+// its target and whether it counts a use.
 void TestSend::doubleClickDecisions()
 {
+    QFETCH(QStringList, row);
     TestRoot root;
-    const Settings& s = *root.settings;
-    auto decide = [&](SearchKind kind, bool onIcon, ClickSource source, int flag = 0) {
-        EntryRef e{kind, 7, "t", "d", flag, " https://x.example ", " /bin/tool "};
-        return SendAction::forDoubleClick(e, onIcon, source, s);
-    };
-    QCOMPARE(decide(SearchKind::Knowledge, false, ClickSource::Tree).type, Type::SendText);
-    QCOMPARE(decide(SearchKind::Knowledge, true, ClickSource::Tree).type, Type::SendPicture);
-    QCOMPARE(decide(SearchKind::Personal, true, ClickSource::PageList).type, Type::SendPicture);
-    QCOMPARE(decide(SearchKind::Simple, true, ClickSource::PageList).type, Type::SendText);
-    QCOMPARE(decide(SearchKind::File, false, ClickSource::QueryList).type, Type::SendFile);
-    const SendAction link = decide(SearchKind::Affair, false, ClickSource::Tree, 1);
-    QCOMPARE(link.type, Type::OpenUrl);
-    QCOMPARE(link.target, "https://x.example");
-    QVERIFY(link.countUse);
-    const SendAction view = decide(SearchKind::Courier, false, ClickSource::QueryList, 0);
-    QCOMPARE(view.type, Type::OpenView);
-    QVERIFY(!view.countUse); // reading an affair is not a use
-    const SendAction tool = decide(SearchKind::Tool, false, ClickSource::PageList);
-    QCOMPARE(tool.type, Type::OpenTool);
-    QCOMPARE(tool.target, "/bin/tool");
-    QVERIFY(tool.countUse);
-    QVERIFY(!decide(SearchKind::Tool, false, ClickSource::QueryList).countUse);
-    // A tool may be a web address: the browser opens it, with or without its scheme.
-    for (const QString path :
-         {" HTTPS://tool.example/x ", "www.tool.example", "http://t.example"}) {
-        EntryRef e{SearchKind::Tool, 7, "t", "d", 0, {}, path};
-        const SendAction a = SendAction::forDoubleClick(e, false, ClickSource::PageList, s);
-        QCOMPARE(a.type, Type::OpenUrl);
-        QCOMPARE(a.target, path.trimmed());
-    }
-    QCOMPARE(SendAction::forDoubleClick(EntryRef{}, false, ClickSource::Tree, s).type,
-             Type::Nothing);
-
-    // Double-click opens the view instead of sending; links and tools still open.
-    QVERIFY(root.settings->setValue(Setting::DbClickChat, "0").ok());
-    for (SearchKind k :
-         {SearchKind::Knowledge, SearchKind::Simple, SearchKind::File, SearchKind::Personal}) {
-        const SendAction a = decide(k, false, ClickSource::PageList);
-        QCOMPARE(a.type, Type::OpenView);
-        QVERIFY(!a.countUse);
-    }
-    QCOMPARE(decide(SearchKind::Affair, false, ClickSource::Tree, 1).type, Type::OpenUrl);
-    QCOMPARE(decide(SearchKind::Tool, false, ClickSource::PageList).type, Type::OpenTool);
+    if (!row.value(1).isEmpty())
+        root.set({{Setting::DbClickChat, row.value(1)}});
+    const QStringList kinds{"Knowledge", "Affair", "Courier", "Simple", "File", "Tool", "Personal"};
+    const QStringList sources{"Tree", "PageList", "QueryList"};
+    const QStringList types{"Nothing", "SendText", "SendPicture", "SendFile",
+                            "OpenUrl", "OpenTool", "OpenView"};
+    QVERIFY(row.value(2) == "none" || kinds.contains(row.value(2)));
+    QVERIFY(sources.contains(row.value(4)));
+    const QString path = row.value(6).isEmpty() ? " /bin/tool " : row.value(6);
+    const EntryRef entry = row.value(2) == "none"
+                               ? EntryRef{}
+                               : EntryRef{SearchKind(kinds.indexOf(row.value(2))),
+                                          7,
+                                          "t",
+                                          "d",
+                                          row.value(5).toInt(),
+                                          " https://x.example ",
+                                          path};
+    const SendAction a = SendAction::forDoubleClick(
+        entry, row.value(3) == "1", ClickSource(sources.indexOf(row.value(4))), *root.settings);
+    QCOMPARE(types.value(int(a.type)), row.value(7));
+    if (row.value(8) != "-")
+        QCOMPARE(a.target, row.value(8));
+    if (row.value(9) != "-")
+        QCOMPARE(a.countUse, row.value(9) == "1");
 }
 
 void TestSend::picturesAndFilesGoThroughTheCache()

@@ -15,14 +15,12 @@
 #include "support/TestRoot.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QSet>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
-#include <QTimer>
 
 namespace {
 
@@ -30,20 +28,6 @@ namespace {
 void press(QWidget* window, const char* name)
 {
     child<QAbstractButton>(window, name)->click();
-}
-
-// The object name of the modal window `open` shows; the window is closed again at once.
-QString modalOpenedBy(const std::function<void()>& open)
-{
-    QString name;
-    QTimer::singleShot(0, [&name] {
-        if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
-            name = dialog->objectName();
-            dialog->reject();
-        }
-    });
-    open();
-    return name;
 }
 
 QList<qint64> ids(const QAbstractItemModel* model)
@@ -70,14 +54,13 @@ struct Rig {
     TestRoot root;
     FakeDesktop desktop;
     FakeFolders folders;
-    std::unique_ptr<SearchService> search;
+    SearchService search{*root.store, *root.settings};
     std::unique_ptr<PanelWindow> panel;
     qint64 phrase1 = 0, phrase2 = 0, big1 = 0, big2 = 0;
 
     explicit Rig(const QList<std::pair<Setting, QString>>& settings)
     {
-        for (const auto& [s, v] : settings)
-            QVERIFY(root.settings->setValue(s, v).ok());
+        root.set(settings);
         big1 = root.add(Table::Type, {{"name", "手机"}, {"itemid", 2}});
         big2 = root.add(Table::Type, {{"name", "电脑"}, {"itemid", 2}});
         const qint64 type = root.add(Table::SimpleType, {{"name", "问候"}});
@@ -85,13 +68,7 @@ struct Rig {
         phrase2 = root.add(Table::Simple, {{"name", "亲，再见"}, {"typeid", type}});
         desktop.addWindow({100, "ChatClient", "客户", QRect(0, 0, 800, 600), true, false});
         desktop.setForeground(100);
-        search = std::make_unique<SearchService>(*root.store, *root.settings);
-        panel = std::make_unique<PanelWindow>(Services{DataRoot(root.dir.path()),
-                                                       *root.settings,
-                                                       *root.store,
-                                                       *search,
-                                                       desktop,
-                                                       {"tester", false}});
+        panel = std::make_unique<PanelWindow>(root.services(search, desktop, {"tester", false}));
         panel->show();
         QVERIFY(QTest::qWaitForWindowExposed(panel.get()));
     }
@@ -201,6 +178,7 @@ void TestSettingsWindow::confirmingWritesEveryKeyAndApplies()
     QTRY_COMPARE(ids(phrases->model()), (QList<qint64>{rig.phrase2, rig.phrase1}));
     QTRY_COMPARE(rig.productCategories(), (QStringList{t2, t1}));
     QCOMPARE(phrases->iconSize(), QSize(24, 24));
+    QCOMPARE(child<EntryView>(rig.panel.get(), "TreeView1")->iconSize(), QSize(24, 24));
     QTRY_VERIFY(!rig.queryFindsPhrases());
 }
 

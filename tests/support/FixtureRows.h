@@ -26,3 +26,12 @@ inline QList<QStringList> fixtureRows(const QString& name)
     }
     return rows;
 }
+
+// The rows of a fixture as the data of a data-driven test: one column "row", each row tagged
+// with its first `tagFields` fields.
+inline void fixtureData(const QString& name, int tagFields = 1)
+{
+    QTest::addColumn<QStringList>("row");
+    for (const QStringList& row : fixtureRows(name))
+        QTest::newRow(qPrintable(row.mid(0, tagFields).join(' '))) << row;
+}

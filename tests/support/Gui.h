@@ -3,8 +3,12 @@
 #include "widgets/Dialogs.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QComboBox>
+#include <QDialog>
 #include <QTest>
+#include <QTimer>
+#include <functional>
 
 // The named child of a window; without it no test can go on, so the test program ends.
 template <class T = QWidget> T* child(QWidget* window, const QString& name)
@@ -35,4 +39,18 @@ inline QStringList comboItems(const QComboBox* box)
     for (int i = 0; i < box->count(); ++i)
         out << box->itemText(i);
     return out;
+}
+
+// The object name of the modal window `open` shows; the window is closed again at once.
+inline QString modalOpenedBy(const std::function<void()>& open)
+{
+    QString name;
+    QTimer::singleShot(0, [&name] {
+        if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
+            name = dialog->objectName();
+            dialog->reject();
+        }
+    });
+    open();
+    return name;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/PinyinTable.h"
+#include "data/Services.h"
 #include "data/Settings.h"
 #include "data/Store.h"
 
@@ -42,6 +43,20 @@ struct TestRoot {
         store->setCurrentUser(QStringLiteral("tester"));
         if (m_ok)
             check(store->open(), "opening the stores");
+    }
+
+    // Writes settings to config.ini, as the agent's earlier sessions left them.
+    void set(const QList<std::pair<Setting, QString>>& values)
+    {
+        for (const auto& [setting, value] : values)
+            check(settings->setValue(setting, value), "setting " + SettingsTable::key(setting));
+    }
+
+    // What the windows of a program running on this root share.
+    Services services(SearchService& search, Desktop& desktop,
+                      CurrentUser user = {QStringLiteral("tester"), true}) const
+    {
+        return {DataRoot(dir.path()), *settings, *store, search, desktop, std::move(user)};
     }
 
     // The new row's id, or 0 with the test failed when the store refuses the row.

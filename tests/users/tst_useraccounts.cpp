@@ -1,3 +1,4 @@
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 #include "users/UserAccounts.h"
 
@@ -11,7 +12,7 @@ private slots:
     void newStoreStartsWithoutLogin();
     void loginNeeded_data();
     void loginNeeded();
-    void verify_data();
+    void verify_data() { fixtureData("logins.txt"); }
     void verify();
     void passwordsAreStoredSaltedOrEmpty();
     void plainTextPasswordOfOlderStoresVerifies();
@@ -103,44 +104,19 @@ void TestUserAccounts::loginNeeded()
     QCOMPARE(needed.value(), true);
 }
 
-void TestUserAccounts::verify_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("password");
-    QTest::addColumn<bool>("accepted");
-    QTest::addColumn<bool>("administrator");
-
-    const auto row = [](const char* tag, const char* name, const char* password, bool accepted,
-                        bool administrator) {
-        QTest::newRow(tag) << QString(name) << QString(password) << accepted << administrator;
-    };
-    row("administrator, right", "admin", "s3cret", true, true);
-    row("administrator, wrong", "admin", "s3cret!", false, false);
-    row("administrator, letter case", "admin", "S3CRET", false, false);
-    row("administrator, empty", "admin", "", false, false);
-    row("normal user, right", "小王", "密码 123", true, false);
-    row("normal user, other's", "小王", "s3cret", false, false);
-    row("no password, empty", "guest", "", true, false);
-    row("no password, typed", "guest", "x", false, false);
-    row("unknown user", "nobody", "", false, false);
-}
-
+// A row of logins.txt: the user and password typed, whether they log in and as what.
 void TestUserAccounts::verify()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, password);
-    QFETCH(bool, accepted);
-    QFETCH(bool, administrator);
-
+    QFETCH(QStringList, row);
     QVERIFY(m_accounts->setPassword(m_admin, "s3cret").ok());
     QVERIFY(m_accounts->setPassword(addUser("小王", 2), "密码 123").ok());
     addUser("guest", 0);
 
-    const Result<std::optional<CurrentUser>> user = m_accounts->verify(name, password);
+    const Result<std::optional<CurrentUser>> user = m_accounts->verify(row.value(1), row.value(2));
     QVERIFY(user.ok());
-    QCOMPARE(user.value().has_value(), accepted);
-    if (accepted)
-        QCOMPARE(*user.value(), (CurrentUser{name, administrator}));
+    QCOMPARE(user.value().has_value(), row.value(3) == "1");
+    if (user.value())
+        QCOMPARE(*user.value(), (CurrentUser{row.value(1), row.value(4) == "1"}));
 }
 
 void TestUserAccounts::passwordsAreStoredSaltedOrEmpty()

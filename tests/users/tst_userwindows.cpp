@@ -89,7 +89,6 @@ private slots:
     void cleanup() { Dialogs::setRecording(false); }
 
     void loginOffersTheDefaultUserAndKeepsAWrongPassword();
-    void userWithoutPasswordLogsInWithAnEmptyBox();
     void establishWithoutLogin();
     void establishAsksWhenNeeded_data();
     void establishAsksWhenNeeded();
@@ -129,21 +128,6 @@ void TestUserWindows::loginOffersTheDefaultUserAndKeepsAWrongPassword()
     QCOMPARE(window.user(), (CurrentUser{"admin", true}));
 }
 
-void TestUserWindows::userWithoutPasswordLogsInWithAnEmptyBox()
-{
-    Fixture f;
-    QVERIFY(f.ok());
-    LoginWindow window(f.accounts);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    logIn(&window, "carol", QString());
-
-    QVERIFY(!window.isVisible());
-    QCOMPARE(window.result(), int(QDialog::Accepted));
-    QCOMPARE(window.user(), (CurrentUser{"carol", false}));
-    QVERIFY(Dialogs::takeShown().isEmpty());
-}
-
 void TestUserWindows::establishWithoutLogin()
 {
     TestRoot root;
@@ -162,32 +146,39 @@ void TestUserWindows::establishWithoutLogin()
 
 void TestUserWindows::establishAsksWhenNeeded_data()
 {
-    QTest::addColumn<bool>("cancel");
-    QTest::newRow("logs in") << false;
-    QTest::newRow("cancels") << true;
+    QTest::addColumn<QString>("name"); // empty: cancelled
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<bool>("administrator");
+    QTest::newRow("logs in") << "admin"
+                             << "s3cret" << true;
+    QTest::newRow("without a password, with an empty box") << "carol" << QString() << false;
+    QTest::newRow("cancels") << QString() << QString() << false;
 }
 
 void TestUserWindows::establishAsksWhenNeeded()
 {
-    QFETCH(bool, cancel);
+    QFETCH(QString, name);
+    QFETCH(QString, password);
+    QFETCH(bool, administrator);
     Fixture f;
     QVERIFY(f.ok());
     ModalDriver driver("frmLogin", [&](QWidget* w) {
-        if (cancel)
+        if (name.isEmpty())
             click(w, "btnCancel");
         else
-            logIn(w, "admin", "s3cret");
+            logIn(w, name, password);
     });
 
     const std::optional<CurrentUser> user = LoginWindow::establish(*f.root.store);
     QVERIFY(driver.acted() && !driver.timedOut());
     QVERIFY(driver.wasModal());
-    if (cancel) {
+    QVERIFY(Dialogs::takeShown().isEmpty());
+    if (name.isEmpty()) {
         QVERIFY(!user.has_value());
         QCOMPARE(f.root.store->currentUser(), "tester");
     } else {
-        QCOMPARE(user, (CurrentUser{"admin", true}));
-        QCOMPARE(f.root.store->currentUser(), "admin");
+        QCOMPARE(user, (CurrentUser{name, administrator}));
+        QCOMPARE(f.root.store->currentUser(), name);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "ModalDriver.h"
 #include "data/DataRoot.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 #include "widgets/ConfirmWindow.h"
 #include "widgets/Dialogs.h"
@@ -66,10 +67,8 @@ private slots:
     void unansweredQuestionEndsTheProgram();
 
     // the real windows
-    void confirmWindowAnswers_data();
-    void confirmWindowAnswers();
-    void messageWindowAnswers_data();
-    void messageWindowAnswers();
+    void windowsAnswer_data() { fixtureData("answers.txt"); }
+    void windowsAnswer();
     void windowsShowTheirCaptionAndText();
     void entryPointsShowModalWindows();
 };
@@ -97,21 +96,16 @@ void TestDialogs::recordingShowsNoWindowAndAnswersInOrder()
     QCOMPARE(Dialogs::queuedAnswers(), 0);
     QVERIFY(!anyWindowVisible());
 
-    const QList<ShownDialog> shown = Dialogs::takeShown();
-    QCOMPARE(shown.size(), 6);
-    const QList<DialogKind> kinds = {DialogKind::Message,  DialogKind::Question,
-                                     DialogKind::Question, DialogKind::Message,
-                                     DialogKind::Confirm,  DialogKind::Confirm};
-    for (int i = 0; i < shown.size(); ++i)
-        QCOMPARE(shown[i].kind, kinds[i]);
-    QCOMPARE(shown[0].caption, "客服Tavro");
-    QCOMPARE(shown[0].text, "保存成功！");
-    QCOMPARE(shown[1].caption, "客服Tavro");
-    QCOMPARE(shown[2].caption, "删除");
-    QCOMPARE(shown[2].text, "删除吗？");
-    QCOMPARE(shown[3].caption, "打开文件");
-    QCOMPARE(shown[4].text, "确定要删除该分类吗？");
-    QCOMPARE(shown[5].text, "您确认要退出吗？");
+    // Each as "kind caption: text".
+    QStringList shown;
+    for (const ShownDialog& d : Dialogs::takeShown())
+        shown << QStringList{"message", "question", "confirm"}.at(int(d.kind)) + ' ' + d.caption +
+                     ": " + d.text;
+    QCOMPARE(shown,
+             (QStringList{"message 客服Tavro: 保存成功！", "question 客服Tavro: 您确认要退出吗？",
+                          "question 删除: 删除吗？", "message 打开文件: 文件不存在",
+                          "confirm 客服Tavro: 确定要删除该分类吗？",
+                          "confirm 客服Tavro: 您确认要退出吗？"}));
     QVERIFY(Dialogs::takeShown().isEmpty());
 
     // Switching recording off and on forgets the answers and what was shown.
@@ -169,65 +163,30 @@ void TestDialogs::unansweredQuestionEndsTheProgram()
     QVERIFY(child.readAllStandardError().contains("no answer queued"));
 }
 
-void TestDialogs::confirmWindowAnswers_data()
+// A row of answers.txt: the window, how it is closed, whether that is a yes.
+void TestDialogs::windowsAnswer()
 {
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<bool>("yes");
+    QFETCH(QStringList, row);
+    const QString window = row.value(1);
+    const bool yes = row.value(3) == "1";
+    const bool yesNo = window == "yes no";
+    ConfirmWindow confirm(nullptr, "确定要删除该知识吗？");
+    MessageWindow message(nullptr, "您确认要退出吗？", {},
+                          yesNo ? MessageWindow::Buttons::YesNo : MessageWindow::Buttons::Ok);
+    QDialog& shown = window == "confirm" ? static_cast<QDialog&>(confirm) : message;
+    shown.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&shown));
+    if (&shown == &message) {
+        QCOMPARE(button(&message, "btnOK") != nullptr, !yesNo);
+        QCOMPARE(button(&message, "btnYes") != nullptr, yesNo);
+        QCOMPARE(button(&message, "btnNo") != nullptr, yesNo);
+    }
+    shown.setResult(-1); // neither answer until the window gives one
+    finish(shown, row.value(2));
 
-    QTest::newRow("确定") << "btnComfirm" << true;
-    QTest::newRow("取消") << "btnCancel" << false;
-    QTest::newRow("window closed") << "close" << false;
-    QTest::newRow("title bar close") << "title close" << false;
-    QTest::newRow("escape") << "escape" << false;
-}
-
-void TestDialogs::confirmWindowAnswers()
-{
-    QFETCH(QString, how);
-    QFETCH(bool, yes);
-
-    ConfirmWindow window(nullptr, "确定要删除该知识吗？");
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    window.setResult(-1); // neither answer until the window gives one
-    finish(window, how);
-
-    QVERIFY(!window.isVisible());
-    QCOMPARE(window.result(), yes ? int(QDialog::Accepted) : int(QDialog::Rejected));
-    QCOMPARE(window.yes(), yes);
-}
-
-void TestDialogs::messageWindowAnswers_data()
-{
-    QTest::addColumn<bool>("yesNo");
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<bool>("yes");
-
-    QTest::newRow("OK") << false << "btnOK" << true;
-    QTest::newRow("是") << true << "btnYes" << true;
-    QTest::newRow("否") << true << "btnNo" << false;
-    QTest::newRow("question closed") << true << "close" << false;
-    QTest::newRow("question escaped") << true << "escape" << false;
-}
-
-void TestDialogs::messageWindowAnswers()
-{
-    QFETCH(bool, yesNo);
-    QFETCH(QString, how);
-    QFETCH(bool, yes);
-
-    MessageWindow window(nullptr, "您确认要退出吗？", {},
-                         yesNo ? MessageWindow::Buttons::YesNo : MessageWindow::Buttons::Ok);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QCOMPARE(button(&window, "btnOK") != nullptr, !yesNo);
-    QCOMPARE(button(&window, "btnYes") != nullptr, yesNo);
-    QCOMPARE(button(&window, "btnNo") != nullptr, yesNo);
-    window.setResult(-1);
-    finish(window, how);
-
-    QVERIFY(!window.isVisible());
-    QCOMPARE(window.yes(), yes);
+    QVERIFY(!shown.isVisible());
+    QCOMPARE(shown.result(), yes ? int(QDialog::Accepted) : int(QDialog::Rejected));
+    QCOMPARE(&shown == &confirm ? confirm.yes() : message.yes(), yes);
 }
 
 void TestDialogs::windowsShowTheirCaptionAndText()
@@ -254,35 +213,36 @@ void TestDialogs::windowsShowTheirCaptionAndText()
 void TestDialogs::entryPointsShowModalWindows()
 {
     QVERIFY(!Dialogs::isRecording());
-    QString seen;
-    {
-        ModalDriver driver("frmComfirm", [&](QWidget* w) {
-            seen = w->findChild<QLabel*>("lblQuestion")->text();
-            QTest::mouseClick(button(w, "btnComfirm"), Qt::LeftButton);
+    // Each: the window it shows, the label read there and what it says, the button pressed, and
+    // the answer that gives.
+    const struct {
+        const char* window;
+        const char* label;
+        QString text;
+        const char* button;
+        std::function<bool()> ask;
+        bool answer;
+    } cases[] = {
+        {"frmComfirm", "lblQuestion", "清空回收站吗？", "btnComfirm",
+         [] { return Dialogs::confirm(nullptr, "清空回收站吗？"); }, true},
+        {"frmMessage", "lblTitle", "退出", "btnNo",
+         [] { return Dialogs::askYesNo(nullptr, "退出吗？", "退出"); }, false},
+        {"frmMessage", "lblMessage", "保存成功！", "btnOK",
+         [] {
+             Dialogs::message(nullptr, "保存成功！");
+             return true;
+         },
+         true},
+    };
+    for (const auto& c : cases) {
+        QString seen;
+        ModalDriver driver(c.window, [&](QWidget* w) {
+            seen = w->findChild<QLabel*>(c.label)->text();
+            QTest::mouseClick(button(w, c.button), Qt::LeftButton);
         });
-        QCOMPARE(Dialogs::confirm(nullptr, "清空回收站吗？"), true);
-        QVERIFY(driver.acted() && !driver.timedOut());
-        QVERIFY(driver.wasModal());
-        QCOMPARE(seen, "清空回收站吗？");
-    }
-    {
-        ModalDriver driver("frmMessage", [&](QWidget* w) {
-            seen = titleText(w);
-            QTest::mouseClick(button(w, "btnNo"), Qt::LeftButton);
-        });
-        QCOMPARE(Dialogs::askYesNo(nullptr, "退出吗？", "退出"), false);
-        QVERIFY(driver.acted() && !driver.timedOut());
-        QVERIFY(driver.wasModal());
-        QCOMPARE(seen, "退出");
-    }
-    {
-        ModalDriver driver("frmMessage", [&](QWidget* w) {
-            seen = w->findChild<QLabel*>("lblMessage")->text();
-            QTest::mouseClick(button(w, "btnOK"), Qt::LeftButton);
-        });
-        Dialogs::message(nullptr, "保存成功！");
-        QVERIFY(driver.acted() && !driver.timedOut());
-        QCOMPARE(seen, "保存成功！");
+        QCOMPARE(c.ask(), c.answer);
+        QVERIFY(driver.acted() && !driver.timedOut() && driver.wasModal());
+        QCOMPARE(seen, c.text);
     }
 }
 

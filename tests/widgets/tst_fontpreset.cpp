@@ -2,8 +2,8 @@
 
 #include <QTest>
 
-// Which preset each size name selects is tested through the panel's icons; here the reading of
-// the setting's text, and what every preset must hold.
+// The reading of the setting's text, and what every preset holds; the settings window's test sees
+// the panel's lists take a new preset at once.
 class TestFontPreset : public QObject {
     Q_OBJECT
 private slots:
@@ -30,7 +30,10 @@ void TestFontPreset::presetsGrowAndRowsHoldTheirText()
     const FontPreset big = FontPreset::of(FontSize::Big);
     QVERIFY(small.pointSize < middle.pointSize && middle.pointSize < big.pointSize);
     QVERIFY(small.rowHeight < middle.rowHeight && middle.rowHeight < big.rowHeight);
-    for (int i = 0; i < 3; ++i)
+    // The icons of the trees and lists, in pixels.
+    QCOMPARE((QList<int>{small.metrics[0], middle.metrics[0], big.metrics[0]}),
+             (QList<int>{16, 20, 24}));
+    for (int i = 1; i < 3; ++i)
         QVERIFY(small.metrics[i] < middle.metrics[i] && middle.metrics[i] < big.metrics[i]);
     // A row must hold a line of its own text: about 1.6 pixels per point at 96 dpi.
     for (const FontPreset& p : {small, middle, big})

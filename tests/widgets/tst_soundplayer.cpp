@@ -1,4 +1,5 @@
 #include "data/DataRoot.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 #include "widgets/SoundPlayer.h"
 
@@ -28,41 +29,27 @@ void writeExecutable(const QString& path)
 class TestSoundPlayer : public QObject {
     Q_OBJECT
 private slots:
-    void promptSound_data();
+    void promptSound_data() { fixtureData("prompt-sound.txt"); }
     void promptSound();
     void folderNamedLikeTheSoundIsNoSound();
     void playerCommand();
 };
 
-void TestSoundPlayer::promptSound_data()
-{
-    QTest::addColumn<QString>("messageSound");
-    QTest::addColumn<bool>("fileExists");
-    QTest::addColumn<bool>("plays");
-
-    QTest::newRow("on, file present") << "1" << true << true;
-    QTest::newRow("off, file present") << "0" << true << false;
-    QTest::newRow("on, file missing") << "1" << false << false;
-    QTest::newRow("off, file missing") << "0" << false << false;
-    QTest::newRow("not a flag") << "yes" << true << false;
-}
-
+// A row of prompt-sound.txt: MessageSound, whether sound.wav is there, whether it plays.
 void TestSoundPlayer::promptSound()
 {
-    QFETCH(QString, messageSound);
-    QFETCH(bool, fileExists);
-    QFETCH(bool, plays);
+    QFETCH(QStringList, row);
 
     TestRoot root(false);
     QVERIFY(root.ok());
     const DataRoot dataRoot(root.dir.path());
     const QString soundPath = root.path(QStringLiteral("sound.wav"));
-    if (fileExists)
+    if (row.value(2) == "1")
         writeFile(soundPath, "RIFF");
-    QVERIFY(root.settings->setValue(Setting::MessageSound, messageSound).ok());
+    QVERIFY(root.settings->setValue(Setting::MessageSound, row.value(1)).ok());
 
     QCOMPARE(SoundPlayer::promptSound(*root.settings, dataRoot),
-             plays ? dataRoot.filePath(QStringLiteral("sound.wav")) : QString());
+             row.value(3) == "1" ? dataRoot.filePath(QStringLiteral("sound.wav")) : QString());
 }
 
 void TestSoundPlayer::folderNamedLikeTheSoundIsNoSound()
