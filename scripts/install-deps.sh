@@ -10,7 +10,7 @@ packages=(
   libicu-dev unicode-data bzip2
   libx11-dev libxtst-dev libxcb1-dev
   libsodium-dev libsqlite3-dev
-  libxlsxwriter-dev libminizip-dev libfreexl-dev
+  libxlsxwriter-dev libminizip-dev zlib1g-dev libfreexl-dev
   dpkg-dev file fonts-wqy-microhei
 )
 if [[ "${1:-}" == "--test" ]]; then
