@@ -1,23 +1,19 @@
 #include "data/SearchIndex.h"
 
+#include "data/PinyinReadings.h"
+
 #include <algorithm>
-#include <iterator>
+#include <bit>
+#include <limits>
 
 namespace {
 
 constexpr QChar FieldSeparator(u'\u0001');
 constexpr QChar EntrySeparator(u'\u0002');
-constexpr unsigned AsciiCount = 128;
-
-bool isAscii(QStringView text)
-{
-    return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < AsciiCount; });
-}
-
-unsigned bigram(char first, char second)
-{
-    return static_cast<unsigned char>(first) * AsciiCount + static_cast<unsigned char>(second);
-}
+constexpr int Symbols = PinyinMatcher::kSymbols;
+constexpr int Letters = 26;
+// The longest reading ("zhuang") bounds how many query letters one character can take.
+constexpr int LongestReading = 6;
 
 quint32 bigram(QChar first, QChar second)
 {
@@ -27,6 +23,17 @@ quint32 bigram(QChar first, QChar second)
 std::u16string_view units(QStringView text)
 {
     return {text.utf16(), static_cast<size_t>(text.size())};
+}
+
+template <typename Visit> void forEachBit(quint64 bits, Visit visit)
+{
+    for (; bits != 0; bits &= bits - 1)
+        visit(std::countr_zero(bits));
+}
+
+int symbolOf(char c)
+{
+    return PinyinMatcher::symbol(static_cast<unsigned char>(c));
 }
 
 } // namespace
@@ -55,7 +62,6 @@ void SearchIndex::reserve(qsizetype entries, qsizetype characters)
     m_alive.reserve(n);
     m_folded.reserve(characters);
     m_foldedStart.reserve(n + 1);
-    m_initialsStart.reserve(n + 1);
     m_byId.reserve(entries);
 }
 
@@ -71,15 +77,11 @@ void SearchIndex::upsert(const Source& source)
     e.typeSerial = source.typeSerial;
     e.commonSerial = source.commonSerial;
     e.common = source.common;
-    append(e, source.name, fold(source.name));
-
-    const QString initials = fold(source.pycode);
-    if (isAscii(initials)) {
-        const QByteArray bytes = initials.toLatin1();
-        appendAsciiInitials(std::string_view(bytes.constData(), static_cast<size_t>(bytes.size())));
-    } else {
-        appendOtherInitials(initials);
-    }
+    // Names are at most a few hundred characters; a longer one is searched by its start.
+    const QStringView name =
+        QStringView(source.name)
+            .first(std::min<qsizetype>(source.name.size(), std::numeric_limits<quint16>::max()));
+    append(e, name, fold(name));
 }
 
 void SearchIndex::append(const Entry& entry, QStringView name, QStringView foldedName)
@@ -88,23 +90,24 @@ void SearchIndex::append(const Entry& entry, QStringView name, QStringView folde
         m_foldedStart.push_back(0);
     const auto position = static_cast<quint32>(m_entries.size());
     Entry e = entry;
-    e.nameLength = name.size();
+    e.nameLength = static_cast<quint16>(name.size());
     // Most names, Chinese ones above all, fold to themselves and need no second copy.
     e.nameIsFolded = name == foldedName;
     if (e.nameIsFolded) {
-        e.nameStart = m_folded.size();
+        e.nameStart = static_cast<quint32>(m_folded.size());
     } else {
-        e.nameStart = m_names.size();
+        e.nameStart = static_cast<quint32>(m_names.size());
         m_names += name;
     }
 
     m_folded += foldedName;
-    m_foldedStart.push_back(m_folded.size());
+    m_foldedStart.push_back(static_cast<quint32>(m_folded.size()));
     for (qsizetype i = 0; i < foldedName.size(); ++i) {
         m_nameUnigrams[foldedName[i].unicode()].add(position);
         if (i + 1 < foldedName.size())
             m_nameBigrams[bigram(foldedName[i], foldedName[i + 1])].add(position);
     }
+    appendPinyinKeys(position, foldedName);
 
     m_byId.insert(e.id, position);
     m_entries.push_back(e);
@@ -112,43 +115,45 @@ void SearchIndex::append(const Entry& entry, QStringView name, QStringView folde
     m_alive.push_back(true);
 }
 
-void SearchIndex::appendAsciiInitials(std::string_view initials)
+void SearchIndex::appendPinyinKeys(quint32 position, QStringView foldedName)
 {
-    if (m_initialsStart.empty()) {
-        m_initialsStart.push_back(0);
-        m_initialUnigrams.resize(AsciiCount);
-        m_initialBigrams.resize(AsciiCount * AsciiCount);
+    if (m_symbolLists.empty()) {
+        m_symbolLists.resize(Symbols);
+        m_pairLists.resize(Symbols * Symbols);
+        m_tripleLists.resize(Symbols * Symbols * Symbols);
+        m_readingStartLists.resize(Letters * Letters);
     }
-    const auto position = static_cast<quint32>(m_entries.size() - 1);
-    m_initials += initials;
-    m_initialsStart.push_back(static_cast<qsizetype>(m_initials.size()));
-    for (size_t i = 0; i < initials.size(); ++i) {
-        m_initialUnigrams[static_cast<unsigned char>(initials[i])].add(position);
-        if (i + 1 < initials.size())
-            m_initialBigrams[bigram(initials[i], initials[i + 1])].add(position);
-    }
-}
-
-void SearchIndex::appendOtherInitials(const QString& initials)
-{
-    // An empty span in the ASCII buffer keeps the positions of both buffers in step.
-    appendAsciiInitials({});
-    m_otherInitials.emplace_back(static_cast<quint32>(m_entries.size() - 1), initials);
-}
-
-void SearchIndex::Postings::add(quint32 position)
-{
-    // Positions arrive in ascending order, so a repeat can only be the last one.
-    if (m_count > 0 && position == m_last)
-        return;
-    quint32 delta = position - m_last;
-    while (delta >= 0x80) {
-        m_bytes.push_back(static_cast<unsigned char>(delta | 0x80));
-        delta >>= 7;
-    }
-    m_bytes.push_back(static_cast<unsigned char>(delta));
-    m_last = position;
-    ++m_count;
+    // The start symbols of the two characters before this one; whitespace is passed over, as the
+    // matcher does.
+    quint64 before = 0;
+    quint64 last = 0;
+    PinyinMatcher::forEachCodePoint(foldedName, [&](char32_t c) {
+        if (c <= 0xFFFF && QChar(static_cast<char16_t>(c)).isSpace())
+            return true;
+        const quint64 starts = PinyinMatcher::startSymbols(c);
+        forEachBit(starts, [&](int a) {
+            m_symbolLists[static_cast<size_t>(a)].add(position);
+            forEachBit(last, [&](int b) {
+                m_pairLists[static_cast<size_t>(b * Symbols + a)].add(position);
+                forEachBit(before, [&](int x) {
+                    m_tripleLists[static_cast<size_t>((x * Symbols + b) * Symbols + a)].add(
+                        position);
+                });
+            });
+        });
+        if (PinyinMatcher::symbol(c) < 0) {
+            for (const quint16 id : PinyinReadings::of(c)) {
+                const std::string_view reading = PinyinReadings::syllable(id);
+                if (reading.size() >= 2)
+                    m_readingStartLists[static_cast<size_t>((reading[0] - 'a') * Letters +
+                                                            (reading[1] - 'a'))]
+                        .add(position);
+            }
+        }
+        before = last;
+        last = starts;
+        return true;
+    });
 }
 
 void SearchIndex::remove(qint64 id)
@@ -173,21 +178,13 @@ QString SearchIndex::name(const Entry& entry) const
     return (entry.nameIsFolded ? m_folded : m_names).mid(entry.nameStart, entry.nameLength);
 }
 
-std::string_view SearchIndex::initials(quint32 position) const
-{
-    const qsizetype start = m_initialsStart[position];
-    return std::string_view(m_initials)
-        .substr(static_cast<size_t>(start),
-                static_cast<size_t>(m_initialsStart[position + 1] - start));
-}
-
 QStringView SearchIndex::foldedName(quint32 position) const
 {
-    const qsizetype start = m_foldedStart[position];
+    const quint32 start = m_foldedStart[position];
     return QStringView(m_folded).mid(start, m_foldedStart[position + 1] - start);
 }
 
-std::vector<quint32> SearchIndex::match(QStringView needle) const
+std::vector<quint32> SearchIndex::match(QStringView needle, const PinyinMatcher& pinyin) const
 {
     std::vector<quint32> hits;
     if (needle.isEmpty()) {
@@ -198,23 +195,29 @@ std::vector<quint32> SearchIndex::match(QStringView needle) const
         }
         return hits;
     }
-    std::vector<quint32> names;
-    matchNames(needle, names);
-    std::vector<quint32> initials;
-    matchInitials(needle, initials);
-    if (initials.empty())
-        return names;
-    if (names.empty())
-        return initials;
-    hits.reserve(names.size() + initials.size());
-    std::set_union(names.begin(), names.end(), initials.begin(), initials.end(),
-                   std::back_inserter(hits));
+    // A name holding a query of letters and digits also reads as it, one character each: the
+    // pinyin hits include the literal ones.
+    if (pinyin.isUsable())
+        matchPinyin(pinyin, hits);
+    else
+        matchNames(needle, hits);
     return hits;
+}
+
+int SearchIndex::rank(quint32 position, QStringView needle, const PinyinMatcher& pinyin) const
+{
+    const QStringView name = foldedName(position);
+    const PinyinMatcher::Fit fit = pinyin.fitAtStart(name);
+    if (name == needle || fit == PinyinMatcher::Fit::Whole)
+        return 0;
+    if (name.startsWith(needle) || fit == PinyinMatcher::Fit::Prefix)
+        return 1;
+    return units(name).find(units(needle)) != std::u16string_view::npos ? 2 : 3;
 }
 
 void SearchIndex::matchNames(QStringView needle, std::vector<quint32>& hits) const
 {
-    const Postings* candidates = nullptr;
+    const PostingList* candidates = nullptr;
     if (needle.size() == 1) {
         const auto it = m_nameUnigrams.constFind(needle[0].unicode());
         if (it == m_nameUnigrams.constEnd())
@@ -240,39 +243,73 @@ void SearchIndex::matchNames(QStringView needle, std::vector<quint32>& hits) con
     });
 }
 
-void SearchIndex::matchInitials(QStringView needle, std::vector<quint32>& hits) const
+void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const
 {
-    // Initials with a character beyond ASCII are rare: they are compared one by one, and only
-    // they can contain a needle that is not all ASCII.
-    if (!m_initialUnigrams.empty() && isAscii(needle)) {
-        const QByteArray bytes = needle.toLatin1();
-        const std::string_view wanted(bytes.constData(), static_cast<size_t>(bytes.size()));
-        const Postings* candidates = &m_initialUnigrams[static_cast<unsigned char>(wanted[0])];
-        for (size_t i = 0; i + 1 < wanted.size(); ++i) {
-            const Postings& list = m_initialBigrams[bigram(wanted[i], wanted[i + 1])];
-            if (i == 0 || list.size() < candidates->size())
-                candidates = &list;
+    if (m_symbolLists.empty())
+        return;
+    const std::string_view q = pinyin.query();
+    const auto m = static_cast<int>(q.size());
+    // How many letters from offset k one character may take: one always (a Latin letter or an
+    // initial), more while they begin a reading.
+    auto lengths = [&](int k) {
+        std::vector<int> out{1};
+        for (int l = 2; l <= LongestReading && k + l <= m; ++l) {
+            if (!PinyinMatcher::isReadingStart(q.substr(static_cast<size_t>(k), size_t(l))))
+                break;
+            out.push_back(l);
         }
-        // A list of one character or one pair holds exactly the entries that contain it.
-        const bool exact = wanted.size() <= 2;
-        hits.reserve(candidates->size());
-        candidates->forEach([&](quint32 p) {
-            if (m_alive[p] && (exact || initials(p).find(wanted) != std::string_view::npos))
-                hits.push_back(p);
-        });
+        return out;
+    };
+    auto sym = [&](int k) { return symbolOf(q[static_cast<size_t>(k)]); };
+
+    // Every way of reading the query's first characters picks one list; a list is exact when
+    // its key is the whole query, one letter per character.
+    std::vector<const PostingList*> lists;
+    bool exact = true;
+    auto take = [&](const PostingList& list, bool whole) {
+        if (std::find(lists.begin(), lists.end(), &list) == lists.end())
+            lists.push_back(&list);
+        exact = exact && whole;
+    };
+    for (const int first : lengths(0)) {
+        if (first == m) {
+            if (m == 1)
+                take(m_symbolLists[static_cast<size_t>(sym(0))], true);
+            else
+                take(
+                    m_readingStartLists[static_cast<size_t>((q[0] - 'a') * Letters + (q[1] - 'a'))],
+                    m == 2);
+            continue;
+        }
+        for (const int second : lengths(first)) {
+            if (first + second == m)
+                take(m_pairLists[static_cast<size_t>(sym(0) * Symbols + sym(first))], m == 2);
+            else
+                take(m_tripleLists[static_cast<size_t>((sym(0) * Symbols + sym(first)) * Symbols +
+                                                       sym(first + second))],
+                     m == 3);
+        }
     }
 
-    std::vector<quint32> others;
-    for (const auto& [position, text] : m_otherInitials) {
-        if (m_alive[position] && text.contains(needle))
-            others.push_back(position);
-    }
-    if (others.empty())
+    auto keep = [&](quint32 p) { return m_alive[p] && (exact || pinyin.matches(foldedName(p))); };
+    if (lists.size() == 1) {
+        hits.reserve(lists.front()->size());
+        lists.front()->forEach([&](quint32 p) {
+            if (keep(p))
+                hits.push_back(p);
+        });
         return;
-    std::vector<quint32> merged;
-    merged.reserve(hits.size() + others.size());
-    std::merge(hits.begin(), hits.end(), others.begin(), others.end(), std::back_inserter(merged));
-    hits = std::move(merged);
+    }
+    std::vector<quint32> candidates;
+    for (const PostingList* list : lists)
+        list->forEach([&](quint32 p) { candidates.push_back(p); });
+    std::sort(candidates.begin(), candidates.end());
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+    hits.reserve(candidates.size());
+    for (const quint32 p : candidates) {
+        if (keep(p))
+            hits.push_back(p);
+    }
 }
 
 void SearchIndex::compactIfWorthIt()
@@ -284,22 +321,14 @@ void SearchIndex::compactIfWorthIt()
     const qsizetype live = m_byId.size();
     fresh.reserve(live, m_folded.size());
     fresh.m_names.reserve(m_names.size());
-    fresh.m_initials.reserve(m_initials.size());
-    auto other = m_otherInitials.cbegin();
     for (size_t i = 0; i < m_entries.size(); ++i) {
-        const Entry& e = m_entries[i];
-        while (other != m_otherInitials.cend() && other->first < i)
-            ++other;
         if (!m_alive[i])
             continue;
+        const Entry& e = m_entries[i];
         const QStringView folded = foldedName(static_cast<quint32>(i));
         fresh.append(e,
                      e.nameIsFolded ? folded : QStringView(m_names).mid(e.nameStart, e.nameLength),
                      folded);
-        if (other != m_otherInitials.cend() && other->first == i)
-            fresh.appendOtherInitials(other->second);
-        else
-            fresh.appendAsciiInitials(initials(static_cast<quint32>(i)));
     }
     *this = std::move(fresh);
 }

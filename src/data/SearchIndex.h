@@ -1,23 +1,23 @@
 #pragma once
 
+#include "data/PinyinMatcher.h"
+#include "data/PostingList.h"
+
 #include <QHash>
 #include <QString>
 #include <QStringView>
-#include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 // The searchable names of one kind of material, held in memory, so that a keystroke needs no
-// database round trip. Names and pinyin initials are found through lists of the entries that
-// contain each character and each pair of adjacent characters: a search reads the one shortest
-// list the needle allows rather than all the text.
+// database round trip. A query is found through lists of the entries that contain a key, reading
+// the shortest lists the query allows rather than all the text: a character and a pair of
+// adjacent characters for literal queries; for pinyin, the letters the names' characters may start
+// with, alone, in twos and threes of adjacent characters, and the first two letters of readings.
 class SearchIndex {
 public:
     struct Source {
         qint64 id = 0;
         QString name;
-        QString pycode;
         qint64 typeId = 0;
         int usetime = 0;
         int serial = 0;
@@ -32,8 +32,8 @@ public:
         int serial = 0;
         int typeSerial = 0;
         int commonSerial = 0;
-        qsizetype nameStart = 0;
-        qsizetype nameLength = 0;
+        quint32 nameStart = 0;
+        quint16 nameLength = 0;
         bool common = false;
         // The name is stored folded only, folding having left it unchanged.
         bool nameIsFolded = false;
@@ -58,71 +58,42 @@ public:
     qint64 id(quint32 position) const { return m_ids[position]; }
     QString name(const Entry& entry) const;
 
-    // The positions of every live entry whose folded name or folded initials contain the folded
-    // `needle` (every live entry when it is empty), ascending, which is the order the entries
-    // were added in.
-    std::vector<quint32> match(QStringView foldedNeedle) const;
+    // The positions of every live entry whose folded name contains the folded `needle` or reads
+    // as it in pinyin (every live entry when it is empty), ascending, which is the order the
+    // entries were added in. `pinyin` is the matcher of the same needle.
+    std::vector<quint32> match(QStringView foldedNeedle, const PinyinMatcher& pinyin) const;
+    std::vector<quint32> match(QStringView foldedNeedle) const
+    {
+        return match(foldedNeedle, PinyinMatcher(foldedNeedle));
+    }
+    // How well a hit of match() fits its needle, best first: 0 the whole name, 1 its start, 2 the
+    // needle found literally further in, 3 read in pinyin further in.
+    int rank(quint32 position, QStringView foldedNeedle, const PinyinMatcher& pinyin) const;
 
 private:
-    // An ascending list of entry positions, kept as the differences between neighbours in
-    // groups of seven bits: the long lists of frequent characters take about a byte per entry.
-    class Postings {
-    public:
-        quint32 size() const { return m_count; }
-        void add(quint32 position);
-        template <typename Visit> void forEach(Visit visit) const
-        {
-            quint32 position = 0;
-            quint32 delta = 0;
-            int shift = 0;
-            for (const unsigned char byte : m_bytes) {
-                delta |= static_cast<quint32>(byte & 0x7f) << shift;
-                if (byte & 0x80) {
-                    shift += 7;
-                    continue;
-                }
-                position += delta;
-                visit(position);
-                delta = 0;
-                shift = 0;
-            }
-        }
-
-    private:
-        std::vector<unsigned char> m_bytes;
-        quint32 m_last = 0;
-        quint32 m_count = 0;
-    };
-
     void append(const Entry& entry, QStringView name, QStringView foldedName);
-    void appendAsciiInitials(std::string_view initials);
-    void appendOtherInitials(const QString& initials);
-    void compactIfWorthIt();
+    void appendPinyinKeys(quint32 position, QStringView foldedName);
     void matchNames(QStringView needle, std::vector<quint32>& hits) const;
-    void matchInitials(QStringView needle, std::vector<quint32>& hits) const;
-    std::string_view initials(quint32 position) const;
+    void matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const;
+    void compactIfWorthIt();
     QStringView foldedName(quint32 position) const;
 
     std::vector<Entry> m_entries;
     std::vector<qint64> m_ids;
-    std::vector<bool> m_alive;            // cleared for entries that were replaced or removed
-    QString m_names;                      // as given, for name(), where folding changed them
-    QString m_folded;                     // the folded names, back to back
-    std::vector<qsizetype> m_foldedStart; // entry i's name in m_folded; one extra at the end
+    std::vector<bool> m_alive;          // cleared for entries that were replaced or removed
+    QString m_names;                    // as given, for name(), where folding changed them
+    QString m_folded;                   // the folded names, back to back
+    std::vector<quint32> m_foldedStart; // entry i's name in m_folded; one extra at the end
     // The entries whose folded name contains a UTF-16 unit, and a pair of adjacent units (the
     // first in the high half of the key).
-    QHash<char16_t, Postings> m_nameUnigrams;
-    QHash<quint32, Postings> m_nameBigrams;
-    // Folded initials that are all ASCII, back to back; other entries' initials are empty here
-    // and kept in m_otherInitials instead.
-    std::string m_initials;
-    std::vector<qsizetype> m_initialsStart; // as m_foldedStart
-    // The entries whose initials contain a character (indexed by it), and a pair of adjacent
-    // characters (indexed by first * 128 + second).
-    std::vector<Postings> m_initialUnigrams;
-    std::vector<Postings> m_initialBigrams;
-    // Entries whose folded initials are not all ASCII, ascending: checked one by one.
-    std::vector<std::pair<quint32, QString>> m_otherInitials;
+    QHash<char16_t, PostingList> m_nameUnigrams;
+    QHash<quint32, PostingList> m_nameBigrams;
+    // Pinyin keys, by PinyinMatcher::symbol: a character starting with a symbol; two and three
+    // adjacent characters starting with two and three symbols; a reading's first two letters.
+    std::vector<PostingList> m_symbolLists;
+    std::vector<PostingList> m_pairLists;
+    std::vector<PostingList> m_tripleLists;
+    std::vector<PostingList> m_readingStartLists;
     QHash<qint64, qsizetype> m_byId;
     qsizetype m_dead = 0;
 };

@@ -33,13 +33,13 @@ QString indexColumns(SearchKind kind)
 {
     switch (kind) {
     case SearchKind::Knowledge:
-        return QStringLiteral("id, name, pycode, typeid, usetime, serialnum, commonserialnum, "
-                              "commonflag, serialnum");
+        return QStringLiteral("id, name, typeid, usetime, serialnum, commonserialnum, commonflag, "
+                              "serialnum");
     case SearchKind::Affair:
     case SearchKind::Courier:
-        return QStringLiteral("id, name, pycode, itemid, usetime, serialnum, 0, 0, serialnum");
+        return QStringLiteral("id, name, itemid, usetime, serialnum, 0, 0, serialnum");
     default:
-        return QStringLiteral("id, name, pycode, typeid, usetime, serialnum, 0, 0, typeserialnum");
+        return QStringLiteral("id, name, typeid, usetime, serialnum, 0, 0, typeserialnum");
     }
 }
 
@@ -154,13 +154,12 @@ Result<void> SearchService::load(SearchKind kind, const QList<qint64>& ids)
         while (q.next()) {
             src.id = q.value(0).toLongLong();
             src.name = q.value(1).toString();
-            src.pycode = q.value(2).toString();
-            src.typeId = q.value(3).toLongLong();
-            src.usetime = q.value(4).toInt();
-            src.serial = q.value(5).toInt();
-            src.commonSerial = q.value(6).toInt();
-            src.common = q.value(7).toInt() == 1;
-            src.typeSerial = q.value(8).toInt();
+            src.typeId = q.value(2).toLongLong();
+            src.usetime = q.value(3).toInt();
+            src.serial = q.value(4).toInt();
+            src.commonSerial = q.value(5).toInt();
+            src.common = q.value(6).toInt() == 1;
+            src.typeSerial = q.value(7).toInt();
             s.index.upsert(src);
         }
         return {};
@@ -203,14 +202,15 @@ Result<void> SearchService::ensureCurrent(SearchKind kind)
     return load(kind, ids);
 }
 
-Result<void> SearchService::searchKind(SearchKind kind, QStringView needle, bool commonOnly,
-                                       qint64 typeId, std::vector<quint32>& found)
+Result<void> SearchService::searchKind(SearchKind kind, QStringView needle,
+                                       const PinyinMatcher& pinyin, bool commonOnly, qint64 typeId,
+                                       std::vector<quint32>& found)
 {
     if (Result<void> r = ensureCurrent(kind); !r)
         return r.error();
     const SearchIndex& index = state(kind).index;
 
-    found = index.match(needle);
+    found = index.match(needle, pinyin);
     if (commonOnly || typeId != 0) {
         std::erase_if(found, [&](quint32 p) {
             const SearchIndex::Entry& e = index.at(p);
@@ -257,7 +257,21 @@ Result<void> SearchService::searchKind(SearchKind kind, QStringView needle, bool
         break;
     }
     }
+    if (!needle.isEmpty() && m_settings.flag(Setting::QueryBestMatchFirst))
+        rankBestFirst(index, needle, pinyin, found);
     return {};
+}
+
+void SearchService::rankBestFirst(const SearchIndex& index, QStringView needle,
+                                  const PinyinMatcher& pinyin, std::vector<quint32>& found)
+{
+    // Four buckets keep the list order within each rank.
+    std::array<std::vector<quint32>, 4> ranks;
+    for (const quint32 p : found)
+        ranks[static_cast<size_t>(index.rank(p, needle, pinyin))].push_back(p);
+    auto out = found.begin();
+    for (const std::vector<quint32>& rank : ranks)
+        out = std::copy(rank.begin(), rank.end(), out);
 }
 
 Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode mode, qint64 typeId)
@@ -265,6 +279,7 @@ Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode m
     if (Result<void> r = refreshExternalChanges(); !r)
         return r.error();
     const QString needle = SearchIndex::fold(text.trimmed());
+    const PinyinMatcher pinyin(needle);
 
     QList<SearchKind> kinds;
     bool commonOnly = false;
@@ -315,7 +330,8 @@ Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode m
     qsizetype total = 0;
     for (qsizetype k = 0; k < kinds.size(); ++k) {
         std::vector<quint32>& positions = found[static_cast<size_t>(k)];
-        if (Result<void> r = searchKind(kinds[k], needle, commonOnly, typeId, positions); !r)
+        if (Result<void> r = searchKind(kinds[k], needle, pinyin, commonOnly, typeId, positions);
+            !r)
             return r.error();
         total += static_cast<qsizetype>(positions.size());
     }

@@ -38,8 +38,8 @@ struct SearchRow {
     bool hasPicture = false;
 };
 
-// Search over every kind of material by a part of the name or of its pinyin initials. Names are
-// indexed in memory per kind, built on first use and kept current through the store's change
+// Search over every kind of material by a part of the name or by its pinyin (PinyinMatcher). Names
+// are indexed in memory per kind, built on first use and kept current through the store's change
 // signal; writes by other programs on the same files are noticed through the stores' data
 // version and rebuild the affected kinds.
 class SearchService : public QObject {
@@ -51,8 +51,9 @@ public:
     static std::optional<SearchKind> kindFromLetter(QChar letter);
     static Table table(SearchKind kind);
 
-    // The hits for `text` (trimmed; matched literally, letter case ignored), kinds in the
-    // query page's order, each kind in the current list order. `typeId` restricts a
+    // The hits for `text` (trimmed; matched literally, letter case ignored, or as pinyin), kinds
+    // in the query page's order, each kind in the current list order (best match first when
+    // QueryBestMatchFirst is on). `typeId` restricts a
     // single-kind search to one category (0: all).
     Result<QList<SearchHit>> search(const QString& text, SearchMode mode, qint64 typeId = 0);
 
@@ -73,8 +74,11 @@ private:
     Result<void> ensureCurrent(SearchKind kind);
     Result<void> load(SearchKind kind, const QList<qint64>& ids);
     // The positions in the kind's index of its hits, filtered and in the list order.
-    Result<void> searchKind(SearchKind kind, QStringView needle, bool commonOnly, qint64 typeId,
-                            std::vector<quint32>& found);
+    Result<void> searchKind(SearchKind kind, QStringView needle, const PinyinMatcher& pinyin,
+                            bool commonOnly, qint64 typeId, std::vector<quint32>& found);
+    // With QueryBestMatchFirst: whole-name hits, then those at the start, then the rest.
+    static void rankBestFirst(const SearchIndex& index, QStringView needle,
+                              const PinyinMatcher& pinyin, std::vector<quint32>& found);
 
     Store& m_store;
     const Settings& m_settings;

@@ -71,6 +71,8 @@ constexpr std::array<SettingDef, SettingCount> definitions{{
     // configurations stored them).
     {Setting::PicMaxSize, "PicMaxSize", "5", "5", Number, 1, 32767, false},
     {Setting::FileMaxSize, "FileMaxSize", "20", "20", Number, 1, 32767, false},
+    // Search hits ranked by how well they fit before the list order; off keeps the list order.
+    {Setting::QueryBestMatchFirst, "QueryBestMatchFirst", "0", "0", Flag, 0, 0, false},
 }};
 
 // def() indexes the table by the enum, so a missing or misplaced row must not compile.

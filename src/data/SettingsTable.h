@@ -64,8 +64,9 @@ enum class Setting {
     XiFuCustomWindows,
     PicMaxSize,
     FileMaxSize,
+    QueryBestMatchFirst,
 };
-inline constexpr int SettingCount = static_cast<int>(Setting::FileMaxSize) + 1;
+inline constexpr int SettingCount = static_cast<int>(Setting::QueryBestMatchFirst) + 1;
 
 // The five keys that each of the twelve hot keys has in [HotKey], in the default file's order.
 enum class HotKeyField { Key, KeyCode, ModKeyCode, SendContent, CaptionDescFlag };

@@ -1,6 +1,8 @@
 #include "hotkeys/KnowledgePickModel.h"
 
 #include "data/Columns.h"
+#include "data/PinyinMatcher.h"
+#include "data/SearchIndex.h"
 #include "data/Store.h"
 
 KnowledgePickModel::KnowledgePickModel(QObject* parent) : QAbstractTableModel(parent) {}
@@ -10,8 +12,9 @@ Result<void> KnowledgePickModel::load(Store& store)
     Query query;
     query.table = Table::Knowledge;
     query.withNames = true;
-    query.columns = {::Column::Id,      ::Column::Name,     ::Column::PyCode,    ::Column::TypeId,
-                     ::Column::GoodsId, ::Column::TypeName, ::Column::GoodsName, ::Column::CommonFlag};
+    query.columns = {::Column::Id,        ::Column::Name,     ::Column::TypeId,
+                     ::Column::GoodsId,   ::Column::TypeName, ::Column::GoodsName,
+                     ::Column::CommonFlag};
     const Result<QList<Row>> rows = store.rows(query);
     if (!rows)
         return rows.error();
@@ -22,7 +25,7 @@ Result<void> KnowledgePickModel::load(Store& store)
         Entry e;
         e.id = r.value(::Column::Id).toLongLong();
         e.name = r.value(::Column::Name).toString();
-        e.pycode = r.value(::Column::PyCode).toString();
+        e.foldedName = SearchIndex::fold(e.name);
         e.typeId = r.value(::Column::TypeId).toLongLong();
         e.goodsId = r.value(::Column::GoodsId).toLongLong();
         e.typeName = r.value(::Column::TypeName).toString();
@@ -58,9 +61,11 @@ void KnowledgePickModel::filter(const QString& title, qint64 typeId, qint64 good
 
 void KnowledgePickModel::quickQuery(const QString& text)
 {
+    // The same rule as the query page's search.
+    const QString needle = SearchIndex::fold(text.trimmed());
+    const PinyinMatcher pinyin(needle);
     show([&](const Entry& e) {
-        return e.name.contains(text, Qt::CaseInsensitive) ||
-               e.pycode.contains(text, Qt::CaseInsensitive);
+        return e.foldedName.contains(needle) || pinyin.matches(e.foldedName);
     });
 }
 

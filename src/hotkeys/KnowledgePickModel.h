@@ -46,7 +46,7 @@ private:
     struct Entry {
         qint64 id = 0;
         QString name;
-        QString pycode;
+        QString foldedName; // as the search matches it
         qint64 typeId = 0;
         qint64 goodsId = 0;
         QString typeName;

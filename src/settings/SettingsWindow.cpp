@@ -286,6 +286,8 @@ QGroupBox* SettingsWindow::buildQuery()
     layout->addLayout(gridOf(kinds, 4));
     layout->addWidget(
         box(QueryBarShowFlag, "chkQueryBarShow", QStringLiteral("在聊天窗口底部显示查询条")));
+    layout->addWidget(box(QueryBestMatchFirst, "chkQueryBestMatchFirst",
+                          QStringLiteral("最佳匹配优先（整名、开头相符的排在前面）")));
     return groupOf(QStringLiteral("查询"), layout, this);
 }
 

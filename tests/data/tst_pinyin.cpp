@@ -1,10 +1,12 @@
 #include "data/GbkCodec.h"
+#include "data/PinyinReadings.h"
 #include "data/PinyinTable.h"
 #include "support/FixtureRows.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -31,6 +33,17 @@ QByteArray tableWith(const QList<QPair<int, char>>& letters, qsizetype length,
     for (qsizetype i = 0; i < flat.size(); i += kLineLength)
         file += flat.mid(i, kLineLength) + lineBreak;
     return file;
+}
+
+// The character's readings joined by commas, as PinyinReadings orders them.
+QString readingsOf(char32_t codePoint)
+{
+    QStringList syllables;
+    for (const quint16 id : PinyinReadings::of(codePoint)) {
+        const std::string_view syllable = PinyinReadings::syllable(id);
+        syllables << QLatin1StringView(syllable.data(), static_cast<qsizetype>(syllable.size()));
+    }
+    return syllables.join(u',');
 }
 
 } // namespace
@@ -100,6 +113,58 @@ private slots:
         QCOMPARE(m_generated.getPYEx(text), initials);
         if (first != u"*")
             QCOMPARE(m_generated.getPY(text), first);
+    }
+
+    void readings_data()
+    {
+        QTest::addColumn<char32_t>("codePoint");
+        QTest::addColumn<QString>("readings");
+        // GB2312 level 1 files these under their everyday reading; kMandarin has the other.
+        QTest::newRow("长 chang before kMandarin's zhang") << U'长' << u"chang,zhang"_s;
+        QTest::newRow("厦 xia before kMandarin's sha") << U'厦' << u"xia,sha"_s;
+        QTest::newRow("行") << U'行' << u"xing,hang,heng"_s;
+        QTest::newRow("重, tong from kHanyuPinyin") << U'重' << u"zhong,chong,tong"_s;
+        QTest::newRow("冯, ping from kXHC1983 only") << U'冯' << u"feng,ping"_s;
+        QTest::newRow("一, four tones one syllable") << U'一' << u"yi"_s;
+        QTest::newRow("银") << U'银' << u"yin"_s;
+        QTest::newRow("女, ü as v") << U'女' << u"nv,ru"_s;
+        QTest::newRow("呒, syllabic m") << U'呒' << u"wu,m"_s;
+        // Outside level 1 kMandarin comes first, even at a GBK code between level-1 codes.
+        QTest::newRow("伽, level 2") << U'伽' << u"jia,ga,qie"_s;
+        QTest::newRow("紅, GBK BC74") << U'紅' << u"hong,gong,jiang"_s;
+        QTest::newRow("𠀃 beyond the BMP") << char32_t(0x20003) << u"qie,ji"_s;
+        QTest::newRow("latin letter") << U'a' << QString();
+        QTest::newRow("emoji") << char32_t(0x1F600) << QString();
+        QTest::newRow("last code point") << char32_t(0x10FFFF) << QString();
+    }
+
+    void readings()
+    {
+        QFETCH(char32_t, codePoint);
+        QFETCH(QString, readings);
+        QCOMPARE(readingsOf(codePoint), readings);
+    }
+
+    void everyReadingIsPlainLetters()
+    {
+        const int count = PinyinReadings::syllableCount();
+        QVERIFY2(count > 400, QByteArray::number(count).constData());
+        for (int id = 0; id < count; ++id) {
+            const std::string_view syllable = PinyinReadings::syllable(static_cast<quint16>(id));
+            QVERIFY2(!syllable.empty() && syllable.size() <= 6 &&
+                         std::all_of(syllable.begin(), syllable.end(),
+                                     [](char c) { return c >= 'a' && c <= 'z'; }),
+                     std::string(syllable).c_str());
+        }
+        QVERIFY(PinyinReadings::syllable(static_cast<quint16>(count)).empty());
+        int characters = 0;
+        for (char32_t codePoint = 0; codePoint <= 0x10FFFF; ++codePoint) {
+            const std::span<const quint16> ids = PinyinReadings::of(codePoint);
+            characters += !ids.empty();
+            QVERIFY(std::all_of(ids.begin(), ids.end(), [&](quint16 id) { return id < count; }));
+        }
+        // Unihan gives some 41,000 characters, in and beyond the BMP, a Mandarin reading.
+        QVERIFY2(characters > 41000, QByteArray::number(characters).constData());
     }
 
     void onlyTheFirstCharacterCounts()

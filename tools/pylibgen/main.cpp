@@ -1,8 +1,11 @@
-// pylibgen UNIHAN_READINGS OUTPUT
+// pylibgen UNIHAN_READINGS PYLIB_OUTPUT SOURCE_OUTPUT
 //
 // Writes the pinyin-initials table: one line per GBK lead byte 0x81..0xFE, one column per trail
-// value 0x40..0xFE, holding the initial of the character with that code, or '?'.
+// value 0x40..0xFE, holding the initial of the most common reading of the character with that
+// code, or '?'. Writes as well the C++ source holding every reading of every character.
 
+#include "Gb2312Level1.h"
+#include "ReadingsSource.h"
 #include "UnihanReadings.h"
 
 #include <QDir>
@@ -28,9 +31,18 @@ struct ConverterCloser {
 };
 using Converter = std::unique_ptr<UConverter, ConverterCloser>;
 
-// 0-based table index of a BMP code point, or nothing when GBK has no double-byte code for it.
-std::optional<int> tableIndex(UConverter* gbk, char32_t codePoint)
+struct GbkCode {
+    int lead;
+    int trail;
+    // 0-based position in the table.
+    int index() const { return (lead - kFirstLead) * kColumns + (trail - kFirstTrail); }
+};
+
+// The double-byte GBK code of a code point, or nothing when GBK has none.
+std::optional<GbkCode> gbkCode(UConverter* gbk, char32_t codePoint)
 {
+    if (codePoint > 0xFFFF || QChar::isSurrogate(codePoint))
+        return std::nullopt;
     const UChar unit = static_cast<UChar>(codePoint);
     char bytes[4];
     UErrorCode status = U_ZERO_ERROR;
@@ -42,7 +54,7 @@ std::optional<int> tableIndex(UConverter* gbk, char32_t codePoint)
     const int trail = static_cast<unsigned char>(bytes[1]);
     if (lead < kFirstLead || lead > kLastLead || trail < kFirstTrail || trail > kLastTrail)
         return std::nullopt;
-    return (lead - kFirstLead) * kColumns + (trail - kFirstTrail);
+    return GbkCode{lead, trail};
 }
 
 // GBK's full-width Latin letters are looked up by the letter they show.
@@ -68,16 +80,29 @@ int fail(const QString& message)
     return 1;
 }
 
+bool save(const QString& path, const QByteArray& content)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QSaveFile out(path);
+    return out.open(QIODevice::WriteOnly) && out.write(content) == content.size() && out.commit();
+}
+
+QString character(char32_t codePoint)
+{
+    return QString::fromUcs4(&codePoint, 1);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: pylibgen UNIHAN_READINGS OUTPUT\n");
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: pylibgen UNIHAN_READINGS PYLIB_OUTPUT SOURCE_OUTPUT\n");
         return 2;
     }
     const QString readingsPath = QString::fromLocal8Bit(argv[1]);
-    const QString outputPath = QString::fromLocal8Bit(argv[2]);
+    const QString pylibPath = QString::fromLocal8Bit(argv[2]);
+    const QString sourcePath = QString::fromLocal8Bit(argv[3]);
 
     UnihanReadings readings;
     if (!readings.load(readingsPath))
@@ -91,38 +116,57 @@ int main(int argc, char** argv)
     // Only the converter's own mappings count; a substitute byte would land on a wrong code.
     ucnv_setFromUCallBack(gbk.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
 
+    // Unihan's first kMandarin reading is not always the everyday one (长 zhǎng, 厦 shà);
+    // GB2312 level 1 files each character under its everyday reading's initial.
+    std::vector<ReadingsSource::Character> characters;
     QByteArray table(kRows * kColumns, '?');
+    QStringList disagreements;
     int filled = 0;
+    for (const char32_t codePoint : readings.codePoints()) {
+        const std::optional<GbkCode> code = gbkCode(gbk.get(), codePoint);
+        const char blockInitial = code ? gb2312Level1Initial(code->lead, code->trail) : 0;
+        std::vector<std::string> ordered = readings.ordered(codePoint, blockInitial);
+        const std::vector<std::string>& mandarin = readings.of(codePoint, UnihanReadings::Mandarin);
+        if (blockInitial && !mandarin.empty() && mandarin.front().front() != blockInitial)
+            disagreements << QStringLiteral("%1 %2 -> %3")
+                                 .arg(character(codePoint),
+                                      QString::fromStdString(mandarin.front()),
+                                      QString::fromStdString(ordered.front()));
+        if (code) {
+            table[code->index()] = static_cast<char>(ordered.front().front() - 'a' + 'A');
+            ++filled;
+        }
+        characters.push_back({codePoint, std::move(ordered)});
+    }
+
     int withoutReading = 0;
     for (char32_t codePoint = 0x80; codePoint <= 0xFFFF; ++codePoint) {
-        if (QChar::isSurrogate(codePoint))
+        const std::optional<GbkCode> code = gbkCode(gbk.get(), codePoint);
+        if (!code || table[code->index()] != '?')
             continue;
-        const std::optional<int> index = tableIndex(gbk.get(), codePoint);
-        if (!index)
-            continue;
-        if (const char letter = readings.initial(codePoint)) {
-            table[*index] = letter;
-            ++filled;
-        } else if (const char latin = fullWidthLetter(codePoint)) {
-            table[*index] = latin;
-        } else if (isHan(codePoint)) {
+        if (const char latin = fullWidthLetter(codePoint))
+            table[code->index()] = latin;
+        else if (isHan(codePoint))
             ++withoutReading;
-        }
     }
 
-    QDir().mkpath(QFileInfo(outputPath).absolutePath());
-    QSaveFile out(outputPath);
-    if (!out.open(QIODevice::WriteOnly))
-        return fail(QStringLiteral("cannot write %1").arg(outputPath));
-    for (int row = 0; row < kRows; ++row) {
-        out.write(table.constData() + row * kColumns, kColumns);
-        out.write("\n", 1);
-    }
-    if (!out.commit())
-        return fail(QStringLiteral("cannot write %1").arg(outputPath));
+    QByteArray lines;
+    for (int row = 0; row < kRows; ++row)
+        lines += table.mid(row * kColumns, kColumns) + '\n';
+    if (!save(pylibPath, lines))
+        return fail(QStringLiteral("cannot write %1").arg(pylibPath));
+    const ReadingsSource source(characters);
+    if (!save(sourcePath, source.text()))
+        return fail(QStringLiteral("cannot write %1").arg(sourcePath));
 
-    std::printf("pylibgen: %d Han positions filled, %d Han characters without a reading, "
-                "%d unusable readings -> %s\n",
-                filled, withoutReading, readings.unusableReadings(), qPrintable(outputPath));
+    std::printf("pylibgen: %d characters with %d syllables, %d GBK positions filled, "
+                "%d Han characters in GBK without a reading, %d unusable readings\n",
+                static_cast<int>(characters.size()), source.syllableCount(), filled, withoutReading,
+                readings.unusableReadings());
+    std::printf("pylibgen: %d GB2312 level-1 characters whose first kMandarin reading is not in "
+                "their block (kMandarin -> chosen):\n",
+                static_cast<int>(disagreements.size()));
+    for (const QString& line : disagreements)
+        std::printf("  %s\n", line.toUtf8().constData());
     return 0;
 }

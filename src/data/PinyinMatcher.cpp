@@ -1,0 +1,149 @@
+#include "data/PinyinMatcher.h"
+
+#include "data/PinyinReadings.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace {
+
+quint64 computeStartSymbols(char32_t c)
+{
+    if (const int own = PinyinMatcher::symbol(c); own >= 0)
+        return quint64(1) << own;
+    quint64 symbols = 0;
+    for (const quint16 id : PinyinReadings::of(c)) {
+        const std::string_view reading = PinyinReadings::syllable(id);
+        if (!reading.empty())
+            symbols |= quint64(1) << PinyinMatcher::symbol(static_cast<char32_t>(reading[0]));
+    }
+    return symbols;
+}
+
+// Every reading, sorted, so that the readings a text begins are found by a binary search.
+const std::vector<std::string_view>& sortedReadings()
+{
+    static const std::vector<std::string_view> readings = [] {
+        std::vector<std::string_view> all;
+        all.reserve(static_cast<size_t>(PinyinReadings::syllableCount()));
+        for (int id = 0; id < PinyinReadings::syllableCount(); ++id)
+            all.push_back(PinyinReadings::syllable(static_cast<quint16>(id)));
+        std::sort(all.begin(), all.end());
+        return all;
+    }();
+    return readings;
+}
+
+bool isWhitespace(char32_t c)
+{
+    return c <= 0xFFFF && QChar(static_cast<char16_t>(c)).isSpace();
+}
+
+} // namespace
+
+PinyinMatcher::PinyinMatcher(QStringView foldedQuery)
+{
+    if (foldedQuery.isEmpty() || foldedQuery.size() > kMaxLength)
+        return;
+    for (const QChar c : foldedQuery) {
+        if (symbol(c.unicode()) < 0)
+            return;
+    }
+    m_query = foldedQuery.toLatin1();
+    m_length = static_cast<int>(m_query.size());
+    m_done = quint64(1) << m_length;
+
+    m_letterAt.assign(kSymbols, 0);
+    for (int k = 0; k < m_length; ++k)
+        m_letterAt[static_cast<size_t>(symbol(static_cast<char32_t>(m_query[k])))] |= quint64(1)
+                                                                                      << k;
+
+    // A syllable read from offset k takes any non-empty start of the letters they share.
+    const int syllables = PinyinReadings::syllableCount();
+    m_afterReading.assign(static_cast<size_t>(syllables) * static_cast<size_t>(m_length), 0);
+    for (int s = 0; s < syllables; ++s) {
+        const std::string_view reading = PinyinReadings::syllable(static_cast<quint16>(s));
+        for (int k = 0; k < m_length; ++k) {
+            int shared = 0;
+            while (shared < static_cast<int>(reading.size()) && k + shared < m_length &&
+                   reading[static_cast<size_t>(shared)] == m_query[k + shared])
+                ++shared;
+            m_afterReading[static_cast<size_t>(s * m_length + k)] = ((quint64(1) << shared) - 1)
+                                                                    << (k + 1);
+        }
+    }
+}
+
+bool PinyinMatcher::isReadingStart(std::string_view text)
+{
+    const std::vector<std::string_view>& readings = sortedReadings();
+    const auto it = std::lower_bound(readings.begin(), readings.end(), text);
+    return it != readings.end() && it->starts_with(text);
+}
+
+quint64 PinyinMatcher::startSymbols(char32_t c)
+{
+    if (c > 0xFFFF)
+        return computeStartSymbols(c);
+    static const std::vector<quint64> table = [] {
+        std::vector<quint64> t(0x10000);
+        for (char32_t u = 0; u < 0x10000; ++u)
+            t[u] = computeStartSymbols(u);
+        return t;
+    }();
+    return table[c];
+}
+
+quint64 PinyinMatcher::step(quint64 at, char32_t c) const
+{
+    if (isWhitespace(c))
+        return at;
+    if (const int own = symbol(c); own >= 0)
+        return (at & m_letterAt[static_cast<size_t>(own)]) << 1;
+    quint64 next = 0;
+    const std::span<const quint16> readings = PinyinReadings::of(c);
+    for (quint64 open = at & (m_done - 1); open != 0; open &= open - 1) {
+        const auto offset = static_cast<size_t>(std::countr_zero(open));
+        for (const quint16 s : readings)
+            next |= m_afterReading[s * static_cast<size_t>(m_length) + offset];
+    }
+    return next;
+}
+
+bool PinyinMatcher::matches(QStringView foldedName) const
+{
+    if (m_length == 0)
+        return false;
+    bool found = false;
+    quint64 at = 0;
+    forEachCodePoint(foldedName, [&](char32_t c) {
+        at = step(at | 1, c);
+        found = (at & m_done) != 0;
+        return !found;
+    });
+    return found;
+}
+
+PinyinMatcher::Fit PinyinMatcher::fit(QStringView foldedName) const
+{
+    const Fit atStart = fitAtStart(foldedName);
+    if (atStart != Fit::None)
+        return atStart;
+    return matches(foldedName) ? Fit::Inside : Fit::None;
+}
+
+PinyinMatcher::Fit PinyinMatcher::fitAtStart(QStringView foldedName) const
+{
+    if (m_length == 0)
+        return Fit::None;
+    bool read = false;
+    quint64 at = 1;
+    forEachCodePoint(foldedName, [&](char32_t c) {
+        at = step(at, c);
+        read = read || (at & m_done) != 0;
+        return at != 0;
+    });
+    if (at & m_done)
+        return Fit::Whole;
+    return read ? Fit::Prefix : Fit::None;
+}

@@ -1,0 +1,61 @@
+#include "data/PinyinReadings.h"
+
+#include "data/PinyinReadingsData.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace PinyinReadings {
+
+namespace {
+
+using namespace PinyinReadingsData;
+
+constexpr char32_t kBmpSize = 0x10000;
+// A BMP slot packs where the character's ids begin (high 24 bits) and how many it has.
+constexpr int kCountBits = 8;
+constexpr quint32 kCountMask = (1u << kCountBits) - 1;
+
+// Building the index of the whole BMP once makes the lookup that runs for every character of
+// every name a single load; the function-local static makes the first use thread-safe.
+const std::vector<quint32>& bmpSlots()
+{
+    static const std::vector<quint32> slots = [] {
+        std::vector<quint32> table(kBmpSize, 0);
+        Q_ASSERT(ids.size() < (size_t{1} << (32 - kCountBits)));
+        for (size_t i = 0; i < codePoints.size() && codePoints[i] < kBmpSize; ++i) {
+            const quint32 count = firstIds[i + 1] - firstIds[i];
+            Q_ASSERT(count <= kCountMask);
+            table[codePoints[i]] = firstIds[i] << kCountBits | count;
+        }
+        return table;
+    }();
+    return slots;
+}
+
+} // namespace
+
+std::span<const quint16> of(char32_t codePoint)
+{
+    if (codePoint < kBmpSize) {
+        const quint32 slot = bmpSlots()[codePoint];
+        return ids.subspan(slot >> kCountBits, slot & kCountMask);
+    }
+    const auto found = std::lower_bound(codePoints.begin(), codePoints.end(), codePoint);
+    if (found == codePoints.end() || *found != codePoint)
+        return {};
+    const auto character = static_cast<size_t>(found - codePoints.begin());
+    return ids.subspan(firstIds[character], firstIds[character + 1] - firstIds[character]);
+}
+
+std::string_view syllable(quint16 id)
+{
+    return id < syllables.size() ? syllables[id] : std::string_view();
+}
+
+int syllableCount()
+{
+    return static_cast<int>(syllables.size());
+}
+
+} // namespace PinyinReadings

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QtGlobal>
+#include <span>
+#include <string_view>
+
+// Every Mandarin reading of a character, toneless lower-case ASCII with ü written v, the most
+// common first; compiled in at build time from Unihan. Lookups are lock-free and may run on any
+// thread.
+namespace PinyinReadings {
+// Syllable ids of the character's readings, most common first; empty for a character without any.
+std::span<const quint16> of(char32_t codePoint);
+// The syllable with that id ("zhuang").
+std::string_view syllable(quint16 id);
+int syllableCount();
+} // namespace PinyinReadings
