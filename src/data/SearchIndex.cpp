@@ -65,6 +65,20 @@ void SearchIndex::reserve(qsizetype entries, qsizetype characters)
     m_byId.reserve(entries);
 }
 
+void SearchIndex::squeeze()
+{
+    for (auto* lists : {&m_symbolLists, &m_pairLists, &m_tripleLists, &m_readingStartLists}) {
+        for (PostingList& list : *lists)
+            list.shrink();
+    }
+    for (PostingList& list : m_nameUnigrams)
+        list.shrink();
+    for (PostingList& list : m_nameBigrams)
+        list.shrink();
+    m_names.squeeze();
+    m_folded.squeeze();
+}
+
 void SearchIndex::upsert(const Source& source)
 {
     remove(source.id);

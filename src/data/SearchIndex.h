@@ -44,6 +44,8 @@ public:
 
     void clear();
     void reserve(qsizetype entries, qsizetype characters);
+    // Gives back the room the lists grew into, once a whole kind is loaded.
+    void squeeze();
     // Adds an entry, replacing an existing one with the same id.
     void upsert(const Source& source);
     void remove(qint64 id);

@@ -167,7 +167,9 @@ Result<void> SearchService::load(SearchKind kind, const QList<qint64>& ids)
 
     if (ids.isEmpty()) {
         s.index.clear();
-        return read(base + QLatin1String(" ORDER BY id"), {});
+        Result<void> r = read(base + QLatin1String(" ORDER BY id"), {});
+        s.index.squeeze();
+        return r;
     }
     for (qsizetype from = 0; from < ids.size(); from += ChunkSize) {
         const QList<qint64> chunk = ids.mid(from, ChunkSize);
