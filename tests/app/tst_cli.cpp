@@ -2,6 +2,7 @@
 #include "data/Settings.h"
 #include "data/Store.h"
 #include "support/Files.h"
+#include "support/FixtureRows.h"
 #include "support/ProgramRun.h"
 
 #include <QFileInfo>
@@ -39,7 +40,7 @@ private slots:
     void unwritableRootHasNoConfig();
     void sharedStoreLivesInDatabasePath();
     void searchPrintsRowsPerKind();
-    void rejectsBadArguments_data();
+    void rejectsBadArguments_data() { fixtureData("bad-arguments.txt"); }
     void rejectsBadArguments();
     void rootResolutionOrder();
     void environmentAndUserFolderChooseTheRoot();
@@ -61,9 +62,7 @@ void TestCli::initPreparesTheRootOnceAndOnlyOnce()
     QCOMPARE(r.err, QString());
     for (const char* name : {"config.ini", "assistant.dll", "personal.dll", "pylib.dll"})
         QVERIFY2(QFileInfo(QDir(root).filePath(QLatin1String(name))).size() > 0, name);
-    QFile config(QDir(root).filePath("config.ini"));
-    QVERIFY(config.open(QIODevice::ReadOnly));
-    QVERIFY(config.readLine().startsWith("[Set]"));
+    QVERIFY(readBytes(QDir(root).filePath("config.ini")).startsWith("[Set]"));
 
     const auto before = snapshot(root);
     QTest::qWait(20); // a rewrite would show in the modification time
@@ -75,9 +74,7 @@ void TestCli::initPreparesTheRootOnceAndOnlyOnce()
 void TestCli::unwritableRootHasNoConfig()
 {
     QTemporaryDir dir;
-    QFile blocker(dir.filePath("file"));
-    QVERIFY(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    QVERIFY(writeBytes(dir.filePath("file"), {}));
     // A folder below a plain file cannot exist, even for root.
     const Run r = quillmate({"--data-dir", dir.filePath("file/root"), "init"});
     QVERIFY(r.code != 0);
@@ -148,24 +145,14 @@ void TestCli::searchPrintsRowsPerKind()
     QCOMPARE(r.out, QString());
 }
 
-void TestCli::rejectsBadArguments_data()
-{
-    QTest::addColumn<QStringList>("args");
-    QTest::newRow("unknown kind") << QStringList{"search", "x", "--kind", "Q"};
-    QTest::newRow("kind without search") << QStringList{"init", "--kind", "W"};
-    QTest::newRow("search without text") << QStringList{"search"};
-    QTest::newRow("unknown command") << QStringList{"serve"};
-    QTest::newRow("unknown option") << QStringList{"--fast"};
-    QTest::newRow("data dir without value") << QStringList{"init", "--data-dir"};
-}
-
+// A row of bad-arguments.txt: a name, then the arguments.
 void TestCli::rejectsBadArguments()
 {
-    QFETCH(QStringList, args);
+    QFETCH(QStringList, row);
     QTemporaryDir dir;
     auto env = QProcessEnvironment::systemEnvironment();
     env.insert("QUILLMATE_HOME", dir.path());
-    const Run r = quillmate(args, env);
+    const Run r = quillmate(row.mid(1), env);
     QCOMPARE(r.code, 2);
     QVERIFY(r.err.contains("quillmate"));
     QVERIFY(QDir(dir.path()).isEmpty());

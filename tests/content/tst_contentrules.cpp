@@ -74,6 +74,7 @@ private slots:
     void sizeRefusals();
     void deleteRulesFollowTypeDelMode_data() { fixtureData("delete-texts.txt", 4); }
     void deleteRulesFollowTypeDelMode();
+    void pathParts_data() { fixtureData("path-parts.txt"); }
     void pathParts();
     void dialogFilterForTheSystemDialog();
     void filtersMatchLiterallyAndOnlyWhenSet_data() { fixtureData("list-filters.txt"); }
@@ -186,21 +187,16 @@ void TestContentRules::deleteRulesFollowTypeDelMode()
     QCOMPARE(plan.text, row.at(5));
 }
 
+// A row of path-parts.txt: a path, its title without and with the extension, the extension, the
+// containing folder.
 void TestContentRules::pathParts()
 {
-    // A path, its title without and with the extension, the extension, the containing folder.
-    const QList<QStringList> cases = {
-        {"C:\\Program Files\\工具\\记事本.exe", "记事本", "记事本.exe", "exe",
-         "C:\\Program Files\\工具\\"},
-        {"/home/a.b/report.final.docx", "report.final", "report.final.docx", "docx", "/home/a.b/"},
-        {"/opt/a.d/run", "run", "run", "", "/opt/a.d/"},
-        {"notepad.exe", "notepad", "notepad.exe", "exe", ""}};
-    for (const QStringList& c : cases) {
-        QCOMPARE(PathText::title(c[0], false), c[1]);
-        QCOMPARE(PathText::title(c[0], true), c[2]);
-        QCOMPARE(PathText::extension(c[0]), c[3]);
-        QCOMPARE(PathText::containingFolder(c[0]), c[4]);
-    }
+    QFETCH(QStringList, row);
+    QCOMPARE(row.size(), 5);
+    QCOMPARE(PathText::title(row[0], false), row[1]);
+    QCOMPARE(PathText::title(row[0], true), row[2]);
+    QCOMPARE(PathText::extension(row[0]), row[3]);
+    QCOMPARE(PathText::containingFolder(row[0]), row[4]);
 }
 
 void TestContentRules::dialogFilterForTheSystemDialog()

@@ -3,7 +3,6 @@
 #include "content/EntryForm.h"
 #include "content/EntryViewWindow.h"
 #include "content/ManagementListWindow.h"
-#include "data/IniFile.h"
 #include "data/SearchService.h"
 #include "panel/KnowledgeTreeModel.h"
 #include "platform/fake/FakeDesktop.h"
@@ -80,13 +79,6 @@ struct Windows {
         image.fill(Qt::red);
         const QString path = root.path("in/" + name);
         return image.save(path, "PNG") ? path : QString();
-    }
-    void setIni(const QString& key, const QString& value)
-    {
-        IniFile ini(root.configPath());
-        QVERIFY(ini.load().ok());
-        QVERIFY(ini.writeIni("Set", key, value).ok());
-        QVERIFY(root.settings->load().ok());
     }
 };
 
@@ -390,8 +382,7 @@ void TestContentWindows::newDialogFollowsItsSettings()
     QCOMPARE(w.root.store->row(Table::Simple, first).value()->value("name").toString(),
              QString("亲，您好"));
 
-    QVERIFY(w.root.settings->setValue(Setting::CloseMainNewEditPrompt, "0").ok());
-    QVERIFY(w.root.settings->setValue(Setting::MainNewAfterFlag, "1").ok());
+    w.root.set({{Setting::CloseMainNewEditPrompt, "0"}, {Setting::MainNewAfterFlag, "1"}});
     type(dialog, "txtContent", "再见");
     click(dialog, "btnConfirm");
     QCOMPARE(shownTexts(), QStringList{"新增成功!"});
@@ -491,7 +482,7 @@ void TestContentWindows::picturesAreTakenBySize()
              QString("jpeg"));
 
     // The limit is read from the configuration each time.
-    w.setIni("PicMaxSize", "6");
+    w.root.set({{Setting::PicMaxSize, "6"}});
     w.picker.answer = w.makeFile("big.jpg", qint64(5.6 * MB));
     QTest::mouseClick(photo, Qt::LeftButton);
     QCOMPARE(shownTexts(), QStringList());
@@ -532,7 +523,7 @@ void TestContentWindows::filesAreTakenBySizeAndNamed()
     Windows w;
     QVERIFY(w.root.ok());
     w.root.add(Table::FileType, {{"name", "资料"}});
-    w.setIni("FileMaxSize", "1");
+    w.root.set({{Setting::FileMaxSize, "1"}});
     EntryDialog* dialog = w.windows->openNew(ContentKind::File);
     QCOMPARE(child<QLabel>(dialog, "lblFile")->text(), QString("无"));
     QVERIFY(child<QCheckBox>(dialog, "chkExtName")->isChecked());

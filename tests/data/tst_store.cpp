@@ -1,6 +1,7 @@
 #include "data/DbError.h"
 #include "support/Files.h"
 #include "support/FixtureRows.h"
+#include "support/SqlFile.h"
 #include "support/TestRoot.h"
 
 #include <QFileInfo>
@@ -51,6 +52,7 @@ private slots:
     void bigCategoryCascadeLeavesNoOrphans();
     void categoryCascadesPerKind();
     void failedCascadeRollsBackWhole();
+    void assistantFolderFollowsDatabasePath_data() { fixtureData("database-paths.txt"); }
     void assistantFolderFollowsDatabasePath();
     void foreignFilesAreRefusedUntouched_data();
     void foreignFilesAreRefusedUntouched();
@@ -345,16 +347,11 @@ void TestStore::failedCascadeRollsBackWhole()
     QVERIFY(m_root->store->insert(Table::Simple, {{"name", "after"}}).ok());
 }
 
+// A row of database-paths.txt: a name, DatabasePath, the folder of the shared store.
 void TestStore::assistantFolderFollowsDatabasePath()
 {
-    // DatabasePath and the folder it names: empty is the data root; one trailing separator goes.
-    const QList<std::pair<QString, QString>> cases = {{"", "/root/data"},
-                                                      {"/srv/share", "/srv/share"},
-                                                      {"/srv/share/", "/srv/share"},
-                                                      {"\\\\server\\share\\", "\\\\server\\share"},
-                                                      {"/srv/share//", "/srv/share/"}};
-    for (const auto& [databasePath, folder] : cases)
-        QCOMPARE(Store::assistantFolder("/root/data", databasePath), folder);
+    QFETCH(QStringList, row);
+    QCOMPARE(Store::assistantFolder("/root/data", row.value(1)), row.value(2));
 }
 
 void TestStore::foreignFilesAreRefusedUntouched_data()
@@ -380,25 +377,12 @@ void TestStore::foreignFilesAreRefusedUntouched()
         TestRoot donor;
         QVERIFY(donor.ok());
         donor.add(Table::Simple, {{"name", "x"}});
-        QFile f(donor.path("assistant.dll"));
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        content = f.read(cut);
-    } else if (content == "other") {
-        const QString name = "other-program";
-        {
-            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
-            db.setDatabaseName(path);
-            QVERIFY(db.open());
-            QSqlQuery(db).exec("CREATE TABLE notes(id INTEGER, body TEXT)");
-            db.close();
-        }
-        QSqlDatabase::removeDatabase(name);
+        content = readBytes(donor.path("assistant.dll")).left(cut);
     }
-    if (!QFileInfo::exists(path)) {
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(content);
-    }
+    if (content == "other")
+        QVERIFY(sqlOn(path, {"CREATE TABLE notes(id INTEGER, body TEXT)"}));
+    else
+        QVERIFY(writeBytes(path, content));
     const QByteArray before = sha256(path);
     const qint64 sizeBefore = QFileInfo(path).size();
 

@@ -1,4 +1,5 @@
 #include "app/SingleInstance.h"
+#include "support/ProgramRun.h"
 
 #include <QLocalSocket>
 #include <QProcess>
@@ -51,19 +52,12 @@ void TestInstance::aSecondStartHandsOverAndAStaleLockIsTakenOver()
     startPanel(first, dir.path());
     QTRY_VERIFY_WITH_TIMEOUT(listening(dir.path()), 20000);
 
-    QProcess second;
-    startPanel(second, dir.path());
-    QVERIFY(second.waitForFinished(10000));
-    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(second.exitCode(), 0);
+    const QString program = QStringLiteral(QUILLMATE_EXE);
+    QCOMPARE(runProgram(program, {"--data-dir", dir.path()}).code, 0);
     QCOMPARE(first.state(), QProcess::Running);
 
     // Commands still work beside a running panel.
-    QProcess search;
-    search.start(QStringLiteral(QUILLMATE_EXE), {QStringLiteral("--data-dir"), dir.path(),
-                                                 QStringLiteral("search"), QStringLiteral("x")});
-    QVERIFY(search.waitForFinished(10000));
-    QCOMPARE(search.exitCode(), 0);
+    QCOMPARE(runProgram(program, {"--data-dir", dir.path(), "search", "x"}).code, 0);
 
     // A crash leaves the lock file and the socket behind; the next start takes both over.
     first.kill();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "exchange/SheetLayout.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -12,6 +14,15 @@ struct SheetData {
     QList<QStringList> rows;       // row 1 first; a cell that reads as a number is written as one
     QList<QList<int>> merges = {}; // first row, first column, last row, last column (0-based)
 };
+
+// Row 1 of a sheet of that kind, as the export writes it.
+inline QStringList sheetHeadings(SheetKind kind)
+{
+    QStringList names;
+    for (const SheetColumn& c : SheetLayouts::of(kind).columns)
+        names << c.heading;
+    return names;
+}
 
 inline bool writeBook(const QString& path, const QList<SheetData>& sheets)
 {

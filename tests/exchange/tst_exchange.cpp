@@ -4,10 +4,10 @@
 #include "exchange/WorkbookExporter.h"
 #include "exchange/WorkbookImporter.h"
 #include "exchange/WorkbookReader.h"
+#include "support/Files.h"
 #include "support/TestRoot.h"
 
 #include <QDir>
-#include <QFile>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QSqlRecord>
@@ -47,14 +47,6 @@ int rowsOf(Store& store, Table table)
 {
     const Result<int> n = store.count(table);
     return n ? n.value() : -1;
-}
-
-QStringList header(SheetKind kind)
-{
-    QStringList names;
-    for (const SheetColumn& c : SheetLayouts::of(kind).columns)
-        names << c.heading;
-    return names;
 }
 
 Result<ImportReport> importBook(TestRoot& root, const QString& file,
@@ -129,7 +121,7 @@ void TestExchange::checks()
     QVERIFY(root.ok());
     const auto k = static_cast<SheetKind>(kind);
     const QString file = root.path("book.xlsx");
-    QVERIFY(writeBook(file, {{SheetLayouts::of(k).sheetName, {header(k), cells}}}));
+    QVERIFY(writeBook(file, {{SheetLayouts::of(k).sheetName, {sheetHeadings(k), cells}}}));
 
     const Result<ImportReport> report = importBook(root, file);
     QVERIFY2(report, qPrintable(report.message()));
@@ -148,13 +140,13 @@ void TestExchange::categoriesAreFoundByNameCreatedAndReused()
     QVERIFY(root.ok());
     const QString file = root.path("book.xlsx");
     QVERIFY(writeBook(file, {{"知识库",
-                              {header(SheetKind::Knowledge),
+                              {sheetHeadings(SheetKind::Knowledge),
                                {"退货", "d1", "售后", "服务"},
                                {"换货", "d2", "售后", "服务"},
                                {"发票", "d3", "开票", "财务"},
                                {"REFUND", "named like an existing entry", "售后", "服务"},
                                {"换货", "again in the same book", "售后", "服务"}}},
-                             {"简洁", {header(SheetKind::Phrases)}}}));
+                             {"简洁", {sheetHeadings(SheetKind::Phrases)}}}));
 
     Result<std::unique_ptr<WorkbookReader>> book = WorkbookReader::open(file);
     QVERIFY(book);
@@ -288,7 +280,7 @@ void TestExchange::mergedCellsBelongToEveryRowTheyCover()
     QVERIFY(root.ok());
     const QString file = root.path("merged.xlsx");
     QVERIFY(writeBook(file, {{"知识库",
-                              {header(SheetKind::Knowledge),
+                              {sheetHeadings(SheetKind::Knowledge),
                                {"a", "1", "售后", "服务"},
                                {"b", "2"},
                                {"c", "3"},
@@ -314,13 +306,11 @@ void TestExchange::damagedOrForeignFilesAreRefused()
     TestRoot root;
     QVERIFY(root.ok());
     const QString file = root.path("book.xlsx");
-    QList<QStringList> rows{header(SheetKind::Knowledge)};
+    QList<QStringList> rows{sheetHeadings(SheetKind::Knowledge)};
     for (int i = 0; i < 400; ++i)
         rows << QStringList{QString("标题%1").arg(i), QString("描述%1").arg(i), "s", "b"};
     QVERIFY(writeBook(file, {{"知识库", rows}}));
-    QFile f(file);
-    QVERIFY(f.open(QIODevice::ReadWrite));
-    QByteArray bytes = f.readAll();
+    QByteArray bytes = readBytes(file);
     if (damage == "text")
         bytes = "标题,描述\n退货,七天\n";
     else if (damage == "truncated")
@@ -328,8 +318,7 @@ void TestExchange::damagedOrForeignFilesAreRefused()
     else
         for (qsizetype i = bytes.size() / 4; i < bytes.size() / 4 + 8; ++i)
             bytes[i] = static_cast<char>(bytes[i] ^ 0x5a);
-    QVERIFY(f.resize(0) && f.seek(0) && f.write(bytes) == bytes.size());
-    f.close();
+    QVERIFY(writeBytes(file, bytes));
 
     const Result<ImportReport> report = importBook(root, file);
     QVERIFY(!report);
@@ -343,11 +332,11 @@ void TestExchange::aCancelledImportLeavesBothStoresAsTheyWere()
     TestRoot root;
     QVERIFY(root.ok());
     const QString file = root.path("big.xlsx");
-    QList<QStringList> knowledge{header(SheetKind::Knowledge)};
+    QList<QStringList> knowledge{sheetHeadings(SheetKind::Knowledge)};
     for (int i = 0; i < 300; ++i)
         knowledge << QStringList{QString("k%1").arg(i), "d", QString("s%1").arg(i % 7), "b"};
-    QList<QStringList> tools{header(SheetKind::Tools)};
-    QList<QStringList> mine{header(SheetKind::Private)};
+    QList<QStringList> tools{sheetHeadings(SheetKind::Tools)};
+    QList<QStringList> mine{sheetHeadings(SheetKind::Private)};
     for (int i = 0; i < 150; ++i) {
         tools << QStringList{QString("t%1").arg(i), "p", "", "c"};
         mine << QStringList{QString("p%1").arg(i), "d", "c"};
@@ -390,9 +379,7 @@ void TestExchange::aCancelledExportLeavesTheOldFile()
     QDir folder(root.path("out"));
     QVERIFY(folder.mkpath("."));
     const QString file = folder.filePath("library.xlsx");
-    QFile old(file);
-    QVERIFY(old.open(QIODevice::WriteOnly) && old.write("the export of last week") > 0);
-    old.close();
+    QVERIFY(writeBytes(file, "the export of last week"));
 
     const Result<ExportReport> cancelled =
         WorkbookExporter(*root.store, ExchangeScope::Everything).run(file, [](qint64 done, qint64) {
@@ -400,8 +387,7 @@ void TestExchange::aCancelledExportLeavesTheOldFile()
         });
     QVERIFY(cancelled);
     QVERIFY(cancelled->cancelled);
-    QVERIFY(old.open(QIODevice::ReadOnly));
-    QCOMPARE(old.readAll(), QByteArray("the export of last week"));
+    QCOMPARE(readBytes(file), QByteArray("the export of last week"));
     QCOMPARE(folder.entryList(QDir::Files | QDir::Hidden), QStringList{"library.xlsx"});
 
     const Result<ExportReport> nowhere = WorkbookExporter(*root.store, ExchangeScope::Everything)

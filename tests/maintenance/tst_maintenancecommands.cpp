@@ -3,7 +3,6 @@
 #include "data/SearchService.h"
 #include "data/Services.h"
 #include "data/StoreMaintenance.h"
-#include "exchange/SheetLayout.h"
 #include "maintenance/CompactWindow.h"
 #include "maintenance/MaintenanceCommands.h"
 #include "platform/fake/FakeDesktop.h"
@@ -45,9 +44,7 @@ struct Rig {
     SearchService search{*root.store, *root.settings};
     QWidget owner;
     AnsweringPicker picker;
-    MaintenanceCommands commands{
-        {DataRoot(root.dir.path()), *root.settings, *root.store, search, desktop, {"tester", true}},
-        &owner};
+    MaintenanceCommands commands{root.services(search, desktop), &owner};
     Rig()
     {
         commands.setPicker(&picker);
@@ -55,14 +52,6 @@ struct Rig {
     }
     ~Rig() { Dialogs::setRecording(false); }
 };
-
-QStringList knowledgeHeadings()
-{
-    QStringList headings;
-    for (const SheetColumn& c : SheetLayouts::of(SheetKind::Knowledge).columns)
-        headings << c.heading;
-    return headings;
-}
 
 } // namespace
 
@@ -91,7 +80,7 @@ void TestMaintenanceCommands::menusCarryTheWorkbookCommands()
 void TestMaintenanceCommands::importChecksPreviewsAsksAndWrites()
 {
     Rig rig;
-    const QStringList headings = knowledgeHeadings();
+    const QStringList headings = sheetHeadings(SheetKind::Knowledge);
     const QString bad = rig.root.path("bad.xlsx");
     const QString good = rig.root.path("good.xlsx");
     QVERIFY(writeBook(bad, {{"知识库", {headings, {"t", "", "s", "b"}}}}));
@@ -147,11 +136,10 @@ void TestMaintenanceCommands::exportWritesWhatImportReads()
 void TestMaintenanceCommands::backupAndCompactionRunWithTheirWindows()
 {
     Rig rig;
-    QVERIFY(rig.root.store->transaction(StoreId::Assistant, [&]() -> Result<void> {
-        for (int i = 0; i < 3000; ++i)
-            rig.root.add(Table::Simple, {{Column::Name, QString("phrase %1 ").arg(i).repeated(8)}});
-        return {};
-    }));
+    rig.root.addRows(Table::Simple, 3000, [](int i) {
+        return Row{{Column::Name, QString("phrase %1 ").arg(i).repeated(8)}};
+    });
+    QVERIFY(rig.root.ok());
     const QString target = rig.root.path("copy.bak");
 
     // Stopped, neither leaves a trace: no backup file, the store whole.

@@ -191,17 +191,10 @@ void TestModels::listShowsPagesAndFollowsTheStore()
     SearchService search(*root.store, *root.settings);
     const qint64 type = root.add(Table::SimpleType, {{"name", "问候"}});
     const qint64 other = root.add(Table::SimpleType, {{"name", "售后"}});
-    QList<qint64> ids;
-    QVERIFY(root.store
-                ->transaction(StoreId::Assistant,
-                              [&]() -> Result<void> {
-                                  for (int i = 0; i < 450; ++i)
-                                      ids << root.add(Table::Simple,
-                                                      {{"name", QString("短语%1").arg(i)},
-                                                       {"typeid", i % 3 ? type : other}});
-                                  return {};
-                              })
-                .ok());
+    const QList<qint64> ids = root.addRows(Table::Simple, 450, [&](int i) {
+        return Row{{"name", QString("短语%1").arg(i)}, {"typeid", i % 3 ? type : other}};
+    });
+    QVERIFY(root.ok());
     EntryListModel model(EntryListModel::ListKind::Simple, *root.store, search, *root.settings);
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
     QCOMPARE(model.rowCount(), 0);
@@ -234,15 +227,10 @@ void TestModels::listReadsALargeTableInChunks()
     QVERIFY(root.ok());
     SearchService search(*root.store, *root.settings);
     const int total = 2 * EntryListModel::IdChunk + 300;
-    QVERIFY(
-        root.store
-            ->transaction(StoreId::Personal,
-                          [&]() -> Result<void> {
-                              for (int i = 0; i < total; ++i)
-                                  root.add(Table::Personal, {{"name", QString("笔记%1").arg(i)}});
-                              return {};
-                          })
-            .ok());
+    root.addRows(Table::Personal, total, [](int i) {
+        return Row{{"name", QString("笔记%1").arg(i)}};
+    });
+    QVERIFY(root.ok());
     // No model tester: it would fetch every chunk, which is what this test looks at.
     EntryListModel model(EntryListModel::ListKind::Personal, *root.store, search, *root.settings);
     model.showAll();

@@ -3,11 +3,11 @@
 #include "data/Settings.h"
 #include "send/ContentCache.h"
 #include "support/Files.h"
+#include "support/ProgramRun.h"
 #include "support/TestRoot.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QProcess>
 #include <QTest>
 
 // What must survive on the agents' machines: config.ini and copies written on a full disk,
@@ -16,21 +16,11 @@
 
 namespace {
 
-struct Outcome {
-    int exitCode = -1;
-    QString message;
-};
-
-// Runs the writer child with a disk that is full after `limit` bytes.
-Outcome writeOnFullDisk(qint64 limit, const QStringList& args)
+// Runs the writer child with a disk that is full after `limit` bytes; it prints what it was told.
+ProgramRun writeOnFullDisk(qint64 limit, const QStringList& args)
 {
-    QProcess child;
-    child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    child.start(QCoreApplication::applicationDirPath() + "/filefaults_writer",
-                QStringList{QString::number(limit)} + args);
-    if (!child.waitForFinished(60000) || child.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {child.exitCode(), QString::fromUtf8(child.readAllStandardOutput())};
+    return runProgram(QCoreApplication::applicationDirPath() + "/filefaults_writer",
+                      QStringList{QString::number(limit)} + args);
 }
 
 ContentCache::Loader bytesOf(const QByteArray& bytes)
@@ -83,20 +73,19 @@ void TestFileFaults::fullDiskLeavesConfigIniAsItWas()
     QVERIFY(before.size() > 64);
 
     // The save at exit, with room for 27 bytes.
-    const Outcome save = writeOnFullDisk(27, {"ini", path});
-    QCOMPARE(save.exitCode, 1);
-    QVERIFY2(save.message.startsWith("无法写入配置文件 " + QDir::toNativeSeparators(path) + "："),
-             qPrintable(save.message));
-    QVERIFY2(save.message.endsWith("文件超出系统允许的大小"), qPrintable(save.message));
+    const ProgramRun save = writeOnFullDisk(27, {"ini", path});
+    QCOMPARE(save.code, 1);
+    QVERIFY2(save.out.startsWith("无法写入配置文件 " + QDir::toNativeSeparators(path) + "："),
+             qPrintable(save.out));
+    QVERIFY2(save.out.endsWith("文件超出系统允许的大小"), qPrintable(save.out));
     QCOMPARE(readBytes(path), before);
     QCOMPARE(filesUnder(dir.path()), QStringList{"config.ini"});
 
     // The first start writes the default file: none rather than a short one.
     const QString fresh = dir.filePath("new/config.ini");
-    const Outcome ensure = writeOnFullDisk(64, {"ensure", fresh});
-    QCOMPARE(ensure.exitCode, 1);
-    QVERIFY2(ensure.message.startsWith("配置文件不存在！\n无法写入配置文件 "),
-             qPrintable(ensure.message));
+    const ProgramRun ensure = writeOnFullDisk(64, {"ensure", fresh});
+    QCOMPARE(ensure.code, 1);
+    QVERIFY2(ensure.out.startsWith("配置文件不存在！\n无法写入配置文件 "), qPrintable(ensure.out));
     QCOMPARE(filesUnder(dir.filePath("new")), QStringList());
 }
 
@@ -110,10 +99,10 @@ void TestFileFaults::fullDiskWritesNoShortCopy()
     const QByteArray bytes(4096, 'x');
 
     // A copy for sending: the failure is told, nothing is left to be reused.
-    const Outcome copy = writeOnFullDisk(
+    const ProgramRun copy = writeOnFullDisk(
         1000, {"cache", root.path(), "7", "报价单", "pdf", QString::number(bytes.size())});
-    QCOMPARE(copy.exitCode, 1);
-    QVERIFY2(copy.message.contains("报价单.pdf："), qPrintable(copy.message));
+    QCOMPARE(copy.code, 1);
+    QVERIFY2(copy.out.contains("报价单.pdf："), qPrintable(copy.out));
     QCOMPARE(filesUnder(root.path()), QStringList());
     // Once there is room again the copy is written whole.
     const QString sent = cachedFile(ContentCache(root.path()), 7, "报价单", "pdf", bytes);
@@ -123,11 +112,11 @@ void TestFileFaults::fullDiskWritesNoShortCopy()
     const QString exported = root.filePath("file/报价单.pdf");
     QVERIFY(QDir().mkpath(QFileInfo(exported).absolutePath()));
     QVERIFY(writeBytes(exported, "old"));
-    const Outcome write =
+    const ProgramRun write =
         writeOnFullDisk(1000, {"export", root.path(), exported, QString::number(bytes.size())});
-    QCOMPARE(write.exitCode, 1);
-    QVERIFY2(write.message.startsWith("无法写入文件 " + QDir::toNativeSeparators(exported)),
-             qPrintable(write.message));
+    QCOMPARE(write.code, 1);
+    QVERIFY2(write.out.startsWith("无法写入文件 " + QDir::toNativeSeparators(exported)),
+             qPrintable(write.out));
     QCOMPARE(readBytes(exported), QByteArray("old"));
     QCOMPARE(filesUnder(root.filePath("file")), QStringList{"报价单.pdf"});
 }

@@ -1,41 +1,23 @@
 #include "data/Schema.h"
 #include "data/StoreMaintenance.h"
+#include "support/Files.h"
+#include "support/SqlFile.h"
 #include "support/TestRoot.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QSet>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTest>
 
 namespace {
 
-// The ids of a table in a store file, read on a connection of its own.
 QSet<qint64> idsIn(const QString& path, const QString& table)
 {
     QSet<qint64> ids;
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "reader");
-        db.setDatabaseName(path);
-        if (db.open()) {
-            QSqlQuery q("SELECT id FROM " + table, db);
-            while (q.next())
-                ids.insert(q.value(0).toLongLong());
-        }
-    }
-    QSqlDatabase::removeDatabase("reader");
+    for (const QVariant& id : sqlOn(path, {"SELECT id FROM " + table}).value_or(QVariantList()))
+        ids.insert(id.toLongLong());
     return ids;
-}
-
-QByteArray hashOf(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly)
-               ? QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha256)
-               : QByteArray();
 }
 
 QProcess* child(const QString& root, const QStringList& args,
@@ -72,9 +54,7 @@ void TestMaintenanceFaults::backupWhileAnotherSeatWritesHoldsEveryCommit()
     TestRoot root;
     QVERIFY(root.ok());
     const QString target = root.path("Assistant.bak");
-    QFile old(target);
-    QVERIFY(old.open(QIODevice::WriteOnly) && old.write("an older backup") > 0);
-    old.close();
+    QVERIFY(writeBytes(target, "an older backup"));
 
     std::unique_ptr<QProcess> writer(child(root.dir.path(), {"write", "400"}));
     QByteArray printed;
@@ -115,12 +95,8 @@ void TestMaintenanceFaults::restoreRefusesWhatIsNotABackupOfThatStore()
     QVERIFY(shared(root).backup(good).ok());
 
     const QString damaged = root.path("damaged.bak");
-    QVERIFY(QFile::copy(good, damaged));
-    QFile d(damaged);
-    QVERIFY(d.open(QIODevice::ReadWrite));
-    QVERIFY(d.seek(d.size() / 2));
-    d.write(QByteArray(4096, '\xff'));
-    d.close();
+    QByteArray bytes = readBytes(good);
+    QVERIFY(writeBytes(damaged, bytes.replace(bytes.size() / 2, 4096, QByteArray(4096, '\xff'))));
 
     const QString personal = root.path("personal.bak");
     QVERIFY(StoreMaintenance(root.store->filePath(StoreId::Personal), StoreId::Personal)
@@ -128,23 +104,13 @@ void TestMaintenanceFaults::restoreRefusesWhatIsNotABackupOfThatStore()
                 .ok());
 
     const QString foreign = root.path("foreign.bak");
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "foreign");
-        db.setDatabaseName(foreign);
-        QVERIFY(db.open());
-        QSqlQuery q(db);
-        QVERIFY(q.exec("PRAGMA application_id = 1234"));
-        QVERIFY(q.exec("CREATE TABLE item (id INTEGER)"));
-        QVERIFY(q.exec("CREATE TABLE knowledge (id INTEGER)"));
-    }
-    QSqlDatabase::removeDatabase("foreign");
+    QVERIFY(sqlOn(foreign, {"PRAGMA application_id = 1234", "CREATE TABLE item (id INTEGER)",
+                            "CREATE TABLE knowledge (id INTEGER)"}));
 
     const QString text = root.path("notes.bak");
-    QFile t(text);
-    QVERIFY(t.open(QIODevice::WriteOnly) && t.write("not a database at all, just some words") > 0);
-    t.close();
+    QVERIFY(writeBytes(text, "not a database at all, just some words"));
 
-    const QByteArray before = hashOf(store);
+    const QByteArray before = sha256(store);
     const QString safety = root.path("safety");
     QVERIFY(QDir().mkpath(safety));
     const QList<std::pair<QString, QString>> cases = {{damaged, "已损坏"},
@@ -157,7 +123,7 @@ void TestMaintenanceFaults::restoreRefusesWhatIsNotABackupOfThatStore()
         QVERIFY2(!r.ok(), qPrintable(file));
         QVERIFY2(r.message().startsWith("错误号为：") && r.message().contains(why),
                  qPrintable(r.message()));
-        QCOMPARE(hashOf(store), before);
+        QCOMPARE(sha256(store), before);
     }
     QCOMPARE(QDir(safety).entryList(QDir::Files), QStringList());
     // The private store refuses a shared backup the same way.

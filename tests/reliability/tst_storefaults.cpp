@@ -1,6 +1,7 @@
 #include "data/Settings.h"
 #include "data/Store.h"
 #include "support/Files.h"
+#include "support/SqlFile.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -121,20 +122,6 @@ struct Seat {
     bool loaded = false;
 };
 
-Result<void> addKnowledge(Store& store, int rows, int pictureBytes)
-{
-    return store.transaction(StoreId::Assistant, [&]() -> Result<void> {
-        for (int i = 0; i < rows; ++i) {
-            const Result<qint64> id =
-                store.insert(Table::Knowledge, {{"name", QString::number(i)},
-                                                {"pic", QByteArray(pictureBytes, 'k')}});
-            if (!id)
-                return id.error();
-        }
-        return {};
-    });
-}
-
 // Opens the root and checks that it holds a whole assistant store with `knowledge` entries.
 #define VERIFY_WHOLE(root, knowledge, context)                                                     \
     do {                                                                                           \
@@ -174,11 +161,7 @@ void TestStoreFaults::killedMidCommitLosesNothing()
     QTemporaryDir dir;
     const QString root = makeRoot(dir);
     constexpr int Kept = 150;
-    {
-        Seat first(root);
-        QVERIFY(first.open().ok());
-        QVERIFY(addKnowledge(first.store, Kept, 8192).ok());
-    }
+    QCOMPARE(seat(root, {"fill", QString::number(Kept), "8192"}).code, 0);
     const QString journal = root + "/assistant.dll-journal";
     // The commit writes page 1 (with the new page count) first and then ~200 pages, most of them
     // past the end of the file: killed in between, the file is shorter than its header says
@@ -239,11 +222,7 @@ void TestStoreFaults::fullDiskLeavesNoHalfStore()
     // Committing: the store keeps what it had.
     QTemporaryDir dir;
     const QString root = makeRoot(dir);
-    {
-        Seat first(root);
-        QVERIFY(first.open().ok());
-        QVERIFY(addKnowledge(first.store, 20, 4096).ok());
-    }
+    QCOMPARE(seat(root, {"fill", "20", "4096"}).code, 0);
     const rlim_t size = static_cast<rlim_t>(QFileInfo(root + "/assistant.dll").size());
     const Outcome o = seat(root, {"fill", "100", "4096"}, {}, size + 65536);
     QCOMPARE(o.code, 1);
@@ -276,16 +255,9 @@ void TestStoreFaults::seatsStartingTogetherAllOpen()
         QVERIFY2(failures.isEmpty(), qPrintable(failures.join('\n')));
 
         // Stores of an older version: no application id yet, so every seat completes them.
-        for (const char* name : {"assistant.dll", "personal.dll"}) {
-            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "old");
-            db.setDatabaseName(root + '/' + name);
-            QVERIFY(db.open());
-            QSqlQuery(db).exec("PRAGMA application_id = 0");
-            QSqlQuery(db).exec("PRAGMA user_version = 0");
-            db.close();
-            db = QSqlDatabase();
-            QSqlDatabase::removeDatabase("old");
-        }
+        for (const char* name : {"assistant.dll", "personal.dll"})
+            QVERIFY(
+                sqlOn(root + '/' + name, {"PRAGMA application_id = 0", "PRAGMA user_version = 0"}));
         failures = together(root);
         QVERIFY2(failures.isEmpty(), qPrintable(failures.join('\n')));
         VERIFY_WHOLE(root, 0, QString("round %1").arg(round));

@@ -1,5 +1,6 @@
 #include "SendRig.h"
 #include "send/TextComposer.h"
+#include "support/Files.h"
 #include "support/FixtureRows.h"
 
 #include <QBuffer>
@@ -129,9 +130,8 @@ void TestSend::picturesAndFilesGoThroughTheCache()
     QVERIFY(rig.root.store->setBlob(Table::Knowledge, png, QByteArray("changed")).ok());
     rig.sender.sendPicture(SearchKind::Knowledge, png, false);
     QTRY_COMPARE(rig.done.count(), 4);
-    QFile changed(rig.desktop.pastes().last().urls.value(0).toLocalFile());
-    QVERIFY(changed.open(QIODevice::ReadOnly));
-    QCOMPARE(changed.readAll(), QByteArray("changed"));
+    QCOMPARE(readBytes(rig.desktop.pastes().last().urls.value(0).toLocalFile()),
+             QByteArray("changed"));
 
     // Files: name + extension, "无" counts as no extension, hostile names stay inside.
     const qint64 doc = rig.root.add(

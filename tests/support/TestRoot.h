@@ -7,6 +7,7 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include <functional>
 #include <memory>
 
 // A data root in a temporary folder with a default config.ini and both stores opened. A step
@@ -64,6 +65,20 @@ struct TestRoot {
     {
         const Result<qint64> r = store->insert(table, row);
         return check(r, "insert into " + Tables::name(table)) ? r.value() : 0;
+    }
+
+    // `count` rows made by `row(i)`, added in one transaction as an import adds them: their ids.
+    QList<qint64> addRows(Table table, int count, const std::function<Row(int)>& row)
+    {
+        QList<qint64> ids;
+        check(store->transaction(Tables::store(table),
+                                 [&]() -> Result<void> {
+                                     for (int i = 0; i < count; ++i)
+                                         ids << add(table, row(i));
+                                     return {};
+                                 }),
+              "adding rows to " + Tables::name(table));
+        return ids;
     }
 
 private:

@@ -9,7 +9,6 @@ class TestUserAccounts : public QObject {
 private slots:
     void init();
 
-    void newStoreStartsWithoutLogin();
     void loginNeeded_data();
     void loginNeeded();
     void verify_data() { fixtureData("logins.txt"); }
@@ -57,22 +56,6 @@ void TestUserAccounts::init()
     const auto all = m_accounts->users();
     QVERIFY(all && all.value().size() == 1);
     m_admin = all.value().first().id;
-}
-
-void TestUserAccounts::newStoreStartsWithoutLogin()
-{
-    const UserAccount admin = m_accounts->users().value().first();
-    QCOMPARE(admin.name, "admin");
-    QVERIFY(admin.isDefault);
-    QVERIFY(admin.isAdministrator());
-    QVERIFY(!admin.hasPassword);
-    QCOMPARE(admin.gradeName(), "系统管理员");
-
-    QCOMPARE(m_accounts->needsLogin().value(), false);
-    const auto def = m_accounts->defaultUser();
-    QVERIFY(def.ok() && def.value().has_value());
-    QCOMPARE(def.value()->name, "admin");
-    QCOMPARE(m_accounts->verify("admin", QString()).value(), (CurrentUser{"admin", true}));
 }
 
 void TestUserAccounts::loginNeeded_data()

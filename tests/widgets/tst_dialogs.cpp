@@ -1,6 +1,9 @@
 #include "ModalDriver.h"
 #include "data/DataRoot.h"
+#include "support/Files.h"
 #include "support/FixtureRows.h"
+#include "support/Gui.h"
+#include "support/ProgramRun.h"
 #include "support/TestRoot.h"
 #include "widgets/ConfirmWindow.h"
 #include "widgets/Dialogs.h"
@@ -8,9 +11,7 @@
 #include "widgets/TitleBar.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QLabel>
-#include <QProcess>
 #include <QPushButton>
 #include <QTest>
 #include <algorithm>
@@ -43,14 +44,8 @@ void finish(QDialog& window, const QString& how)
         window.close();
     } else if (how == QLatin1String("escape")) {
         QTest::keyClick(&window, Qt::Key_Escape);
-    } else if (how == QLatin1String("title close")) {
-        auto* close = window.findChild<QWidget*>("btnTitleClose");
-        QVERIFY(close);
-        QTest::mouseClick(close, Qt::LeftButton);
     } else {
-        QPushButton* b = button(&window, qPrintable(how));
-        QVERIFY2(b, qPrintable(how));
-        QTest::mouseClick(b, Qt::LeftButton);
+        click(&window, how == QLatin1String("title close") ? QString("btnTitleClose") : how);
     }
 }
 
@@ -123,9 +118,8 @@ void TestDialogs::confirmRecordsItsPromptSound()
     TestRoot root(false);
     QVERIFY(root.ok());
     const DataRoot dataRoot(root.dir.path());
-    QFile sound(dataRoot.filePath("sound.wav"));
-    QVERIFY(sound.open(QIODevice::WriteOnly));
-    sound.close();
+    const QString sound = dataRoot.filePath("sound.wav");
+    QVERIFY(writeBytes(sound, {}));
     Dialogs::configure(root.settings.get(), dataRoot);
 
     QVERIFY(root.settings->setValue(Setting::MessageSound, "1").ok());
@@ -141,7 +135,7 @@ void TestDialogs::confirmRecordsItsPromptSound()
 
     const QList<ShownDialog> shown = Dialogs::takeShown();
     QCOMPARE(shown.size(), 3);
-    QCOMPARE(shown[0].sound, sound.fileName());
+    QCOMPARE(shown[0].sound, sound);
     QCOMPARE(shown[1].sound, QString());
     QCOMPARE(shown[2].sound, QString());
 }
@@ -149,18 +143,12 @@ void TestDialogs::confirmRecordsItsPromptSound()
 void TestDialogs::unansweredQuestionEndsTheProgram()
 {
     // The question is asked in a child process (see main), where it must end the program.
-    QProcess child;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QLatin1String(UnansweredVariable), "1");
-    child.setProcessEnvironment(env);
-    child.start(QCoreApplication::applicationFilePath(), {});
-    QVERIFY(child.waitForStarted());
-    const bool finished = child.waitForFinished(20000);
-    if (!finished)
-        child.kill();
-    QVERIFY2(finished, "a question without an answer blocked");
-    QVERIFY(child.exitStatus() == QProcess::CrashExit || child.exitCode() != 0);
-    QVERIFY(child.readAllStandardError().contains("no answer queued"));
+    const ProgramRun run = runProgram(QCoreApplication::applicationFilePath(), {}, env);
+    QVERIFY2(run.code != -1, "a question without an answer blocked");
+    QVERIFY(run.code != 0);
+    QVERIFY(run.err.contains("no answer queued"));
 }
 
 // A row of answers.txt: the window, how it is closed, whether that is a yes.
@@ -238,7 +226,7 @@ void TestDialogs::entryPointsShowModalWindows()
         QString seen;
         ModalDriver driver(c.window, [&](QWidget* w) {
             seen = w->findChild<QLabel*>(c.label)->text();
-            QTest::mouseClick(button(w, c.button), Qt::LeftButton);
+            click(w, c.button);
         });
         QCOMPARE(c.ask(), c.answer);
         QVERIFY(driver.acted() && !driver.timedOut() && driver.wasModal());

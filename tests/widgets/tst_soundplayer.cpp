@@ -1,4 +1,5 @@
 #include "data/DataRoot.h"
+#include "support/Files.h"
 #include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 #include "widgets/SoundPlayer.h"
@@ -10,17 +11,10 @@
 
 namespace {
 
-void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    QCOMPARE(f.write(bytes), bytes.size());
-}
-
 // An executable stand-in for a player: only its name and its executable bit matter.
 void writeExecutable(const QString& path)
 {
-    writeFile(path, "#!/bin/sh\nexit 0\n");
+    QVERIFY(writeBytes(path, "#!/bin/sh\nexit 0\n"));
     QVERIFY(QFile::setPermissions(path, QFile::permissions(path) | QFileDevice::ExeOwner));
 }
 
@@ -45,7 +39,7 @@ void TestSoundPlayer::promptSound()
     const DataRoot dataRoot(root.dir.path());
     const QString soundPath = root.path(QStringLiteral("sound.wav"));
     if (row.value(2) == "1")
-        writeFile(soundPath, "RIFF");
+        QVERIFY(writeBytes(soundPath, "RIFF"));
     QVERIFY(root.settings->setValue(Setting::MessageSound, row.value(1)).ok());
 
     QCOMPARE(SoundPlayer::promptSound(*root.settings, dataRoot),
@@ -71,7 +65,7 @@ void TestSoundPlayer::playerCommand()
     writeExecutable(both.filePath(QStringLiteral("aplay")));
     writeExecutable(aplayOnly.filePath(QStringLiteral("aplay")));
     // A player that may not be run does not count.
-    writeFile(none.filePath(QStringLiteral("paplay")), "not executable");
+    QVERIFY(writeBytes(none.filePath(QStringLiteral("paplay")), "not executable"));
 
     const QString sound = QStringLiteral("/data/sound.wav");
     QCOMPARE(SoundPlayer::playerCommand(sound, {both.path()}),
