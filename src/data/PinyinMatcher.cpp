@@ -58,6 +58,10 @@ PinyinMatcher::PinyinMatcher(QStringView foldedQuery)
         m_letterAt[static_cast<size_t>(symbol(static_cast<char32_t>(m_query[k])))] |= quint64(1)
                                                                                       << k;
 
+    m_oneLetterEach = true;
+    for (int k = 0; m_oneLetterEach && k + 1 < m_length; ++k)
+        m_oneLetterEach = !isReadingStart(query().substr(static_cast<size_t>(k), 2));
+
     // A syllable read from offset k takes any non-empty start of the letters they share.
     const int syllables = PinyinReadings::syllableCount();
     m_afterReading.assign(static_cast<size_t>(syllables) * static_cast<size_t>(m_length), 0);
@@ -96,12 +100,23 @@ quint64 PinyinMatcher::startSymbols(char32_t c)
 
 quint64 PinyinMatcher::step(quint64 at, char32_t c) const
 {
-    if (isWhitespace(c))
-        return at;
     if (const int own = symbol(c); own >= 0)
         return (at & m_letterAt[static_cast<size_t>(own)]) << 1;
-    quint64 next = 0;
+    // A character without a reading ends every run, unless it is whitespace, which is passed over.
+    if (m_oneLetterEach) {
+        // No reading can take two letters, so only the characters' first letters count.
+        quint64 starts = startSymbols(c);
+        if (starts == 0)
+            return isWhitespace(c) ? at : 0;
+        quint64 next = 0;
+        for (; starts != 0; starts &= starts - 1)
+            next |= (at & m_letterAt[static_cast<size_t>(std::countr_zero(starts))]) << 1;
+        return next;
+    }
     const std::span<const quint16> readings = PinyinReadings::of(c);
+    if (readings.empty())
+        return isWhitespace(c) ? at : 0;
+    quint64 next = 0;
     for (quint64 open = at & (m_done - 1); open != 0; open &= open - 1) {
         const auto offset = static_cast<size_t>(std::countr_zero(open));
         for (const quint16 s : readings)

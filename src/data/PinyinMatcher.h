@@ -68,7 +68,9 @@ private:
 
     QByteArray m_query;
     int m_length = 0;
-    quint64 m_done = 0;                  // the bit of a run that has read the whole query
+    quint64 m_done = 0;
+    bool m_oneLetterEach = false; // no two adjacent letters begin a reading                  // the
+                                  // bit of a run that has read the whole query
     std::vector<quint64> m_letterAt;     // per symbol: the query offsets that hold it
     std::vector<quint64> m_afterReading; // per syllable and offset: the offsets it can reach
 };

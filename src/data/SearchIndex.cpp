@@ -142,9 +142,9 @@ void SearchIndex::appendPinyinKeys(quint32 position, QStringView foldedName)
     quint64 before = 0;
     quint64 last = 0;
     PinyinMatcher::forEachCodePoint(foldedName, [&](char32_t c) {
-        if (c <= 0xFFFF && QChar(static_cast<char16_t>(c)).isSpace())
-            return true;
         const quint64 starts = PinyinMatcher::startSymbols(c);
+        if (starts == 0 && c <= 0xFFFF && QChar(static_cast<char16_t>(c)).isSpace())
+            return true;
         forEachBit(starts, [&](int a) {
             m_symbolLists[static_cast<size_t>(a)].add(position);
             forEachBit(last, [&](int b) {
@@ -306,6 +306,40 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     }
 
     auto keep = [&](quint32 p) { return m_alive[p] && (exact || pinyin.matches(foldedName(p))); };
+
+    // When no two adjacent letters begin a reading, each letter is a character of its own, so
+    // every three adjacent letters are a key the name has: its candidates are in all those lists,
+    // which cuts down the names to check for long runs of initials.
+    bool singles = m >= 4;
+    for (int k = 0; singles && k + 1 < m; ++k)
+        singles = lengths(k).size() == 1;
+    if (singles) {
+        std::vector<const PostingList*> triples;
+        for (int k = 0; k + 2 < m; ++k)
+            triples.push_back(&m_tripleLists[static_cast<size_t>(
+                (sym(k) * Symbols + sym(k + 1)) * Symbols + sym(k + 2))]);
+        std::sort(triples.begin(), triples.end(),
+                  [](const PostingList* a, const PostingList* b) { return a->size() < b->size(); });
+        std::vector<quint32> candidates;
+        triples.front()->forEach([&](quint32 p) { candidates.push_back(p); });
+        for (size_t i = 1; i < triples.size() && !candidates.empty(); ++i) {
+            std::vector<quint32> both;
+            size_t at = 0;
+            triples[i]->forEach([&](quint32 p) {
+                while (at < candidates.size() && candidates[at] < p)
+                    ++at;
+                if (at < candidates.size() && candidates[at] == p)
+                    both.push_back(p);
+            });
+            candidates.swap(both);
+        }
+        for (const quint32 p : candidates) {
+            if (keep(p))
+                hits.push_back(p);
+        }
+        return;
+    }
+
     if (lists.size() == 1) {
         hits.reserve(lists.front()->size());
         lists.front()->forEach([&](quint32 p) {
