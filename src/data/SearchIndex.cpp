@@ -62,7 +62,7 @@ void SearchIndex::reserve(qsizetype entries, qsizetype characters)
     m_alive.reserve(n);
     m_folded.reserve(characters);
     m_foldedStart.reserve(n + 1);
-    m_byId.reserve(entries);
+    m_positions.reserve(entries);
 }
 
 void SearchIndex::squeeze()
@@ -123,7 +123,7 @@ void SearchIndex::append(const Entry& entry, QStringView name, QStringView folde
     }
     appendPinyinKeys(position, foldedName);
 
-    m_byId.insert(e.id, position);
+    m_positions.set(e.id, position);
     m_entries.push_back(e);
     m_ids.push_back(e.id);
     m_alive.push_back(true);
@@ -172,19 +172,19 @@ void SearchIndex::appendPinyinKeys(quint32 position, QStringView foldedName)
 
 void SearchIndex::remove(qint64 id)
 {
-    const auto it = m_byId.constFind(id);
-    if (it == m_byId.constEnd())
+    const quint32 position = m_positions.find(id);
+    if (position == IdPositions::None)
         return;
-    m_alive[static_cast<size_t>(*it)] = false;
-    m_byId.erase(it);
+    m_alive[position] = false;
+    m_positions.erase(id);
     ++m_dead;
     compactIfWorthIt();
 }
 
 const SearchIndex::Entry* SearchIndex::find(qint64 id) const
 {
-    const auto it = m_byId.constFind(id);
-    return it == m_byId.constEnd() ? nullptr : &m_entries[static_cast<size_t>(*it)];
+    const quint32 position = m_positions.find(id);
+    return position == IdPositions::None ? nullptr : &m_entries[position];
 }
 
 QString SearchIndex::name(const Entry& entry) const
@@ -202,7 +202,7 @@ std::vector<quint32> SearchIndex::match(QStringView needle, const PinyinMatcher&
 {
     std::vector<quint32> hits;
     if (needle.isEmpty()) {
-        hits.reserve(static_cast<size_t>(m_byId.size()));
+        hits.reserve(static_cast<size_t>(m_positions.size()));
         for (size_t i = 0; i < m_entries.size(); ++i) {
             if (m_alive[i])
                 hits.push_back(static_cast<quint32>(i));
@@ -366,7 +366,7 @@ void SearchIndex::compactIfWorthIt()
     if (m_dead < 1024 || m_dead * 4 < static_cast<qsizetype>(m_entries.size()))
         return;
     SearchIndex fresh;
-    const qsizetype live = m_byId.size();
+    const qsizetype live = m_positions.size();
     fresh.reserve(live, m_folded.size());
     fresh.m_names.reserve(m_names.size());
     for (size_t i = 0; i < m_entries.size(); ++i) {

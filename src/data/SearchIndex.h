@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/IdPositions.h"
 #include "data/PinyinMatcher.h"
 #include "data/PostingList.h"
 
@@ -50,8 +51,8 @@ public:
     void upsert(const Source& source);
     void remove(qint64 id);
 
-    qsizetype size() const { return m_byId.size(); }
-    bool contains(qint64 id) const { return m_byId.contains(id); }
+    qsizetype size() const { return m_positions.size(); }
+    bool contains(qint64 id) const { return m_positions.find(id) != IdPositions::None; }
     const Entry* find(qint64 id) const;
     // The entry at a position that match() returned.
     const Entry& at(quint32 position) const { return m_entries[position]; }
@@ -96,6 +97,6 @@ private:
     std::vector<PostingList> m_pairLists;
     std::vector<PostingList> m_tripleLists;
     std::vector<PostingList> m_readingStartLists;
-    QHash<qint64, qsizetype> m_byId;
+    IdPositions m_positions;
     qsizetype m_dead = 0;
 };
