@@ -1,5 +1,5 @@
 quillmate_test(tst_maintenancefaults LABEL unit reliability SOURCES tst_maintenancefaults.cpp
-               LIBS quillmate_data)
+               LIBS quillmate_data EXE)
 
 # The seat that writes during a backup and is killed during a compaction.
 add_executable(maintenance_child maintenance_child.cpp)

@@ -1,6 +1,7 @@
 #include "data/Schema.h"
 #include "data/StoreMaintenance.h"
 #include "support/Files.h"
+#include "support/ProgramRun.h"
 #include "support/SqlFile.h"
 #include "support/TestRoot.h"
 
@@ -47,6 +48,8 @@ private slots:
     void restoreRefusesWhatIsNotABackupOfThatStore();
     void restoreReplacesContentUnderOpenConnections();
     void compactionKilledHalfwayLeavesAWorkingStore();
+    void fileIsOnDiskBeforeItHasItsName_data();
+    void fileIsOnDiskBeforeItHasItsName();
 };
 
 void TestMaintenanceFaults::backupWhileAnotherSeatWritesHoldsEveryCommit()
@@ -207,6 +210,39 @@ void TestMaintenanceFaults::compactionKilledHalfwayLeavesAWorkingStore()
     QCOMPARE(sizes->before, before);
     QVERIFY(sizes->after < before);
     QCOMPARE(idsIn(store, "knowledge"), rows);
+#endif
+}
+
+void TestMaintenanceFaults::fileIsOnDiskBeforeItHasItsName_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("file");
+    QTest::newRow("backup") << "backup"
+                            << "assistant.bak";
+    QTest::newRow("export") << "export"
+                            << "library.xlsx";
+}
+
+void TestMaintenanceFaults::fileIsOnDiskBeforeItHasItsName()
+{
+#ifndef QUILLMATE_CRASH_SHIM
+    QSKIP("the crash shim is preloaded on Linux only");
+#else
+    QFETCH(QString, command);
+    QFETCH(QString, file);
+    TestRoot root;
+    QVERIFY(root.ok());
+    root.add(Table::Simple, {{"name", "保修"}});
+    // A power cut right after the rename must not leave an empty file under the new name, maybe
+    // in place of a good older one.
+    const QString target = root.dir.filePath(file);
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("LD_PRELOAD", QUILLMATE_CRASH_SHIM);
+    env.insert("QM_SYNC_BEFORE_RENAME", "1");
+    const ProgramRun run =
+        runProgram(QUILLMATE_EXE, {"--data-dir", root.dir.path(), command, target}, env);
+    QVERIFY2(run.code == 0, qPrintable(run.err));
+    QVERIFY(QFileInfo(target).size() > 0);
 #endif
 }
 
