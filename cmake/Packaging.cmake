@@ -30,9 +30,11 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # linked and must be named: the SQLite driver of the stores and the X11 platform of the panel.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6sql6-sqlite, qt6-qpa-plugins")
-# The interface is Chinese, opening a stored file or link goes through xdg-open, and the prompt
-# sound is played by paplay or aplay.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-wqy-microhei | fonts-noto-cjk, xdg-utils")
+# The interface is Chinese, opening a stored file or link goes through xdg-open, the prompt
+# sound is played by paplay or aplay, and moving a team's store to a PostgreSQL server needs Qt's
+# driver for it.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
+    "fonts-wqy-microhei | fonts-noto-cjk, xdg-utils, libqt6sql6-psql")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "pulseaudio-utils | alsa-utils")
 
 include(CPack)

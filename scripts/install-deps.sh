@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
   cmake ninja-build g++ pkg-config
-  qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite
+  qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql
   libicu-dev unicode-data bzip2
   libx11-dev libxtst-dev libxcb1-dev
   libsodium-dev libsqlite3-dev
@@ -15,7 +15,7 @@ packages=(
 )
 if [[ "${1:-}" == "--test" ]]; then
   packages+=(xvfb xauth openbox x11-utils xdotool python3 python3-gi gir1.2-gtk-3.0 chromium
-            g++-mingw-w64-x86-64-win32 wine64 debootstrap desktop-file-utils)
+            g++-mingw-w64-x86-64-win32 wine64 debootstrap desktop-file-utils postgresql)
 fi
 
 missing=()

@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 
+#include "data/PgUrl.h"
 #include "settings/AutoStart.h"
 
 std::optional<SearchMode> CommandLine::modeFromKind(const QString& kind)
@@ -46,6 +47,8 @@ QString CommandLine::usage()
         "  export [--private] 文件.xlsx  导出到Excel工作簿 (--private: 只导出工具和私人知识库)\n"
         "  import [--private] [--dry-run] 文件  从Excel工作簿 (.xlsx 或 .xls) 导入; --dry-run: "
         "只检查并统计, 不写入\n"
+        "  migrate postgresql://用户[:密码]@服务器[:端口]/数据库  把共享数据库复制到一个空的 "
+        "PostgreSQL 数据库, 每个表打印一行记录数\n"
         "  --version                显示版本\n"
         "程序文件夹: --data-dir, 否则环境变量 QUILLMATE_HOME, 否则程序旁有 portable 文件时为程序"
         "文件夹, 否则为用户数据文件夹。\n");
@@ -128,6 +131,17 @@ CommandLine CommandLine::parse(const QStringList& arguments)
     } else if (positional.first() == QLatin1String("import") ||
                positional.first() == QLatin1String("export")) {
         cl.error = positional.first() + QStringLiteral(" 需要一个Excel文件");
+    } else if (positional.first() == QLatin1String("migrate") && positional.size() == 2) {
+        // A malformed address is wrong use: refused before the data folder is touched.
+        const Result<PgUrl> url = PgUrl::parse(positional.at(1));
+        if (url) {
+            cl.command = Command::Migrate;
+            cl.databaseUrl = positional.at(1);
+        } else {
+            cl.error = url.message();
+        }
+    } else if (positional.first() == QLatin1String("migrate")) {
+        cl.error = QStringLiteral("migrate 需要一个数据库地址 postgresql://…");
     } else {
         cl.error = QStringLiteral("未知的命令 ") + positional.join(QLatin1Char(' '));
     }

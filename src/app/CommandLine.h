@@ -18,7 +18,8 @@ struct CommandLine {
         Restore,
         Compact,
         Import,
-        Export
+        Export,
+        Migrate
     };
 
     Command command = Command::Panel;
@@ -29,6 +30,7 @@ struct CommandLine {
     bool privateStore = false; // backup, restore, compact, import, export: the private store
     bool dryRun = false;       // import: check and count, write nothing
     QString file;              // backup target, restore source, workbook
+    QString databaseUrl;       // migrate: the PostgreSQL database to copy into
     QString error;             // set when the arguments make no sense; shown with the usage text
 
     static CommandLine parse(const QStringList& arguments);

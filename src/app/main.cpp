@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 #include "app/ExchangeCommands.h"
+#include "app/MigrateCommand.h"
 #include "app/SingleInstance.h"
 #include "app/Startup.h"
 #include "app/StoreCommands.h"
@@ -159,6 +160,8 @@ int main(int argc, char* argv[])
     case CommandLine::Command::Import:
     case CommandLine::Command::Export:
         return ExchangeCommands::run(startup, cl, out, err);
+    case CommandLine::Command::Migrate:
+        return MigrateCommand::run(startup, cl, out, err);
     case CommandLine::Command::Init:
         return startup.hasPinyin() ? 0 : 1;
     default:
