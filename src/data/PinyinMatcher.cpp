@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <ranges>
 
 namespace {
 
@@ -18,20 +19,6 @@ quint64 computeStartSymbols(char32_t c)
             symbols |= quint64(1) << PinyinMatcher::symbol(static_cast<char32_t>(reading[0]));
     }
     return symbols;
-}
-
-// Every reading, sorted, so that the readings a text begins are found by a binary search.
-const std::vector<std::string_view>& sortedReadings()
-{
-    static const std::vector<std::string_view> readings = [] {
-        std::vector<std::string_view> all;
-        all.reserve(static_cast<size_t>(PinyinReadings::syllableCount()));
-        for (int id = 0; id < PinyinReadings::syllableCount(); ++id)
-            all.push_back(PinyinReadings::syllable(static_cast<quint16>(id)));
-        std::sort(all.begin(), all.end());
-        return all;
-    }();
-    return readings;
 }
 
 bool isWhitespace(char32_t c)
@@ -80,9 +67,11 @@ PinyinMatcher::PinyinMatcher(QStringView foldedQuery)
 
 bool PinyinMatcher::isReadingStart(std::string_view text)
 {
-    const std::vector<std::string_view>& readings = sortedReadings();
-    const auto it = std::lower_bound(readings.begin(), readings.end(), text);
-    return it != readings.end() && it->starts_with(text);
+    // Ids follow the alphabetical order of the syllables.
+    const auto ids = std::views::iota(0, PinyinReadings::syllableCount());
+    const auto syllable = [](int id) { return PinyinReadings::syllable(static_cast<quint16>(id)); };
+    const auto found = std::ranges::lower_bound(ids, text, {}, syllable);
+    return found != ids.end() && syllable(*found).starts_with(text);
 }
 
 quint64 PinyinMatcher::startSymbols(char32_t c)

@@ -10,7 +10,7 @@
 namespace PinyinReadings {
 // Syllable ids of the character's readings, most common first; empty for a character without any.
 std::span<const quint16> of(char32_t codePoint);
-// The syllable with that id ("zhuang").
+// The syllable with that id ("zhuang"); ids follow the syllables' alphabetical order.
 std::string_view syllable(quint16 id);
 int syllableCount();
 } // namespace PinyinReadings
