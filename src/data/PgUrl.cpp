@@ -1,5 +1,6 @@
 #include "data/PgUrl.h"
 
+#include <QRegularExpression>
 #include <QStringList>
 #include <algorithm>
 #include <optional>
@@ -37,39 +38,13 @@ QString masked(const QString& text)
     return text.left(colon + 1) + QStringLiteral("***") + text.mid(at);
 }
 
-int hexValue(QChar c)
-{
-    if (c >= u'0' && c <= u'9')
-        return c.unicode() - u'0';
-    if (c >= u'a' && c <= u'f')
-        return c.unicode() - u'a' + 10;
-    if (c >= u'A' && c <= u'F')
-        return c.unicode() - u'A' + 10;
-    return -1;
-}
-
 // %XX sequences are bytes of UTF-8; a lone or short % is refused rather than guessed at.
 std::optional<QString> percentDecoded(const QString& part)
 {
-    if (!part.contains(QLatin1Char('%')))
-        return part;
-    const QByteArray utf8 = part.toUtf8();
-    QByteArray bytes;
-    for (qsizetype i = 0; i < utf8.size(); ++i) {
-        if (utf8.at(i) != '%') {
-            bytes += utf8.at(i);
-            continue;
-        }
-        if (i + 2 >= utf8.size())
-            return std::nullopt;
-        const int high = hexValue(QLatin1Char(utf8.at(i + 1)));
-        const int low = hexValue(QLatin1Char(utf8.at(i + 2)));
-        if (high < 0 || low < 0)
-            return std::nullopt;
-        bytes += static_cast<char>(high * 16 + low);
-        i += 2;
-    }
-    return QString::fromUtf8(bytes);
+    static const QRegularExpression stray(QStringLiteral("%(?![0-9A-Fa-f]{2})"));
+    if (part.contains(stray))
+        return std::nullopt;
+    return QString::fromUtf8(QByteArray::fromPercentEncoding(part.toUtf8()));
 }
 
 } // namespace
