@@ -105,8 +105,6 @@ private slots:
     void parseUrl_data();
     void parseUrl();
 
-    void wrongUseIsTwo_data();
-    void wrongUseIsTwo();
     void migrateCopiesEveryRow();
     void secondMigrateRefused();
     void failedMigrationLeavesDatabaseEmpty();
@@ -203,38 +201,6 @@ void TestPgStore::parseUrl()
     QCOMPARE(url->port, row.at(5).toInt());
     QCOMPARE(url->database, row.at(6));
     QCOMPARE(url->shown(), row.at(7));
-}
-
-void TestPgStore::wrongUseIsTwo_data()
-{
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<QString>("message");
-    QTest::newRow("no address") << QStringList{"migrate"} << "migrate 需要一个数据库地址";
-    QTest::newRow("two addresses")
-        << QStringList{"migrate", "postgresql://a@h/d", "postgresql://a@h/e"}
-        << "migrate 需要一个数据库地址";
-    QTest::newRow("malformed address")
-        << QStringList{"migrate", "postgresql://agent:secret@db:99999/team"} << "端口 99999";
-    QTest::newRow("a file, not an address")
-        << QStringList{"migrate", "assistant.dll"} << "应以 postgresql://";
-    QTest::newRow("private store")
-        << QStringList{"migrate", "--private", "postgresql://a@h/d"} << "--private 只用于";
-}
-
-// Refused before the program folder is looked at: nothing is created in it.
-void TestPgStore::wrongUseIsTwo()
-{
-    QFETCH(QStringList, args);
-    QFETCH(QString, message);
-    QTemporaryDir folder;
-    QVERIFY(folder.isValid());
-    const ProgramRun run =
-        runProgram(QStringLiteral(QUILLMATE_EXE), QStringList{"--data-dir", folder.path()} + args);
-    QCOMPARE(run.code, 2);
-    QVERIFY2(run.err.contains(message), qPrintable(run.err));
-    QVERIFY2(run.err.contains("用法"), qPrintable(run.err));
-    QVERIFY(!run.err.contains("secret"));
-    QCOMPARE(QDir(folder.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
 }
 
 bool TestPgStore::migrated(const QString& database) const
@@ -388,11 +354,6 @@ void TestPgStore::emptyDatabasePrepared()
     QVERIFY(found);
     QCOMPARE(int(found->state), int(PgSchema::State::Current));
     QCOMPARE(found->version, PgSchema::Version);
-    for (Table t : Tables::ofStore(StoreId::Assistant)) {
-        QSqlQuery q(pg.db);
-        QVERIFY2(q.exec("SELECT count(*) FROM " + PgSchema::tableName(t)),
-                 qPrintable(q.lastError().text()));
-    }
     // A database at this version is used as it is.
     const QStringList before = snapshot(pg.db);
     QVERIFY(PgSchema::prepare(pg.db, "fresh"));

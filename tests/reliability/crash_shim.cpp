@@ -2,9 +2,9 @@
 // as a pulled plug or kill -9 would stop it. QM_CRASH_FILE names the file (a trailing "*" takes
 // every name that starts with the rest), QM_CRASH_AT is N.
 // With QM_SYNC_BEFORE_RENAME set, renaming a file that this process never synced (fsync or
-// fdatasync), or wrote to since, ends the process with exit code 86: a power cut right after such
-// a rename can leave the new name on an empty or partial file. Writes through stdio stay inside
-// the C library and are not seen, hence the first rule.
+// fdatasync) ends the process with exit code 86: a power cut right after such a rename can leave
+// the new name on an empty or partial file. Writes through stdio stay inside the C library, so
+// it is the sync that is watched, not the writes.
 #include <atomic>
 #include <climits>
 #include <csignal>
@@ -47,31 +47,9 @@ void beforeWrite(int fd)
         ::kill(::getpid(), SIGKILL);
 }
 
-// Inodes written and not yet synced, and inodes ever synced; a handful of files at a time is
-// all a test makes.
+// Inodes synced; a handful of files at a time is all a test makes.
 constexpr int Tracked = 64;
-std::atomic<ino_t> unsynced[Tracked];
-std::atomic<ino_t> everSynced[Tracked];
-
-bool holds(const std::atomic<ino_t> (&slots)[Tracked], ino_t inode)
-{
-    for (const auto& slot : slots) {
-        if (slot == inode)
-            return true;
-    }
-    return false;
-}
-
-void add(std::atomic<ino_t> (&slots)[Tracked], ino_t inode)
-{
-    if (inode == 0 || holds(slots, inode))
-        return;
-    for (auto& slot : slots) {
-        ino_t empty = 0;
-        if (slot.compare_exchange_strong(empty, inode))
-            return;
-    }
-}
+std::atomic<ino_t> synced[Tracked];
 
 bool checkingSync()
 {
@@ -79,27 +57,24 @@ bool checkingSync()
     return on;
 }
 
-ino_t inodeOf(int fd)
+bool wasSynced(ino_t inode)
+{
+    for (const auto& slot : synced) {
+        if (slot == inode)
+            return true;
+    }
+    return false;
+}
+
+void sync(int fd)
 {
     struct stat st {};
-    return ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) ? st.st_ino : 0;
-}
-
-void written(int fd)
-{
-    if (checkingSync())
-        add(unsynced, inodeOf(fd));
-}
-
-void synced(int fd)
-{
-    const ino_t inode = checkingSync() ? inodeOf(fd) : 0;
-    if (inode == 0)
+    if (!checkingSync() || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || wasSynced(st.st_ino))
         return;
-    add(everSynced, inode);
-    for (auto& slot : unsynced) {
-        ino_t mine = inode;
-        slot.compare_exchange_strong(mine, 0);
+    for (auto& slot : synced) {
+        ino_t empty = 0;
+        if (slot.compare_exchange_strong(empty, st.st_ino))
+            return;
     }
 }
 
@@ -108,7 +83,7 @@ void beforeRename(const char* from)
     struct stat st {};
     if (!checkingSync() || ::stat(from, &st) != 0 || !S_ISREG(st.st_mode))
         return;
-    if (holds(unsynced, st.st_ino) || !holds(everSynced, st.st_ino)) {
+    if (!wasSynced(st.st_ino)) {
         std::fprintf(stderr, "renamed %s before its writes were synced\n", from);
         ::_exit(86);
     }
@@ -127,7 +102,6 @@ ssize_t write(int fd, const void* buffer, size_t size)
 {
     static const auto real = next<ssize_t (*)(int, const void*, size_t)>("write");
     beforeWrite(fd);
-    written(fd);
     return real(fd, buffer, size);
 }
 
@@ -135,7 +109,6 @@ ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset)
 {
     static const auto real = next<ssize_t (*)(int, const void*, size_t, off_t)>("pwrite");
     beforeWrite(fd);
-    written(fd);
     return real(fd, buffer, size, offset);
 }
 
@@ -143,21 +116,20 @@ ssize_t pwrite64(int fd, const void* buffer, size_t size, off64_t offset)
 {
     static const auto real = next<ssize_t (*)(int, const void*, size_t, off64_t)>("pwrite64");
     beforeWrite(fd);
-    written(fd);
     return real(fd, buffer, size, offset);
 }
 
 int fsync(int fd)
 {
     static const auto real = next<int (*)(int)>("fsync");
-    synced(fd);
+    sync(fd);
     return real(fd);
 }
 
 int fdatasync(int fd)
 {
     static const auto real = next<int (*)(int)>("fdatasync");
-    synced(fd);
+    sync(fd);
     return real(fd);
 }
 
