@@ -115,34 +115,11 @@ private slots:
             QCOMPARE(m_generated.getPY(text), first);
     }
 
-    void readings_data()
-    {
-        QTest::addColumn<char32_t>("codePoint");
-        QTest::addColumn<QString>("readings");
-        // GB2312 level 1 files these under their everyday reading; kMandarin has the other.
-        QTest::newRow("长 chang before kMandarin's zhang") << U'长' << u"chang,zhang"_s;
-        QTest::newRow("厦 xia before kMandarin's sha") << U'厦' << u"xia,sha"_s;
-        QTest::newRow("行") << U'行' << u"xing,hang,heng"_s;
-        QTest::newRow("重, tong from kHanyuPinyin") << U'重' << u"zhong,chong,tong"_s;
-        QTest::newRow("冯, ping from kXHC1983 only") << U'冯' << u"feng,ping"_s;
-        QTest::newRow("一, four tones one syllable") << U'一' << u"yi"_s;
-        QTest::newRow("银") << U'银' << u"yin"_s;
-        QTest::newRow("女, ü as v") << U'女' << u"nv,ru"_s;
-        QTest::newRow("呒, syllabic m") << U'呒' << u"wu,m"_s;
-        // Outside level 1 kMandarin comes first, even at a GBK code between level-1 codes.
-        QTest::newRow("伽, level 2") << U'伽' << u"jia,ga,qie"_s;
-        QTest::newRow("紅, GBK BC74") << U'紅' << u"hong,gong,jiang"_s;
-        QTest::newRow("𠀃 beyond the BMP") << char32_t(0x20003) << u"qie,ji"_s;
-        QTest::newRow("latin letter") << U'a' << QString();
-        QTest::newRow("emoji") << char32_t(0x1F600) << QString();
-        QTest::newRow("last code point") << char32_t(0x10FFFF) << QString();
-    }
-
+    void readings_data() { fixtureData("readings.txt"); }
     void readings()
     {
-        QFETCH(char32_t, codePoint);
-        QFETCH(QString, readings);
-        QCOMPARE(readingsOf(codePoint), readings);
+        QFETCH(QStringList, row);
+        QCOMPARE(readingsOf(row[1].toUcs4().value(0)), row.value(2));
     }
 
     void everyReadingIsPlainLetters()
