@@ -47,23 +47,18 @@ public:
         probe.close();
 
         const ProgramRun init =
-            run(bin + QStringLiteral("/initdb"),
-                {QStringLiteral("-D"), dataDir(), QStringLiteral("-U"), QLatin1String(Role),
-                 QStringLiteral("-A"), QStringLiteral("trust"), QStringLiteral("-E"),
-                 QStringLiteral("UTF8"), QStringLiteral("--locale=C.UTF-8"),
-                 QStringLiteral("--no-sync")});
+            run(bin + "/initdb", {"-D", dataDir(), "-U", Role, "-A", "trust", "-E", "UTF8",
+                                  "--locale=C.UTF-8", "--no-sync"});
         if (init.code != 0) {
             m_whyNot = QStringLiteral("initdb failed: ") + init.err + init.out;
             return;
         }
-        const QString options =
-            QStringLiteral("-p %1 -k %2 -c listen_addresses=127.0.0.1 -c fsync=off")
-                .arg(m_port)
-                .arg(m_dir.path());
-        const ProgramRun start = run(bin + QStringLiteral("/pg_ctl"),
-                                     {QStringLiteral("-D"), dataDir(), QStringLiteral("-l"),
-                                      m_dir.filePath("server.log"), QStringLiteral("-o"), options,
-                                      QStringLiteral("-w"), QStringLiteral("start")});
+        const QString options = QString("-p %1 -k %2 -c listen_addresses=127.0.0.1 -c fsync=off")
+                                    .arg(m_port)
+                                    .arg(m_dir.path());
+        const ProgramRun start =
+            run(bin + "/pg_ctl", {"-D", dataDir(), "-l", m_dir.filePath("server.log"), "-o",
+                                  options, "-w", "start"});
         if (start.code != 0) {
             m_whyNot = QStringLiteral("pg_ctl start failed: ") + start.err + start.out;
             return;
@@ -74,9 +69,7 @@ public:
     ~PgServer()
     {
         if (!m_bin.isEmpty())
-            run(m_bin + QStringLiteral("/pg_ctl"),
-                {QStringLiteral("-D"), dataDir(), QStringLiteral("-m"), QStringLiteral("immediate"),
-                 QStringLiteral("-w"), QStringLiteral("stop")});
+            run(m_bin + "/pg_ctl", {"-D", dataDir(), "-m", "immediate", "-w", "stop"});
     }
 
     PgServer(const PgServer&) = delete;
@@ -87,19 +80,16 @@ public:
 
     QString url(const QString& database) const
     {
-        return QStringLiteral("postgresql://%1@127.0.0.1:%2/%3")
-            .arg(QLatin1String(Role))
-            .arg(m_port)
-            .arg(database);
+        return QString("postgresql://%1@127.0.0.1:%2/%3").arg(Role).arg(m_port).arg(database);
     }
 
     // A connection named `name` to `database`; check isOpen().
     QSqlDatabase connect(const QString& database, const QString& name) const
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), name);
-        db.setHostName(QStringLiteral("127.0.0.1"));
+        QSqlDatabase db = QSqlDatabase::addDatabase("QPSQL", name);
+        db.setHostName("127.0.0.1");
         db.setPort(m_port);
-        db.setUserName(QLatin1String(Role));
+        db.setUserName(Role);
         db.setDatabaseName(database);
         db.open();
         return db;
@@ -147,10 +137,7 @@ private:
     {
         if (!asRoot())
             return runProgram(program, args);
-        return runProgram(QStringLiteral("runuser"),
-                          QStringList{QStringLiteral("-u"), QStringLiteral("postgres"),
-                                      QStringLiteral("--"), program} +
-                              args);
+        return runProgram("runuser", QStringList{"-u", "postgres", "--", program} + args);
     }
 
     QTemporaryDir m_dir{QDir::tempPath() + QStringLiteral("/pg-XXXXXX")};
