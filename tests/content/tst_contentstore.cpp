@@ -157,12 +157,11 @@ void TestContentStore::aNameRacedInByAnotherSeatGetsTheSameMessage_data()
     QTest::addColumn<ContentKind>("kind");
     QTest::addColumn<QString>("columns");
     QTest::addColumn<QString>("values");
-    QTest::newRow("phrase") << ContentKind::Simple << "name, typeid"
-                            << "NEW.typeid";
-    QTest::newRow("affair") << ContentKind::Affair << "name, itemid"
-                            << "3";
-    QTest::newRow("private knowledge") << ContentKind::Personal << "name, typeid"
-                                       << "NEW.typeid";
+    QTest::newRow("phrase") << ContentKind::Simple << QString("name, typeid")
+                            << QString("NEW.typeid");
+    QTest::newRow("affair") << ContentKind::Affair << QString("name, itemid") << QString("3");
+    QTest::newRow("private knowledge")
+        << ContentKind::Personal << QString("name, typeid") << QString("NEW.typeid");
 }
 
 void TestContentStore::aNameRacedInByAnotherSeatGetsTheSameMessage()

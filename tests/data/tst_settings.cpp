@@ -163,15 +163,16 @@ private slots:
     void init();
 
     void defaultFileIsWrittenOnlyWhenMissing();
-    void fileThatCannotBeCreated_data();
+    void fileThatCannotBeCreated_data() { fixtureData("unwritable-config.txt"); }
     void fileThatCannotBeCreated();
-    void absentKeysReadTheirReadDefaults_data();
+    void absentKeysReadTheirReadDefaults_data() { fixtureData("absent-keys.txt"); }
     void absentKeysReadTheirReadDefaults();
 
     void readRules_data();
     void readRules();
     void integers_data();
     void integers();
+    void flagsReadByTheirKeysRule_data() { fixtureData("flags.txt"); }
     void flagsReadByTheirKeysRule();
     void autoPressSendKey_data() { fixtureData("auto-press-send-key.txt"); }
     void autoPressSendKey();
@@ -228,21 +229,12 @@ void TestSettings::defaultFileIsWrittenOnlyWhenMissing()
     QCOMPARE(settings.value(Setting::StartTop), "1");
 }
 
-void TestSettings::fileThatCannotBeCreated_data()
-{
-    // The folder named first in the path is made read-only, or is a plain file.
-    QTest::addColumn<bool>("needsPermissions");
-    QTest::addColumn<QString>("configPath"); // relative to the temporary folder
-
-    QTest::newRow("folder is a plain file") << false << "blocker/config.ini";
-    QTest::newRow("read-only folder") << true << "locked/config.ini";
-    QTest::newRow("missing folder inside a read-only one") << true << "locked/sub/config.ini";
-}
-
+// A row of unwritable-config.txt: whether folder permissions must hold, the path.
 void TestSettings::fileThatCannotBeCreated()
 {
-    QFETCH(bool, needsPermissions);
-    QFETCH(QString, configPath);
+    QFETCH(QStringList, row);
+    const bool needsPermissions = row.value(1) == "1";
+    const QString configPath = row.value(2);
     if (needsPermissions && !permissionsAreEnforced())
         QSKIP("folder permissions do not hold for this user");
 
@@ -266,34 +258,16 @@ void TestSettings::fileThatCannotBeCreated()
     QCOMPARE(settings.load().message(), "配置文件不存在！");
 }
 
-void TestSettings::absentKeysReadTheirReadDefaults_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<bool>("load");
-
-    QTest::newRow("only [Set]") << QByteArray("[Set]\n") << true;
-    QTest::newRow("empty file") << QByteArray() << true;
-    QTest::newRow("keys outside their sections")
-        << QByteArray("StartMainHeight=1\n[Other]\nMainStartTopSize=2\nK1=F9\n") << true;
-    QTest::newRow("not loaded yet") << QByteArray("[Set]\nStartMainHeight=1\n") << false;
-}
-
+// A row of absent-keys.txt: the file's content, whether it is loaded.
 void TestSettings::absentKeysReadTheirReadDefaults()
 {
-    QFETCH(QByteArray, content);
-    QFETCH(bool, load);
-
-    QVERIFY(writeBytes(m_path, content));
+    QFETCH(QStringList, row);
+    QVERIFY(writeBytes(m_path, row.value(1).toUtf8()));
     Settings settings(m_path);
-    if (load)
+    if (row.value(2) == "1")
         QVERIFY(settings.load().ok());
 
     compareAll(settings, expectedReadDefaults());
-    // Numbers and flags follow the read defaults too, not the written ones.
-    QCOMPARE(settings.integer(Setting::StartMainHeight), 7380);
-    QCOMPARE(settings.integer(Setting::MainStartTopSize), 80);
-    QVERIFY(settings.flag(Setting::EndNewLineTwo));
-    QVERIFY(!settings.flag(Setting::CloseMainNewEditPrompt));
 }
 
 void TestSettings::readRules_data()
@@ -305,8 +279,7 @@ void TestSettings::readRules_data()
     for (const QStringList& row : fixtureRows("ini-read.txt"))
         QTest::newRow(qPrintable(row.at(0))) << row.value(2).toUtf8() << "default" << row.value(1);
     QTest::newRow("UTF-8 byte order mark")
-        << QByteArray("\xEF\xBB\xBF[Set]\nStartTop=0\n") << "default"
-        << "0";
+        << QByteArray("\xEF\xBB\xBF[Set]\nStartTop=0\n") << QString("default") << QString("0");
     const QString longValue(300, 'v');
     QTest::newRow("300 characters read as 254") << "[Set]\nStartTop=" + longValue.toUtf8() + '\n'
                                                 << "default" << longValue.first(254);
@@ -356,19 +329,15 @@ void TestSettings::integers()
     QCOMPARE(settings.integer(setting), expected);
 }
 
+// A row of flags.txt: a line in [Set] and whether its flag reads as on.
 void TestSettings::flagsReadByTheirKeysRule()
 {
-    QVERIFY(writeBytes(m_path, "[Set]\nStartTop=yes\nQueryBarShowFlag=1\nDbClickChat=yes\n"
-                               "SendCaptionDesc=0\n"));
+    QFETCH(QStringList, row);
+    QVERIFY(writeBytes(m_path, "[Set]\n" + row.value(1).toUtf8() + '\n'));
     Settings settings(m_path);
     QVERIFY(settings.load().ok());
-    // Most flags are on only when "1"; a few are on unless "0".
-    QVERIFY(!settings.flag(Setting::StartTop));
-    QVERIFY(settings.flag(Setting::QueryBarShowFlag));
-    QVERIFY(settings.flag(Setting::DbClickChat));
-    QVERIFY(!settings.flag(Setting::SendCaptionDesc));
-    // A key that is no flag is never on.
-    QVERIFY(!settings.flag(Setting::MainFontSize));
+    QCOMPARE(settings.flag(settingNamed(row.value(1).section('=', 0, 0))), row.value(2) == "1");
+    // Set, a flag is written as "1".
     QVERIFY(settings.setFlag(Setting::StartTop, true).ok());
     QCOMPARE(settings.value(Setting::StartTop), "1");
 }
@@ -397,18 +366,14 @@ void TestSettings::writeRules_data()
             << row.value(4).toUtf8() << row.value(1) << row.value(2) << row.value(3)
             << row.value(5).toUtf8();
     }
-    QTest::newRow("byte order mark is dropped") << QByteArray("\xEF\xBB\xBF[Set]\nA=1\n") << "Set"
-                                                << "A"
-                                                << "2" << QByteArray("[Set]\nA=2\n");
+    QTest::newRow("byte order mark is dropped")
+        << QByteArray("\xEF\xBB\xBF[Set]\nA=1\n") << QString("Set") << QString("A") << QString("2")
+        << QByteArray("[Set]\nA=2\n");
     // A file without lines of its own gets the system's line ends.
-    QTest::newRow("empty file") << QByteArray("") << "Set"
-                                << "A"
-                                << "1"
+    QTest::newRow("empty file") << QByteArray("") << QString("Set") << QString("A") << QString("1")
                                 << "[Set]" + Eol + "A=1" + Eol;
-    QTest::newRow("no file yet") << QByteArray() << "HotKey"
-                                 << "K1"
-                                 << "F2"
-                                 << "[HotKey]" + Eol + "K1=F2" + Eol;
+    QTest::newRow("no file yet") << QByteArray() << QString("HotKey") << QString("K1")
+                                 << QString("F2") << "[HotKey]" + Eol + "K1=F2" + Eol;
 }
 
 void TestSettings::writeRules()
@@ -433,8 +398,9 @@ void TestSettings::writeRules()
 
 void TestSettings::failedWriteLeavesTheFile()
 {
-    QFETCH(bool, needsPermissions);
-    QFETCH(QString, configPath);
+    QFETCH(QStringList, row);
+    const bool needsPermissions = row.value(1) == "1";
+    const QString configPath = row.value(2);
     if (needsPermissions && !permissionsAreEnforced())
         QSKIP("folder permissions do not hold for this user");
 

@@ -282,11 +282,10 @@ void TestStore::bigCategoryCascadeLeavesNoOrphans()
     const Result<Cascade> cascade = m_root->store->deleteBigCategory(big);
     QVERIFY2(cascade.ok(), qPrintable(cascade.message()));
     QCOMPARE(cascade.value().categories, (QList<qint64>{s1, s2}));
-    QCOMPARE(cascade.value().entries.size(), 2);
-    QCOMPARE(cascade.value().entries[0].id, k1);
-    QVERIFY(cascade.value().entries[0].common);
-    QCOMPARE(cascade.value().entries[1].id, k2);
-    QVERIFY(!cascade.value().entries[1].common);
+    QList<std::pair<qint64, bool>> entries;
+    for (const auto& entry : cascade.value().entries)
+        entries << std::pair(entry.id, entry.common);
+    QCOMPARE(entries, (QList<std::pair<qint64, bool>>{{k1, true}, {k2, false}}));
     QCOMPARE(spy.count(), 5); // two entries, two small categories, the big category
 
     QCOMPARE(m_root->store->count(Table::Type, {{"id", big}}).value(), 0);
@@ -384,7 +383,6 @@ void TestStore::foreignFilesAreRefusedUntouched()
     else
         QVERIFY(writeBytes(path, content));
     const QByteArray before = sha256(path);
-    const qint64 sizeBefore = QFileInfo(path).size();
 
     Store store(root.dir.path(), *root.settings);
     const Result<void> r = store.open();
@@ -392,7 +390,6 @@ void TestStore::foreignFilesAreRefusedUntouched()
     QVERIFY2(r.message().startsWith("错误号："), qPrintable(r.message()));
     QVERIFY2(r.message().contains(QDir::toNativeSeparators(path)), qPrintable(r.message()));
     QCOMPARE(sha256(path), before);
-    QCOMPARE(QFileInfo(path).size(), sizeBefore);
     QVERIFY(!QFileInfo::exists(path + "-journal"));
 }
 

@@ -5,6 +5,7 @@
 #include "exchange/WorkbookImporter.h"
 #include "exchange/WorkbookReader.h"
 #include "support/Files.h"
+#include "support/FixtureRows.h"
 #include "support/TestRoot.h"
 
 #include <QDir>
@@ -71,7 +72,7 @@ private slots:
     void filesFromASpreadsheetProgram_data();
     void filesFromASpreadsheetProgram();
     void mergedCellsBelongToEveryRowTheyCover();
-    void damagedOrForeignFilesAreRefused_data();
+    void damagedOrForeignFilesAreRefused_data() { fixtureData("damaged-books.txt"); }
     void damagedOrForeignFilesAreRefused();
     void aCancelledImportLeavesBothStoresAsTheyWere();
     void aCancelledExportLeavesTheOldFile();
@@ -292,17 +293,11 @@ void TestExchange::mergedCellsBelongToEveryRowTheyCover()
                                                  "K|c|3|售后|服务", "K|d|4|开票|财务"}));
 }
 
-void TestExchange::damagedOrForeignFilesAreRefused_data()
-{
-    QTest::addColumn<QString>("damage");
-    QTest::newRow("text under an Excel name") << "text";
-    QTest::newRow("cut short") << "truncated";
-    QTest::newRow("bytes changed inside") << "flipped";
-}
-
+// A row of damaged-books.txt: what was done to the workbook.
 void TestExchange::damagedOrForeignFilesAreRefused()
 {
-    QFETCH(QString, damage);
+    QFETCH(QStringList, row);
+    const QString damage = row.value(1);
     TestRoot root;
     QVERIFY(root.ok());
     const QString file = root.path("book.xlsx");

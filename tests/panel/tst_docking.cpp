@@ -57,6 +57,15 @@ const QRect chatBar(106, 644, 788, 30);
 const QRect chatPanelRight(894, 56, 300, 588);
 const QRect chatPanelLeft(-194, 56, 300, 588);
 
+// The numbers of a fixture field such as "100,50,800,600".
+QList<int> numbersIn(const QString& field)
+{
+    QList<int> out;
+    for (const QString& n : field.split(','))
+        out << n.toInt();
+    return out;
+}
+
 WindowInfo weixinWindow(const QRect& frame = chatFrame)
 {
     return {Chat, "WeChatMainWndForPC", "微信", frame, true, false};
@@ -114,6 +123,8 @@ struct DockRig {
         return {targets.count(), bars.count(), hides.count(), panels.count()};
     }
     QRect lastPanel() const { return panels.last().at(0).toRect(); }
+    // How many panel placements were sent, and the last one.
+    std::pair<qsizetype, QRect> panel() const { return {panels.count(), lastPanel()}; }
     QRect lastBar() const { return bars.last().at(0).toRect(); }
 };
 
@@ -136,7 +147,7 @@ private slots:
     void otherWindowsInFrontKeepTheTarget();
     void panelFollowsOnlyWhenDocked();
     void queryBarFlagOff();
-    void hiddenTarget_data();
+    void hiddenTarget_data() { fixtureData("hidden-targets.txt"); }
     void hiddenTarget();
     void closedTargetIsDropped();
     void samePlacementIsSentOnce();
@@ -252,13 +263,8 @@ void TestDocking::edgeAction()
 {
     QFETCH(QStringList, row);
     QCOMPARE(row.size(), 6);
-    auto numbers = [&](int field) {
-        QList<int> out;
-        for (const QString& n : row.at(field).split(','))
-            out << n.toInt();
-        return out;
-    };
-    const QList<int> area = numbers(1), panel = numbers(2), cursor = numbers(3);
+    const QList<int> area = numbersIn(row.at(1)), panel = numbersIn(row.at(2)),
+                     cursor = numbersIn(row.at(3));
     QVERIFY(area.size() == 4 && panel.size() == 4 && cursor.size() == 2 && row.at(4).size() == 3);
     const DockGeometry::EdgeInput input{QRect(panel[0], panel[1], panel[2], panel[3]),
                                         QRect(area[0], area[1], area[2], area[3]),
@@ -319,15 +325,13 @@ void TestDocking::chatInFrontBecomesTarget()
 
     rig.clearSpies();
     rig.desktop.setForeground(Chat);
-    QCOMPARE(rig.targets.count(), 1);
+    // Not docked yet: DockingOn is still empty and the panel stays where it is.
+    QCOMPARE(rig.sent(), (QList<qsizetype>{1, 1, 0, 0}));
     QCOMPARE(rig.targets.last(), QVariantList({QVariant::fromValue(Chat), "weixin"}));
     QCOMPARE(rig.controller.target().window, Chat);
     QCOMPARE(rig.controller.target().kind, QStringLiteral("weixin"));
-    QCOMPARE(rig.bars.count(), 1);
     QCOMPARE(rig.lastBar(), chatBar);
-    // Not docked yet: DockingOn is still empty and the panel stays where it is.
     QCOMPARE(rig.controller.dockingOn(), QString());
-    QCOMPARE(rig.panels.count(), 0);
     QCOMPARE(rig.readouts.last(), QVariantList({"WeChatMainWndForPC", "微信"}));
     QCOMPARE(rig.controller.currentForeground().id, Chat);
 }
@@ -376,11 +380,9 @@ void TestDocking::panelFollowsOnlyWhenDocked()
 
     rig.controller.setDocked(true);
     QCOMPARE(rig.controller.dockingOn(), QStringLiteral("1"));
-    QCOMPARE(rig.panels.count(), 1);
-    QCOMPARE(rig.lastPanel(), chatPanelRight.translated(0, 20));
+    QCOMPARE(rig.panel(), std::pair(qsizetype(1), chatPanelRight.translated(0, 20)));
     rig.desktop.moveWindow(Chat, chatFrame);
-    QCOMPARE(rig.panels.count(), 2);
-    QCOMPARE(rig.lastPanel(), chatPanelRight);
+    QCOMPARE(rig.panel(), std::pair(qsizetype(2), chatPanelRight));
 
     rig.controller.setPanelWidth(250);
     QCOMPARE(rig.panels.count(), 3);
@@ -396,14 +398,12 @@ void TestDocking::panelFollowsOnlyWhenDocked()
     rig.desktop.moveWindow(Chat, chatFrame);
     rig.controller.setPanelWidth(300);
     rig.controller.setDocked(true);
-    QCOMPARE(rig.panels.count(), 4);
-    QCOMPARE(rig.lastPanel(), chatPanelRight);
+    QCOMPARE(rig.panel(), std::pair(qsizetype(4), chatPanelRight));
 
     // The side is read from the settings at every step.
     QVERIFY(rig.root.settings->setValue(Setting::XiFuMainShowPos, "1").ok());
     rig.desktop.moveWindow(Chat, chatFrame);
-    QCOMPARE(rig.panels.count(), 5);
-    QCOMPARE(rig.lastPanel(), chatPanelLeft);
+    QCOMPARE(rig.panel(), std::pair(qsizetype(5), chatPanelLeft));
 }
 
 void TestDocking::queryBarFlagOff()
@@ -423,22 +423,14 @@ void TestDocking::queryBarFlagOff()
     QCOMPARE(rig.lastBar(), chatBar);
 }
 
-void TestDocking::hiddenTarget_data()
-{
-    QTest::addColumn<QRect>("frame");
-    QTest::addColumn<bool>("visible");
-    QTest::addColumn<bool>("minimized");
-
-    QTest::newRow("minimised") << chatFrame << true << true;
-    QTest::newRow("at -32000, -32000") << QRect(-32000, -32000, 160, 28) << true << false;
-    QTest::newRow("invisible") << chatFrame << false << false;
-}
-
+// A row of hidden-targets.txt: the chat window's frame, whether visible and minimised.
 void TestDocking::hiddenTarget()
 {
-    QFETCH(QRect, frame);
-    QFETCH(bool, visible);
-    QFETCH(bool, minimized);
+    QFETCH(QStringList, row);
+    const QList<int> f = numbersIn(row.value(1));
+    QCOMPARE(f.size(), 4);
+    const QRect frame(f[0], f[1], f[2], f[3]);
+    const bool visible = row.value(2) == "1", minimized = row.value(3) == "1";
     DockRig rig;
     QVERIFY(rig.root.ok());
     rig.controller.setDocked(true);

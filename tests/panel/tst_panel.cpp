@@ -198,8 +198,7 @@ void TestPanel::startFlagsShapeTheTree()
     {
         Panel p({{Setting::StartCompanyAffairs, "1"}, {Setting::StartExpress, "0"}});
         QVERIFY(p.root.ok());
-        QVERIFY(p.expanded("I3"));
-        QVERIFY(p.expanded("I4"));
+        QVERIFY(p.expanded("I3") && p.expanded("I4"));
     }
 }
 
@@ -421,8 +420,7 @@ void TestPanel::doubleClicksSendOrOpen()
     QSignalSpy views(p.window.get(), &PanelWindow::viewRequested);
     p.doubleClick(tree, p.tree()->indexForKey(QStringLiteral("T%1").arg(p.courier)));
     QCOMPARE(views.count(), 1);
-    QCOMPARE(views.last().at(0).value<SearchKind>(), SearchKind::Courier);
-    QCOMPARE(views.last().at(1).toLongLong(), p.courier);
+    QCOMPARE(views.last(), (QVariantList{QVariant::fromValue(SearchKind::Courier), p.courier}));
 
     p.window->selectTab(3);
     auto* simple = p.find<EntryView>("lvSimple");
@@ -478,9 +476,8 @@ void TestPanel::docksBesideTheChatWindow()
     const double dpi = p.window->screen()->logicalDotsPerInch();
     const int overlap = qRound(90 * dpi / 1440);
     const QRect bar = p.window->docking()->bar()->geometry();
-    QCOMPARE(bar.left(), 100 + overlap);
-    QCOMPARE(bar.top(), 650 - overlap);
-    QCOMPARE(bar.width(), 700 - 2 * overlap);
+    QCOMPARE((QList<int>{bar.left(), bar.top(), bar.width()}),
+             (QList<int>{100 + overlap, 650 - overlap, 700 - 2 * overlap}));
 
     QTest::mouseClick(button, Qt::LeftButton);
     QCOMPARE(button->text(), QStringLiteral("悬停"));

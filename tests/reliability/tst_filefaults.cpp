@@ -3,6 +3,7 @@
 #include "data/Settings.h"
 #include "send/ContentCache.h"
 #include "support/Files.h"
+#include "support/FixtureRows.h"
 #include "support/ProgramRun.h"
 #include "support/TestRoot.h"
 
@@ -153,19 +154,16 @@ void TestFileFaults::mixedBytesKeepEveryReadableValue_data()
     const QByteArray gbkServiceFolder = "D:\\\xBF\xCD\xB7\xFE"; // "D:\客服" in GBK
     QTest::newRow("UTF-8 file, one stray byte on another line")
         << QByteArray("[Set]\nDatabasePath=D:\\客服\nStartTop=1\n[HotKey]\nK1=客户\xFF\n")
-        << "D:\\客服"
-        << "客户\uFFFD";
+        << QString("D:\\客服") << QString("客户\uFFFD");
     QTest::newRow("UTF-8 file, one line in GBK")
         << QByteArray("[Set]\r\nDatabasePath=" + gbkServiceFolder +
                       "\r\nStartTop=1\r\n[HotKey]\r\nK1=客户\r\n")
-        << "D:\\客服"
-        << "客户";
+        << QString("D:\\客服") << QString("客户");
     // "谢谢" in GBK happens to be well-formed UTF-8 ("лл").
     QTest::newRow("GBK file, a line that passes for UTF-8")
         << QByteArray("[Set]\nDatabasePath=" + gbkServiceFolder +
                       "\n[HotKey]\nK1=\xD0\xBB\xD0\xBB\n")
-        << "D:\\客服"
-        << "谢谢";
+        << QString("D:\\客服") << QString("谢谢");
 }
 
 void TestFileFaults::mixedBytesKeepEveryReadableValue()
@@ -207,13 +205,11 @@ void TestFileFaults::sendCopiesAreTheEntrysCurrentContent()
     const QString second = cachedFile(cache, 2, "report.pdf", "无", "second");
     const QString slash = cachedFile(cache, 3, "a/b", "txt", "slash");
     const QString underscore = cachedFile(cache, 4, "a_b", "txt", "underscore");
-    QCOMPARE(QFileInfo(first).fileName(), "report.pdf");
-    QCOMPARE(QFileInfo(second).fileName(), "report.pdf");
-    QCOMPARE(QFileInfo(slash).fileName(), "a_b.txt");
-    QCOMPARE(readBytes(first), QByteArray("first"));
-    QCOMPARE(readBytes(second), QByteArray("second"));
-    QCOMPARE(readBytes(slash), QByteArray("slash"));
-    QCOMPARE(readBytes(underscore), QByteArray("underscore"));
+    QStringList sent;
+    for (const QString& copy : {first, second, slash, underscore})
+        sent << QFileInfo(copy).fileName() + ": " + QString::fromUtf8(readBytes(copy));
+    QCOMPARE(sent, (QStringList{"report.pdf: first", "report.pdf: second", "a_b.txt: slash",
+                                "a_b.txt: underscore"}));
     QCOMPARE(cachedFile(cache, 1, "report", "pdf", "first"), first);
 
     // Edited on another seat, to bytes of the same length: the next send has the new bytes, and
@@ -246,14 +242,9 @@ void TestFileFaults::namesAreSafeOnEverySystem_data()
     const auto row = [](const char* tag, const QString& stored, const QString& safe) {
         QTest::newRow(tag) << stored << safe;
     };
-    row("device", "CON", "_CON");
-    row("device with extension", "NUL.txt", "_NUL.txt");
-    row("device in lower case", "com1.log", "_com1.log");
-    row("device, blank before the dot", "lpt9 .tar.gz", "_lpt9 .tar.gz");
-    row("device with trailing dots", "aux...", "_aux");
-    row("not a device", "CONSOLE.txt", "CONSOLE.txt");
-    row("not a port", "COM10", "COM10");
-    row("slashes and dots", "../a/b..", ".._a_b");
+    for (const QStringList& named : fixtureRows("safe-names.txt"))
+        row(qPrintable(named.value(0)), named.value(1), named.value(2));
+    // Long names, made here.
     const QString guest(1, QChar(0x5BA2)); // 客: three bytes in UTF-8
     row("long, extension kept", guest.repeated(300) + ".pdf", guest.repeated(83) + ".pdf");
     const QString smile = QString::fromUcs4(U"\U0001F600"); // four bytes, two UTF-16 units

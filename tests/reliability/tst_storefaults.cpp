@@ -294,10 +294,8 @@ void TestStoreFaults::seatsWritingTogetherLoseNothing()
         names.insert(r.value("name").toString());
         used += r.value("usetime").toInt();
     }
-    QCOMPARE(rows.value().size(), Seats * Rows);
-    QCOMPARE(ids.size(), Seats * Rows);
-    QCOMPARE(names.size(), Seats * Rows);
-    QCOMPARE(used, Seats * Rows / 2);
+    QCOMPARE((QList<qsizetype>{rows.value().size(), ids.size(), names.size(), used}),
+             (QList<qsizetype>{Seats * Rows, Seats * Rows, Seats * Rows, Seats * Rows / 2}));
 }
 
 void TestStoreFaults::oddFilesAndLocksAreNamedWithTheirCause()

@@ -28,7 +28,7 @@ constexpr WindowId Browser = 400;
 class TestPaste : public QObject {
     Q_OBJECT
 private slots:
-    void keysPerSendKey_data();
+    void keysPerSendKey_data() { fixtureData("send-keys.txt"); }
     void keysPerSendKey();
     void sendKeyWaitsUntilTheChatHasTheText_data() { fixtureData("clipboard-reads.txt"); }
     void sendKeyWaitsUntilTheChatHasTheText();
@@ -38,23 +38,19 @@ private slots:
     void aFailedStepSendsNothingAfterIt();
 };
 
-void TestPaste::keysPerSendKey_data()
-{
-    QTest::addColumn<QString>("setting");
-    QTest::addColumn<QList<KeyStroke>>("expected");
-    QTest::newRow("off") << "0|CtrlEnter" << CtrlV;
-    QTest::newRow("off with Enter") << "0|Enter" << CtrlV;
-    QTest::newRow("Enter") << "1|Enter" << CtrlV + Enter;
-    QTest::newRow("CtrlEnter releases Ctrl first") << "1|CtrlEnter" << CtrlV + CtrlEnter;
-    QTest::newRow("unknown key") << "1|Space" << CtrlV;
-}
-
+// A row of send-keys.txt: AutoPressSendKey and the combinations pressed.
 void TestPaste::keysPerSendKey()
 {
-    QFETCH(QString, setting);
-    QFETCH(QList<KeyStroke>, expected);
+    QFETCH(QStringList, row);
+    const QMap<QString, QList<KeyStroke>> named{
+        {"CtrlV", CtrlV}, {"Enter", Enter}, {"CtrlEnter", CtrlEnter}};
+    QList<KeyStroke> expected;
+    for (const QString& name : row.mid(2)) {
+        QVERIFY2(named.contains(name), qPrintable(name));
+        expected << named.value(name);
+    }
     SendRig rig;
-    rig.set(Setting::AutoPressSendKey, setting);
+    rig.set(Setting::AutoPressSendKey, row.value(1));
     rig.sender.sendText("亲，您好");
     QVERIFY(rig.waitForPaste(1));
     QVERIFY2(rig.pasted(1), qPrintable(rig.problem(1)));

@@ -72,15 +72,10 @@ void TestSend::doubleClickDecisions()
     QVERIFY(row.value(2) == "none" || kinds.contains(row.value(2)));
     QVERIFY(sources.contains(row.value(4)));
     const QString path = row.value(6).isEmpty() ? " /bin/tool " : row.value(6);
-    const EntryRef entry = row.value(2) == "none"
-                               ? EntryRef{}
-                               : EntryRef{SearchKind(kinds.indexOf(row.value(2))),
-                                          7,
-                                          "t",
-                                          "d",
-                                          row.value(5).toInt(),
-                                          " https://x.example ",
-                                          path};
+    const int kind = kinds.indexOf(row.value(2));
+    EntryRef entry;
+    if (kind >= 0)
+        entry = {SearchKind(kind), 7, "t", "d", row.value(5).toInt(), " https://x.example ", path};
     const SendAction a = SendAction::forDoubleClick(
         entry, row.value(3) == "1", ClickSource(sources.indexOf(row.value(4))), *root.settings);
     QCOMPARE(types.value(int(a.type)), row.value(7));
@@ -159,8 +154,8 @@ void TestSend::useCountsPerTableAndStore()
     SendRig rig;
     const qint64 phrase = rig.root.add(Table::Simple, {{"name", "您好"}});
     const qint64 note = rig.root.add(Table::Personal, {{"name", "笔记"}, {"description", "内容"}});
-    const qint64 tool = rig.root.add(
-        Table::Tools, {{"name", "工具"}, {"path", QCoreApplication::applicationFilePath()}});
+    const QString exe = QCoreApplication::applicationFilePath();
+    const qint64 tool = rig.root.add(Table::Tools, {{"name", "工具"}, {"path", exe}});
     const qint64 affair = rig.root.add(
         Table::Type, {{"name", "地址"}, {"itemid", 3}, {"flag", 1}, {"url", "https://a.example"}});
     auto use = [&](Table t, qint64 id) {
@@ -175,11 +170,9 @@ void TestSend::useCountsPerTableAndStore()
     QCOMPARE(use(Table::Simple, phrase), 1);
     click(SearchKind::Personal, note, ClickSource::QueryList);
     QCOMPARE(use(Table::Personal, note), 1);
-    click(SearchKind::Tool, tool, ClickSource::QueryList, 0, {},
-          QCoreApplication::applicationFilePath());
+    click(SearchKind::Tool, tool, ClickSource::QueryList, 0, {}, exe);
     QCOMPARE(use(Table::Tools, tool), 0);
-    click(SearchKind::Tool, tool, ClickSource::PageList, 0, {},
-          QCoreApplication::applicationFilePath());
+    click(SearchKind::Tool, tool, ClickSource::PageList, 0, {}, exe);
     QCOMPARE(use(Table::Tools, tool), 1);
     click(SearchKind::Affair, affair, ClickSource::QueryList, 1, "https://a.example");
     QCOMPARE(use(Table::Type, affair), 1);

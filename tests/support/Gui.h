@@ -33,6 +33,13 @@ inline QStringList shownTexts()
     return texts;
 }
 
+// What the dialogs said when `button` of `window` was clicked.
+inline QStringList says(QWidget* window, const QString& button)
+{
+    click(window, button);
+    return shownTexts();
+}
+
 inline QStringList comboItems(const QComboBox* box)
 {
     QStringList out;

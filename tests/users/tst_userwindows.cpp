@@ -1,3 +1,4 @@
+#include "support/FixtureRows.h"
 #include "support/Gui.h"
 #include "support/TestRoot.h"
 #include "users/LoginWindow.h"
@@ -90,7 +91,7 @@ private slots:
 
     void loginOffersTheDefaultUserAndKeepsAWrongPassword();
     void establishWithoutLogin();
-    void establishAsksWhenNeeded_data();
+    void establishAsksWhenNeeded_data() { fixtureData("login-window.txt"); }
     void establishAsksWhenNeeded();
     void userWindowKeepsAnAdministrator();
     void ownPasswordIsChanged();
@@ -144,22 +145,11 @@ void TestUserWindows::establishWithoutLogin()
     QVERIFY(Dialogs::takeShown().isEmpty());
 }
 
-void TestUserWindows::establishAsksWhenNeeded_data()
-{
-    QTest::addColumn<QString>("name"); // empty: cancelled
-    QTest::addColumn<QString>("password");
-    QTest::addColumn<bool>("administrator");
-    QTest::newRow("logs in") << "admin"
-                             << "s3cret" << true;
-    QTest::newRow("without a password, with an empty box") << "carol" << QString() << false;
-    QTest::newRow("cancels") << QString() << QString() << false;
-}
-
+// A row of login-window.txt: the user and password typed, whether an administrator.
 void TestUserWindows::establishAsksWhenNeeded()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, password);
-    QFETCH(bool, administrator);
+    QFETCH(QStringList, row);
+    const QString name = row.value(1), password = row.value(2);
     Fixture f;
     QVERIFY(f.ok());
     ModalDriver driver("frmLogin", [&](QWidget* w) {
@@ -177,7 +167,7 @@ void TestUserWindows::establishAsksWhenNeeded()
         QVERIFY(!user.has_value());
         QCOMPARE(f.root.store->currentUser(), "tester");
     } else {
-        QCOMPARE(user, (CurrentUser{name, administrator}));
+        QCOMPARE(user, (CurrentUser{name, row.value(3) == "1"}));
         QCOMPARE(f.root.store->currentUser(), name);
     }
 }
@@ -197,8 +187,7 @@ void TestUserWindows::userWindowKeepsAnAdministrator()
     click(&w, "btnDel");
     QVERIFY(Dialogs::takeShown().value(0).text.startsWith("系统管理员不能全部删除"));
     child<QCheckBox>(&w, "chkAdmin")->setChecked(false);
-    click(&w, "btnEdit");
-    QCOMPARE(shownTexts(), QStringList{"系统中至少要保留一个系统管理员否则无法管理软件!"});
+    QCOMPARE(says(&w, "btnEdit"), QStringList{"系统中至少要保留一个系统管理员否则无法管理软件!"});
     QCOMPARE(rows(&w).first(), "admin 系统管理员");
 
     // A second administrator added through frmAddUser; then carol is deleted after asking.
@@ -232,14 +221,11 @@ void TestUserWindows::ownPasswordIsChanged()
     type("txtOldPassWord", "wrong");
     type("txtNewPassWord", "n1");
     type("txtNewPassWordAgain", "n2");
-    click(&w, "btnComfirm");
-    QCOMPARE(shownTexts(), QStringList{"两次输入的新密码不一致!"});
+    QCOMPARE(says(&w, "btnComfirm"), QStringList{"两次输入的新密码不一致!"});
     type("txtNewPassWordAgain", "n1");
-    click(&w, "btnComfirm");
-    QCOMPARE(shownTexts(), QStringList{"原密码不正确!"});
+    QCOMPARE(says(&w, "btnComfirm"), QStringList{"原密码不正确!"});
     type("txtOldPassWord", "bob-pw");
-    click(&w, "btnComfirm");
-    QCOMPARE(shownTexts(), QStringList{"密码修改成功!"});
+    QCOMPARE(says(&w, "btnComfirm"), QStringList{"密码修改成功!"});
     QVERIFY(f.accounts.verify("bob", "n1").value());
 }
 
