@@ -381,13 +381,14 @@ void TestSearch::indexAgreesWithPlainScan()
                     expected << id;
             }
             if (const QList<qint64> got = found(index, needle); got != expected) {
-                QStringList a, b;
-                for (qint64 id : got)
-                    a << QString::number(id) + QLatin1Char(':') + rows.value(id);
-                for (qint64 id : expected)
-                    b << QString::number(id) + QLatin1Char(':') + rows.value(id);
-                return QStringLiteral("needle \"%1\": the index finds {%2}, the rule {%3}")
-                    .arg(needle, a.join(' '), b.join(' '));
+                auto shown = [&](const QList<qint64>& ids) {
+                    QStringList out;
+                    for (qint64 id : ids)
+                        out << QString::number(id) + ':' + rows.value(id);
+                    return out.join(' ');
+                };
+                return QString("needle \"%1\": the index finds {%2}, the rule {%3}")
+                    .arg(needle, shown(got), shown(expected));
             }
         }
         for (qint64 id : order) {

@@ -44,14 +44,11 @@ QList<QVariantList> rowsOf(QSqlDatabase db, Table table, const QString& tableNam
         QVariantList row;
         for (qsizetype i = 0; i < columns.size(); ++i) {
             const QVariant v = q.value(int(i));
-            if (v.isNull())
-                row << QVariant();
-            else if (columns.at(i).type == ColumnType::Text)
-                row << v.toString();
-            else if (columns.at(i).type == ColumnType::Blob)
-                row << v.toByteArray();
-            else
-                row << v.toLongLong();
+            const ColumnType type = columns.at(i).type;
+            row << (v.isNull()                 ? QVariant()
+                    : type == ColumnType::Text ? QVariant(v.toString())
+                    : type == ColumnType::Blob ? QVariant(v.toByteArray())
+                                               : QVariant(v.toLongLong()));
         }
         rows << row;
     }
