@@ -33,3 +33,11 @@ function(quillmate_test_inputs name)
     target_compile_definitions(${name} PRIVATE QUILLMATE_EXE="$<TARGET_FILE:quillmate>")
   endif()
 endfunction()
+
+# Runs test NAME a second time as NAME_server, with the shared store on a PostgreSQL server that
+# TestRoot starts (tests/support/TestRoot.h), so one suite checks both engines.
+function(quillmate_server_variant name)
+  add_test(NAME ${name}_server COMMAND ${name})
+  set_tests_properties(${name}_server PROPERTIES LABELS "unit" TIMEOUT 300
+                       ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;QUILLMATE_TEST_STORE=server")
+endfunction()

@@ -50,6 +50,11 @@ int run(Startup& startup, const CommandLine& cl, QTextStream& out, QTextStream& 
             << Qt::endl;
         return 1;
     }
+    if (startup.store().isOnServer(StoreId::Assistant)) {
+        err << u"这台电脑的共享数据库已在服务器 "_s << startup.store().filePath(StoreId::Assistant)
+            << u" 上，没有可迁移的数据库文件。"_s << Qt::endl;
+        return 1;
+    }
     const int code = migrate(startup, *url, out, err);
     QSqlDatabase::removeDatabase(ConnectionName);
     return code;

@@ -28,6 +28,7 @@ Result<void> Startup::run()
 
     m_store = std::make_unique<Store>(m_root.folder(), *m_settings);
     m_store->setPinyin(&m_pinyin);
+    m_store->setPasswordPrompt(m_passwordPrompt);
     if (Result<void> r = m_store->open(); !r)
         return r;
     m_warnings << m_store->warnings();

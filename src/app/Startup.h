@@ -16,6 +16,8 @@ public:
     explicit Startup(DataRoot root);
     ~Startup();
 
+    // How a password the shared store's server wants is asked for; commands have none.
+    void setPasswordPrompt(Store::PasswordPrompt prompt) { m_passwordPrompt = std::move(prompt); }
     Result<void> run();
 
     const DataRoot& root() const { return m_root; }
@@ -34,5 +36,6 @@ private:
     std::unique_ptr<Store> m_store;
     PinyinTable m_pinyin;
     QStringList m_warnings;
+    Store::PasswordPrompt m_passwordPrompt;
     bool m_hasPinyin = false;
 };

@@ -15,6 +15,8 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QInputDialog>
+#include <QLineEdit>
 #include <QTextStream>
 #include <memory>
 
@@ -79,6 +81,13 @@ int runPanel(int argc, char* argv[], const CommandLine& cl)
     }
 
     Startup startup(root);
+    startup.setPasswordPrompt([](const QString& shown) -> std::optional<QString> {
+        bool ok = false;
+        const QString password = QInputDialog::getText(
+            nullptr, QStringLiteral("连接共享数据库"),
+            QStringLiteral("数据库 %1 需要密码：").arg(shown), QLineEdit::Password, QString(), &ok);
+        return ok ? std::optional<QString>(password) : std::nullopt;
+    });
     const Result<void> started = startup.run();
     Dialogs::configure(started ? &startup.settings() : nullptr, startup.root());
     if (!started) {

@@ -23,6 +23,9 @@ Error fromQuery(const QSqlError& error)
     // The driver reports the primary code; a unique constraint is told apart by its text.
     if (code == 19 && description.contains(QLatin1String("UNIQUE constraint failed")))
         e.code = 2067;
+    // A server reports the condition itself (unique_violation).
+    if (error.nativeErrorCode() == QLatin1String("23505"))
+        e.code = 2067;
     return e;
 }
 

@@ -6,28 +6,6 @@
 #include <QSqlQuery>
 #include <QVariant>
 
-namespace {
-
-// The file's columns take any type of value; the server's are strict, so each value is read
-// as its column's kind.
-QVariant asKind(const QVariant& value, ColumnType type)
-{
-    if (value.isNull())
-        return type == ColumnType::Integer ? QVariant(qint64(0)) : value;
-    switch (type) {
-    case ColumnType::Key:
-    case ColumnType::Integer:
-        return value.toLongLong();
-    case ColumnType::Text:
-        return value.toString();
-    case ColumnType::Blob:
-        return value.toByteArray();
-    }
-    return value;
-}
-
-} // namespace
-
 PgMigration::PgMigration(QSqlDatabase source, QSqlDatabase target, QString shown)
     : m_source(std::move(source)), m_target(std::move(target)), m_shown(std::move(shown))
 {}
@@ -91,7 +69,7 @@ Result<qint64> PgMigration::copyTable(Table table)
     QSqlQuery read(m_source);
     read.setForwardOnly(true);
     if (!read.exec(
-            QStringLiteral("SELECT %1 FROM \"%2\" ORDER BY id").arg(list, Tables::name(table))))
+            QStringLiteral("SELECT %1 FROM %2 ORDER BY id").arg(list, Tables::sqlName(table))))
         return DbError::fromQuery(read.lastError());
 
     QStringList marks;
@@ -105,7 +83,7 @@ Result<qint64> PgMigration::copyTable(Table table)
     qint64 rows = 0;
     while (read.next()) {
         for (qsizetype i = 0; i < columns.size(); ++i)
-            write.bindValue(int(i), asKind(read.value(int(i)), columns.at(i).type));
+            write.bindValue(int(i), PgSchema::asKind(read.value(int(i)), columns.at(i).type));
         if (!write.exec())
             return Error{QStringLiteral("表 %1 的第 %2 行（编号 %3）无法写入：%4")
                              .arg(Tables::name(table))

@@ -7,6 +7,9 @@
 
 namespace {
 
+// The advisory lock key taken while the schema is made or upgraded ("qmsc").
+constexpr qint64 SchemaLock = 0x716d7363;
+
 QString columnSql(const ColumnDef& c)
 {
     const QString name = QString::fromLatin1(c.name);
@@ -67,6 +70,36 @@ QStringList viewsAndIndexes()
     return out;
 }
 
+// One function announces a row's change; a trigger per table calls it, so that writes from any
+// program (migrate, an administrator's SQL) reach the seats, and only once they are committed.
+QStringList notifyStatements()
+{
+    QStringList out;
+    out << QStringLiteral(
+               "CREATE OR REPLACE FUNCTION quillmate_notify() RETURNS trigger LANGUAGE plpgsql AS "
+               "$$ "
+               "BEGIN "
+               "IF TG_LEVEL = 'STATEMENT' THEN "
+               "PERFORM pg_notify('%1', TG_TABLE_NAME || ' 0 R'); RETURN NULL; "
+               "ELSIF TG_OP = 'DELETE' THEN "
+               "PERFORM pg_notify('%1', TG_TABLE_NAME || ' ' || OLD.id || ' D'); RETURN OLD; "
+               "END IF; "
+               "PERFORM pg_notify('%1', TG_TABLE_NAME || ' ' || NEW.id || ' ' || left(TG_OP, 1)); "
+               "RETURN NEW; "
+               "END $$")
+               .arg(QLatin1String(PgSchema::Channel));
+    for (Table t : Tables::ofStore(StoreId::Assistant)) {
+        const QString name = PgSchema::tableName(t);
+        out << QStringLiteral("CREATE TRIGGER %1_rows AFTER INSERT OR UPDATE OR DELETE ON %1 "
+                              "FOR EACH ROW EXECUTE FUNCTION quillmate_notify()")
+                   .arg(name);
+        out << QStringLiteral("CREATE TRIGGER %1_truncate AFTER TRUNCATE ON %1 "
+                              "FOR EACH STATEMENT EXECUTE FUNCTION quillmate_notify()")
+                   .arg(name);
+    }
+    return out;
+}
+
 } // namespace
 
 namespace PgSchema {
@@ -74,6 +107,22 @@ namespace PgSchema {
 QString tableName(Table table)
 {
     return Tables::name(table).toLower();
+}
+
+QVariant asKind(const QVariant& value, ColumnType type)
+{
+    if (value.isNull())
+        return type == ColumnType::Integer ? QVariant(qint64(0)) : value;
+    switch (type) {
+    case ColumnType::Key:
+    case ColumnType::Integer:
+        return value.toLongLong();
+    case ColumnType::Text:
+        return value.toString();
+    case ColumnType::Blob:
+        return value.toByteArray();
+    }
+    return value;
 }
 
 QStringList createStatements()
@@ -85,9 +134,32 @@ QStringList createStatements()
             out << unique;
     }
     out << viewsAndIndexes();
+    out << notifyStatements();
     out << QStringLiteral("CREATE TABLE %1 (version INTEGER NOT NULL)")
                .arg(QLatin1String(VersionTable));
     out << QStringLiteral("INSERT INTO %1 (version) VALUES (%2)")
+               .arg(QLatin1String(VersionTable))
+               .arg(Version);
+    return out;
+}
+
+QStringList seedStatements()
+{
+    QStringList out;
+    // The same first rows as a new file's; the database is empty, so nothing is there to skip.
+    for (QString statement : Schema::seedStatements(StoreId::Assistant))
+        out << statement.replace(QStringLiteral("INSERT OR IGNORE"), QStringLiteral("INSERT"));
+    for (Table t : Tables::ofStore(StoreId::Assistant))
+        out << resetSequenceStatement(t);
+    return out;
+}
+
+QStringList upgradeStatements(int version)
+{
+    QStringList out;
+    if (version < 2)
+        out << notifyStatements();
+    out << QStringLiteral("UPDATE %1 SET version = %2")
                .arg(QLatin1String(VersionTable))
                .arg(Version);
     return out;
@@ -139,7 +211,9 @@ Result<Inspection> inspect(QSqlDatabase& db, const QString& shown)
     const int version = q.value(0).toInt();
     if (version > Version)
         return Inspection{State::Newer, version};
-    return Inspection{version == Version ? State::Current : State::Foreign, version};
+    if (version == Version)
+        return Inspection{State::Current, version};
+    return Inspection{version >= 1 ? State::Older : State::Foreign, version};
 }
 
 QString refusal(const Inspection& found, const QString& shown)
@@ -147,6 +221,7 @@ QString refusal(const Inspection& found, const QString& shown)
     switch (found.state) {
     case State::Empty:
     case State::Current:
+    case State::Older:
         return {};
     case State::Newer:
         return QStringLiteral("数据库 %1 的版本 %2 比本程序新（本程序为版本 %3），请升级程序。")
@@ -162,25 +237,40 @@ QString refusal(const Inspection& found, const QString& shown)
 
 Result<void> prepare(QSqlDatabase& db, const QString& shown)
 {
-    const Result<Inspection> found = inspect(db, shown);
-    if (!found)
-        return found.error();
-    if (found->state == State::Current)
-        return {};
-    if (found->state != State::Empty)
-        return Error{refusal(*found, shown)};
     if (!db.transaction())
         return failure(shown, db.lastError());
+    auto fail = [&](const Error& e) -> Result<void> {
+        db.rollback();
+        return e;
+    };
     QSqlQuery q(db);
-    for (const QString& statement : createStatements()) {
-        if (!q.exec(statement)) {
-            const Error e = failure(shown, q.lastError());
-            db.rollback();
-            return e;
-        }
+    // Seats starting together on an empty or older database take turns: the first one makes or
+    // upgrades the schema, the others then find it current.
+    if (!q.exec(QStringLiteral("SELECT pg_advisory_xact_lock(%1)").arg(SchemaLock)))
+        return fail(failure(shown, q.lastError()));
+    const Result<Inspection> found = inspect(db, shown);
+    if (!found)
+        return fail(found.error());
+    QStringList statements;
+    switch (found->state) {
+    case State::Current:
+        break;
+    case State::Empty:
+        statements = createStatements() + seedStatements();
+        break;
+    case State::Older:
+        statements = upgradeStatements(found->version);
+        break;
+    case State::Newer:
+    case State::Foreign:
+        return fail(Error{refusal(*found, shown)});
+    }
+    for (const QString& statement : std::as_const(statements)) {
+        if (!q.exec(statement))
+            return fail(failure(shown, q.lastError()));
     }
     if (!db.commit())
-        return failure(shown, db.lastError());
+        return fail(failure(shown, db.lastError()));
     return {};
 }
 

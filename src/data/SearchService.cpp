@@ -138,8 +138,9 @@ Result<void> SearchService::load(SearchKind kind, const QList<qint64>& ids)
 {
     KindState& s = state(kind);
     const QSqlDatabase db = m_store.database(storeOf(kind));
-    const QString base = QStringLiteral("SELECT %1 FROM \"%2\" WHERE 1=1%3")
-                             .arg(indexColumns(kind), Tables::name(table(kind)), itemFilter(kind));
+    const QString base =
+        QStringLiteral("SELECT %1 FROM %2 WHERE 1=1%3")
+            .arg(indexColumns(kind), Tables::sqlName(table(kind)), itemFilter(kind));
 
     auto read = [&](const QString& sql, const QVariantList& bound) -> Result<void> {
         QSqlQuery q(db);
@@ -394,8 +395,8 @@ Result<QList<SearchRow>> SearchService::rows(const QList<SearchHit>& hits)
             QSqlQuery q(m_store.database(storeOf(kind)));
             q.setForwardOnly(true);
             if (!q.prepare(
-                    QStringLiteral("SELECT %1 FROM \"%2\" WHERE id IN (%3)")
-                        .arg(columns, Tables::name(table(kind)), placeholders(chunk.size()))))
+                    QStringLiteral("SELECT %1 FROM %2 WHERE id IN (%3)")
+                        .arg(columns, Tables::sqlName(table(kind)), placeholders(chunk.size()))))
                 return DbError::fromQuery(q.lastError());
             for (qint64 id : chunk)
                 q.addBindValue(id);

@@ -2,8 +2,11 @@
 
 #include "data/Columns.h"
 #include "data/DbError.h"
+#include "data/PgSchema.h"
+#include "data/PgUrl.h"
 #include "data/PinyinTable.h"
 #include "data/Schema.h"
+#include "data/ServerLink.h"
 #include "data/Settings.h"
 #include "data/SortOrder.h"
 #include "data/StoreFile.h"
@@ -62,8 +65,20 @@ Row toRow(const QSqlRecord& record)
     return row;
 }
 
-// `column = ?` terms joined by AND; values are appended to `bound`.
-Result<QString> whereSql(Table table, const Where& where, QVariantList& bound, bool view = false)
+// A value as the column's kind, for a server, whose columns take nothing else.
+QVariant strictValue(Table table, const QString& column, const QVariant& value)
+{
+    for (const ColumnDef& c : Tables::columnDefs(table)) {
+        if (column.compare(c.name, Qt::CaseInsensitive) == 0)
+            return PgSchema::asKind(value, c.type);
+    }
+    return value.toString(); // a view's category name
+}
+
+// `column = ?` terms joined by AND; values are appended to `bound`, as their columns' kinds
+// when `strict`.
+Result<QString> whereSql(Table table, const Where& where, QVariantList& bound, bool strict,
+                         bool view = false)
 {
     QStringList terms;
     for (const Condition& c : where) {
@@ -74,7 +89,7 @@ Result<QString> whereSql(Table table, const Where& where, QVariantList& bound, b
             terms << c.column + QLatin1String(" IS NULL");
         } else {
             terms << c.column + QLatin1String(" = ?");
-            bound << c.value;
+            bound << (strict ? strictValue(table, c.column, c.value) : c.value);
         }
     }
     return terms.join(QLatin1String(" AND "));
@@ -93,6 +108,13 @@ Result<QSqlQuery> run(const QSqlDatabase& db, const QString& sql, const QVariant
 {
     QSqlQuery query(db);
     query.setForwardOnly(true);
+    // A server cannot prepare BEGIN, COMMIT or ROLLBACK; a statement without values needs no
+    // preparing anyway.
+    if (values.isEmpty()) {
+        if (!query.exec(sql))
+            return DbError::fromQuery(query.lastError());
+        return query;
+    }
     if (!query.prepare(sql))
         return DbError::fromQuery(query.lastError());
     for (const QVariant& v : values)
@@ -129,8 +151,22 @@ QString Store::assistantFolder(const QString& rootFolder, const QString& databas
     return folder;
 }
 
+bool Store::isOnServer(StoreId store) const
+{
+    return store == StoreId::Assistant && m_server;
+}
+
+std::optional<PgUrl> Store::serverUrl() const
+{
+    if (!m_server)
+        return std::nullopt;
+    return m_server->url();
+}
+
 QString Store::filePath(StoreId store) const
 {
+    if (isOnServer(store))
+        return m_server->shown();
     QString folder = assistantFolder(m_rootFolder, store == StoreId::Assistant
                                                        ? m_settings.value(Setting::DatabasePath)
                                                        : QString());
@@ -153,10 +189,17 @@ Result<void> Store::open()
     const Result<QString> remembered = rememberedAssistant();
     if (!remembered)
         return remembered.error();
-    if (Result<void> r = checkAssistantMayBeCreated(remembered.value()); !r)
-        return r;
-    if (Result<void> r = openFile(StoreId::Assistant); !r)
-        return r;
+    // An empty database on a server was made for this store by its administrator; it is not
+    // a lost DatabasePath's accident, as a new file would be.
+    if (ServerLink::isAddress(m_settings.value(Setting::DatabasePath))) {
+        if (Result<void> r = openServer(); !r)
+            return r;
+    } else {
+        if (Result<void> r = checkAssistantMayBeCreated(remembered.value()); !r)
+            return r;
+        if (Result<void> r = openFile(StoreId::Assistant); !r)
+            return r;
+    }
     rememberAssistant(remembered.value());
     return {};
 }
@@ -197,12 +240,53 @@ Result<void> Store::openFile(StoreId store)
     return {};
 }
 
+Result<void> Store::openServer()
+{
+    const Result<PgUrl> url = PgUrl::parse(m_settings.value(Setting::DatabasePath));
+    if (!url)
+        return url.error();
+    Connection& conn = connection(StoreId::Assistant);
+    m_server = std::make_unique<ServerLink>(conn.name, url.value());
+    Result<void> opened = m_server->open();
+    while (!opened && m_server->wantsPassword() && m_passwordPrompt) {
+        const std::optional<QString> password = m_passwordPrompt(m_server->shown());
+        if (!password)
+            break;
+        m_server->setPassword(*password);
+        opened = m_server->open();
+    }
+    if (!opened) {
+        m_server.reset();
+        return opened;
+    }
+    conn.path = m_server->shown();
+    connect(m_server.get(), &ServerLink::changed, this, &Store::changed);
+    connect(m_server.get(), &ServerLink::lost, this, &Store::serverLost);
+    connect(m_server.get(), &ServerLink::restored, this, [this] {
+        // What other seats wrote meanwhile was not heard: every list reads its table again.
+        for (Table t : Tables::ofStore(StoreId::Assistant))
+            emit changed(t, 0, Change::Reset);
+        emit serverRestored();
+    });
+    return {};
+}
+
+Result<QSqlQuery> Store::exec(StoreId store, const QString& sql, const QVariantList& values)
+{
+    Result<QSqlQuery> r = run(database(store), sql, values);
+    // Inside a transaction the failure may be the statement's own; the transaction's end
+    // looks at the connection then.
+    if (!r && isOnServer(store) && connection(store).depth == 0)
+        m_server->statementFailed();
+    return r;
+}
+
 Result<QString> Store::rememberedAssistant()
 {
-    Result<QSqlQuery> r = run(database(StoreId::Personal),
-                              QStringLiteral("SELECT value FROM %1 WHERE key = 'assistant'")
-                                  .arg(QLatin1String(Schema::MemoryTable)),
-                              {});
+    Result<QSqlQuery> r = exec(StoreId::Personal,
+                               QStringLiteral("SELECT value FROM %1 WHERE key = 'assistant'")
+                                   .arg(QLatin1String(Schema::MemoryTable)),
+                               {});
     if (!r)
         return r.error();
     return r.value().next() ? r.value().value(0).toString() : QString();
@@ -214,10 +298,10 @@ void Store::rememberAssistant(const QString& remembered)
     if (!remembered.isEmpty() && samePath(remembered, path))
         return;
     Result<QSqlQuery> r =
-        run(database(StoreId::Personal),
-            QStringLiteral("INSERT OR REPLACE INTO %1(key, value) VALUES ('assistant', ?)")
-                .arg(QLatin1String(Schema::MemoryTable)),
-            {path});
+        exec(StoreId::Personal,
+             QStringLiteral("INSERT OR REPLACE INTO %1(key, value) VALUES ('assistant', ?)")
+                 .arg(QLatin1String(Schema::MemoryTable)),
+             {path});
     if (!r)
         m_warnings << r.error().message;
 }
@@ -279,9 +363,14 @@ Result<void> Store::transaction(StoreId store, const std::function<Result<void>(
     QSqlDatabase database = this->database(store);
     if (conn.depth == 0) {
         // IMMEDIATE takes the write lock up front, so two writers wait for each other through
-        // the busy timeout instead of failing on a lock upgrade.
-        if (Result<QSqlQuery> r = run(database, QStringLiteral("BEGIN IMMEDIATE"), {}); !r)
+        // the busy timeout instead of failing on a lock upgrade. A server locks rows as they
+        // are written.
+        const QString begin =
+            isOnServer(store) ? QStringLiteral("BEGIN") : QStringLiteral("BEGIN IMMEDIATE");
+        if (Result<QSqlQuery> r = exec(store, begin, {}); !r)
             return r.error();
+        if (isOnServer(store))
+            m_server->setInTransaction(true);
     }
     ++conn.depth;
     Result<void> result = work();
@@ -293,8 +382,14 @@ Result<void> Store::transaction(StoreId store, const std::function<Result<void>(
         if (Result<QSqlQuery> r = run(database, QStringLiteral("COMMIT"), {}); !r)
             result = r.error();
     }
-    if (!result) {
+    if (!result)
         (void)run(database, QStringLiteral("ROLLBACK"), {});
+    if (isOnServer(store)) {
+        m_server->setInTransaction(false);
+        if (!result)
+            m_server->statementFailed();
+    }
+    if (!result) {
         conn.pending.clear();
         return result;
     }
@@ -318,7 +413,7 @@ Result<void> Store::transaction(StoreId store, const std::function<Result<void>(
 
 Result<void> Store::execute(Table table, const QString& sql, const QVariantList& values)
 {
-    Result<QSqlQuery> r = run(db(table), sql, values);
+    Result<QSqlQuery> r = exec(Tables::store(table), sql, values);
     if (!r)
         return r.error();
     return {};
@@ -335,6 +430,10 @@ Row Store::prepared(Table table, const Row& values, bool inserting) const
     if (inserting && table != Table::Users && Tables::hasColumn(table, Column::UserName) &&
         !row.contains(Column::UserName))
         row.insert(Column::UserName, m_currentUser);
+    if (onServer(table)) {
+        for (auto it = row.begin(); it != row.end(); ++it)
+            it.value() = strictValue(table, it.key(), it.value());
+    }
     return row;
 }
 
@@ -345,18 +444,21 @@ Result<qint64> Store::insert(Table table, const Row& values)
         return r.error();
     QString sql;
     if (row.isEmpty()) {
-        sql = QStringLiteral("INSERT INTO \"%1\" DEFAULT VALUES").arg(Tables::name(table));
+        sql = QStringLiteral("INSERT INTO %1 DEFAULT VALUES").arg(Tables::sqlName(table));
     } else {
         QStringList marks;
         marks.fill(QStringLiteral("?"), row.size());
-        sql = QStringLiteral("INSERT INTO \"%1\" (%2) VALUES (%3)")
-                  .arg(Tables::name(table), row.keys().join(QLatin1String(", ")),
+        sql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                  .arg(Tables::sqlName(table), row.keys().join(QLatin1String(", ")),
                        marks.join(QLatin1String(", ")));
     }
-    Result<QSqlQuery> r = run(db(table), sql, row.values());
+    if (onServer(table))
+        sql += QLatin1String(" RETURNING id");
+    Result<QSqlQuery> r = exec(Tables::store(table), sql, row.values());
     if (!r)
         return r.error();
-    const qint64 id = r.value().lastInsertId().toLongLong();
+    const qint64 id = onServer(table) ? (r.value().next() ? r.value().value(0).toLongLong() : 0)
+                                      : r.value().lastInsertId().toLongLong();
     announce(table, id, Change::Inserted);
     return id;
 }
@@ -373,10 +475,10 @@ Result<void> Store::update(Table table, qint64 id, const Row& values)
         sets << column + QLatin1String(" = ?");
     QVariantList bound = row.values();
     bound << id;
-    Result<QSqlQuery> r = run(db(table),
-                              QStringLiteral("UPDATE \"%1\" SET %2 WHERE id = ?")
-                                  .arg(Tables::name(table), sets.join(QLatin1String(", "))),
-                              bound);
+    Result<QSqlQuery> r = exec(Tables::store(table),
+                               QStringLiteral("UPDATE %1 SET %2 WHERE id = ?")
+                                   .arg(Tables::sqlName(table), sets.join(QLatin1String(", "))),
+                               bound);
     if (!r)
         return r.error();
     if (r.value().numRowsAffected() > 0)
@@ -387,8 +489,8 @@ Result<void> Store::update(Table table, qint64 id, const Row& values)
 Result<void> Store::remove(Table table, qint64 id)
 {
     Result<QSqlQuery> r =
-        run(db(table), QStringLiteral("DELETE FROM \"%1\" WHERE id = ?").arg(Tables::name(table)),
-            {id});
+        exec(Tables::store(table),
+             QStringLiteral("DELETE FROM %1 WHERE id = ?").arg(Tables::sqlName(table)), {id});
     if (!r)
         return r.error();
     if (r.value().numRowsAffected() > 0)
@@ -401,7 +503,7 @@ Result<QString> Store::selectSql(const Query& query, QVariantList& bound) const
     const bool view = query.withNames && Tables::def(query.table).view;
     if (Result<void> r = checkColumns(query.table, query.columns, view); !r)
         return r.error();
-    Result<QString> where = whereSql(query.table, query.where, bound, view);
+    Result<QString> where = whereSql(query.table, query.where, bound, onServer(query.table), view);
     if (!where)
         return where.error();
     QString columns =
@@ -409,9 +511,9 @@ Result<QString> Store::selectSql(const Query& query, QVariantList& bound) const
     if (query.blobPresence && Tables::def(query.table).blobColumn)
         columns += QStringLiteral(", (%1 IS NOT NULL AND length(%1) > 0) AS hasblob")
                        .arg(QLatin1String(Tables::def(query.table).blobColumn));
-    QString sql = QStringLiteral("SELECT %1 FROM \"%2\"")
+    QString sql = QStringLiteral("SELECT %1 FROM %2")
                       .arg(columns, view ? QString::fromLatin1(Tables::def(query.table).view)
-                                         : Tables::name(query.table));
+                                         : Tables::sqlName(query.table));
     if (!where.value().isEmpty())
         sql += QLatin1String(" WHERE ") + where.value();
     if (query.ordered) {
@@ -433,7 +535,7 @@ Result<QList<Row>> Store::rows(const Query& query)
     Result<QString> sql = selectSql(query, bound);
     if (!sql)
         return sql.error();
-    Result<QSqlQuery> r = run(db(query.table), sql.value(), bound);
+    Result<QSqlQuery> r = exec(Tables::store(query.table), sql.value(), bound);
     if (!r)
         return r.error();
     QList<Row> out;
@@ -450,7 +552,7 @@ Result<QList<qint64>> Store::ids(const Query& query)
     Result<QString> sql = selectSql(q, bound);
     if (!sql)
         return sql.error();
-    Result<QSqlQuery> r = run(db(q.table), sql.value(), bound);
+    Result<QSqlQuery> r = exec(Tables::store(q.table), sql.value(), bound);
     if (!r)
         return r.error();
     QList<qint64> out;
@@ -477,13 +579,13 @@ Result<std::optional<Row>> Store::row(Table table, qint64 id, const QStringList&
 Result<int> Store::count(Table table, const Where& where)
 {
     QVariantList bound;
-    Result<QString> w = whereSql(table, where, bound);
+    Result<QString> w = whereSql(table, where, bound, onServer(table));
     if (!w)
         return w.error();
-    QString sql = QStringLiteral("SELECT count(*) FROM \"%1\"").arg(Tables::name(table));
+    QString sql = QStringLiteral("SELECT count(*) FROM %1").arg(Tables::sqlName(table));
     if (!w.value().isEmpty())
         sql += QLatin1String(" WHERE ") + w.value();
-    Result<QSqlQuery> r = run(db(table), sql, bound);
+    Result<QSqlQuery> r = exec(Tables::store(table), sql, bound);
     if (!r)
         return r.error();
     return r.value().next() ? r.value().value(0).toInt() : 0;
@@ -494,19 +596,22 @@ Result<bool> Store::nameExists(Table table, const QString& name, const Where& sc
 {
     const QString column = table == Table::Users ? Column::UserName : Column::Name;
     QVariantList bound{name};
-    Result<QString> w = whereSql(table, scope, bound);
+    Result<QString> w = whereSql(table, scope, bound, onServer(table));
     if (!w)
         return w.error();
-    // The column's NOCASE collation makes the comparison ignore letter case.
+    // The column's NOCASE collation makes the comparison ignore letter case; the server's
+    // unique index is on lower(name), so the same folding is asked for.
+    const QString term = onServer(table) ? QStringLiteral("lower(%1) = lower(?)").arg(column)
+                                         : column + QLatin1String(" = ?");
     QString sql =
-        QStringLiteral("SELECT count(*) FROM \"%1\" WHERE %2 = ?").arg(Tables::name(table), column);
+        QStringLiteral("SELECT count(*) FROM %1 WHERE %2").arg(Tables::sqlName(table), term);
     if (!w.value().isEmpty())
         sql += QLatin1String(" AND ") + w.value();
     if (exceptId != 0) {
         sql += QLatin1String(" AND id <> ?");
         bound << exceptId;
     }
-    Result<QSqlQuery> r = run(db(table), sql, bound);
+    Result<QSqlQuery> r = exec(Tables::store(table), sql, bound);
     if (!r)
         return r.error();
     return r.value().next() && r.value().value(0).toInt() > 0;
@@ -515,7 +620,8 @@ Result<bool> Store::nameExists(Table table, const QString& name, const Where& sc
 Result<std::optional<qint64>> Store::maxId(Table table)
 {
     Result<QSqlQuery> r =
-        run(db(table), QStringLiteral("SELECT max(id) FROM \"%1\"").arg(Tables::name(table)), {});
+        exec(Tables::store(table),
+             QStringLiteral("SELECT max(id) FROM %1").arg(Tables::sqlName(table)), {});
     if (!r)
         return r.error();
     if (!r.value().next() || r.value().value(0).isNull())
@@ -574,10 +680,10 @@ Result<std::optional<QByteArray>> Store::blob(Table table, qint64 id)
     const char* column = Tables::def(table).blobColumn;
     if (!column)
         return Error{Tables::name(table) + QStringLiteral(" 没有图片或文件")};
-    Result<QSqlQuery> r = run(db(table),
-                              QStringLiteral("SELECT %1 FROM \"%2\" WHERE id = ?")
-                                  .arg(QLatin1String(column), Tables::name(table)),
-                              {id});
+    Result<QSqlQuery> r = exec(Tables::store(table),
+                               QStringLiteral("SELECT %1 FROM %2 WHERE id = ?")
+                                   .arg(QLatin1String(column), Tables::sqlName(table)),
+                               {id});
     if (!r)
         return r.error();
     if (!r.value().next() || r.value().value(0).isNull())
@@ -598,10 +704,10 @@ Result<void> Store::addUse(Table table, qint64 id)
 {
     if (!Tables::def(table).hasUsetime)
         return Error{Tables::name(table) + QStringLiteral(" 没有使用次数")};
-    Result<QSqlQuery> r = run(db(table),
-                              QStringLiteral("UPDATE \"%1\" SET usetime = usetime + 1 WHERE id = ?")
-                                  .arg(Tables::name(table)),
-                              {id});
+    Result<QSqlQuery> r = exec(Tables::store(table),
+                               QStringLiteral("UPDATE %1 SET usetime = usetime + 1 WHERE id = ?")
+                                   .arg(Tables::sqlName(table)),
+                               {id});
     if (!r)
         return r.error();
     if (r.value().numRowsAffected() > 0)
@@ -730,7 +836,9 @@ Result<Cascade> Store::deleteCategory(Table categoryTable, qint64 id)
 
 Result<qint64> Store::dataVersion(StoreId store)
 {
-    Result<QSqlQuery> r = run(database(store), QStringLiteral("PRAGMA data_version"), {});
+    if (isOnServer(store))
+        return 0;
+    Result<QSqlQuery> r = exec(store, QStringLiteral("PRAGMA data_version"), {});
     if (!r)
         return r.error();
     return r.value().next() ? r.value().value(0).toLongLong() : 0;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "data/Change.h"
 #include "data/Columns.h"
+#include "data/PgUrl.h"
 #include "data/Result.h"
 #include "data/Tables.h"
 
@@ -13,9 +15,11 @@
 #include <QVariantMap>
 #include <array>
 #include <functional>
+#include <memory>
 #include <optional>
 
 class PinyinTable;
+class ServerLink;
 class Settings;
 
 using Row = QVariantMap;
@@ -55,11 +59,10 @@ struct Cascade {
     QList<Entry> entries;
 };
 
-enum class Change { Inserted, Updated, Removed, Reset };
-
-// The two store files: the shared assistant store (in DatabasePath, or the data root) and the
-// personal store (always in the data root). Every statement binds its values; every write
-// announces itself through changed() once it is committed.
+// The two stores: the shared assistant store (in DatabasePath, or the data root, or on the
+// PostgreSQL server DatabasePath names) and the personal store (always a file in the data root).
+// Every statement binds its values; every write announces itself through changed() once it is
+// committed, and on a server other seats' writes are announced as well.
 class Store : public QObject {
     Q_OBJECT
 public:
@@ -75,8 +78,17 @@ public:
     // data root when DatabasePath is empty.
     static QString assistantFolder(const QString& rootFolder, const QString& databasePath);
     // A relative DatabasePath is taken from the data root, never from the working folder, which
-    // depends on how the program was started.
+    // depends on how the program was started. On a server: its address without the password.
     QString filePath(StoreId store) const;
+    // Whether the store lives on a PostgreSQL server rather than in a file.
+    bool isOnServer(StoreId store) const;
+    // The server's address with the password the seat connected with, for work that opens a
+    // connection of its own (on another thread); nothing for a file.
+    std::optional<PgUrl> serverUrl() const;
+    // Asked for the server's password when the address carries none and the server wants one;
+    // nothing: the user gave up.
+    using PasswordPrompt = std::function<std::optional<QString>(const QString& shownAddress)>;
+    void setPasswordPrompt(PasswordPrompt prompt) { m_passwordPrompt = std::move(prompt); }
 
     // Opens both files, creating a missing one with its schema. A file that is not one of our
     // databases is refused and left exactly as it is. The assistant store is not created when
@@ -136,6 +148,7 @@ public:
     Result<void> transaction(StoreId store, const std::function<Result<void>()>& work);
 
     // Counts commits by other connections (other windows' stores, other programs, other seats).
+    // A server store tells those commits through changed() and stays at one version.
     Result<qint64> dataVersion(StoreId store);
 
     QSqlDatabase database(StoreId store) const;
@@ -143,6 +156,10 @@ public:
 
 signals:
     void changed(Table table, qint64 id, Change change);
+    // The server store's connection was lost (told once) and, later, is back: every shared
+    // table has then been announced as Reset.
+    void serverLost(const QString& message);
+    void serverRestored();
 
 private:
     struct Pending {
@@ -158,6 +175,10 @@ private:
     };
 
     Result<void> openFile(StoreId store);
+    Result<void> openServer();
+    bool onServer(Table table) const { return isOnServer(Tables::store(table)); }
+    // Runs one statement; a failure on the server has the connection checked.
+    Result<QSqlQuery> exec(StoreId store, const QString& sql, const QVariantList& values);
     Result<void> checkAssistantMayBeCreated(const QString& remembered) const;
     Result<QString> rememberedAssistant();
     void rememberAssistant(const QString& remembered);
@@ -175,4 +196,6 @@ private:
     std::array<Connection, 2> m_connections;
     int m_busyTimeoutMs = BusyTimeoutMs;
     QStringList m_warnings;
+    std::unique_ptr<ServerLink> m_server;
+    PasswordPrompt m_passwordPrompt;
 };

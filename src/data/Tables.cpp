@@ -157,6 +157,21 @@ QString name(Table table)
     return QString::fromLatin1(def(table).name);
 }
 
+QString sqlName(Table table)
+{
+    return QLatin1Char('"') + name(table).toLower() + QLatin1Char('"');
+}
+
+std::optional<Table> fromSqlName(QStringView name)
+{
+    for (int i = 0; i < TableCount; ++i) {
+        const auto t = static_cast<Table>(i);
+        if (name.compare(QLatin1String(def(t).name), Qt::CaseInsensitive) == 0)
+            return t;
+    }
+    return std::nullopt;
+}
+
 StoreId store(Table table)
 {
     return def(table).store;

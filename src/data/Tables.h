@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <optional>
 
 // The tables of the two store files, described once. Column names used in SQL come only from
 // here, never from user input.
@@ -48,6 +49,11 @@ namespace Tables {
 
 const TableDef& def(Table table);
 QString name(Table table);
+// The name as SQL reads it on either engine: quoted and lower case (SQLite matches names in any
+// case; the server's tables were made lower case).
+QString sqlName(Table table);
+// The table of a lower-case name, as the server reports it.
+std::optional<Table> fromSqlName(QStringView name);
 StoreId store(Table table);
 bool hasColumn(Table table, const QString& column);
 QStringList columns(Table table);

@@ -265,8 +265,8 @@ Result<void> WorkbookImporter::loadNames()
                                                       : u"0"_s;
         QSqlQuery q(m_store.database(Tables::store(table)));
         q.setForwardOnly(true);
-        if (!q.exec(u"SELECT %1, %2, %3 FROM \"%4\""_s.arg(Column::Id, Column::Name, extra,
-                                                           Tables::name(table))))
+        if (!q.exec(u"SELECT %1, %2, %3 FROM %4"_s.arg(Column::Id, Column::Name, extra,
+                                                       Tables::sqlName(table))))
             return DbError::fromQuery(q.lastError());
         while (q.next()) {
             const qint64 id = q.value(0).toLongLong();

@@ -125,17 +125,22 @@ PanelWindow::PanelWindow(const Services& services, QWidget* parent)
     content->setContentsMargins(GripSize, 0, GripSize, GripSize);
     content->setSpacing(2);
     content->addWidget(m_titleBar);
-    m_passwordNotice = new QLabel(
+    m_passwordNotice = addNotice(
+        content, QStringLiteral("lblPasswordNotice"),
         QStringLiteral("管理员尚未设置密码，打开本软件的人都是管理员。请在“菜单 → 修改密码”中设置。"
-                       " <a href=\"close\">知道了</a>"),
-        this);
-    m_passwordNotice->setObjectName(QStringLiteral("lblPasswordNotice"));
-    m_passwordNotice->setWordWrap(true);
-    m_passwordNotice->setStyleSheet(
-        QStringLiteral("background: #fff6d5; border: 1px solid #e0c36b; padding: 3px;"));
-    m_passwordNotice->hide();
+                       " <a href=\"close\">知道了</a>"));
     connect(m_passwordNotice, &QLabel::linkActivated, m_passwordNotice, &QWidget::hide);
-    content->addWidget(m_passwordNotice);
+    // A lost server is told once, in place, without stopping the agent: the lists keep what
+    // they show and fill again by themselves when the connection is back.
+    m_serverNotice = addNotice(content, QStringLiteral("lblServerNotice"), QString());
+    connect(&m_ctx.store, &Store::serverLost, m_serverNotice, [this](const QString& message) {
+        m_serverNotice->setText(
+            QStringLiteral("与共享数据库的连接已断开，正在自动重新连接；此间显示的是断开前的内容，"
+                           "保存会失败。（%1）")
+                .arg(message.toHtmlEscaped()));
+        m_serverNotice->show();
+    });
+    connect(&m_ctx.store, &Store::serverRestored, m_serverNotice, &QWidget::hide);
     buildPages(content);
     m_grips = {new EdgeGrip(QStringLiteral("imgLeft"), EdgeGrip::Left, this),
                new EdgeGrip(QStringLiteral("imgRight"), EdgeGrip::Right, this),
@@ -364,6 +369,18 @@ void PanelWindow::openPasswordWindow()
     PasswordWindow window(accounts, m_ctx.user.name, this);
     window.exec();
     updatePasswordNotice();
+}
+
+QLabel* PanelWindow::addNotice(QBoxLayout* layout, const QString& name, const QString& text)
+{
+    auto* notice = new QLabel(text, this);
+    notice->setObjectName(name);
+    notice->setWordWrap(true);
+    notice->setStyleSheet(
+        QStringLiteral("background: #fff6d5; border: 1px solid #e0c36b; padding: 3px;"));
+    notice->hide();
+    layout->addWidget(notice);
+    return notice;
 }
 
 void PanelWindow::updatePasswordNotice()

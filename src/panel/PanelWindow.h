@@ -18,6 +18,7 @@ class PanelEditing;
 class QLabel;
 class PanelTitleBar;
 class PanelTray;
+class QBoxLayout;
 class QVBoxLayout;
 class QMenu;
 class QStackedWidget;
@@ -102,6 +103,7 @@ private:
     void connectEditing();
     // Shown while the signed-in administrator has no password, until closed.
     void updatePasswordNotice();
+    QLabel* addNotice(QBoxLayout* layout, const QString& name, const QString& text);
 
     Services m_ctx;
     InputWindow* m_input;
@@ -120,6 +122,7 @@ private:
     PanelDocking* m_docking = nullptr;
     PanelEditing* m_editing = nullptr;
     QLabel* m_passwordNotice = nullptr;
+    QLabel* m_serverNotice = nullptr;
     std::array<EdgeGrip*, 4> m_grips{};
     bool m_exiting = false;
     bool m_keepFocusAway = false;

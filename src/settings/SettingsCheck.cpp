@@ -1,5 +1,7 @@
 #include "settings/SettingsCheck.h"
 
+#include "data/PgUrl.h"
+#include "data/ServerLink.h"
 #include "settings/SettingsForm.h"
 
 #include <QDir>
@@ -22,6 +24,12 @@ Verdict checkPath(const QString& text, const QString& name, Field field,
     const QString path = text.trimmed();
     if (path.isEmpty())
         return {};
+    // The shared store may live on a database server instead of a folder.
+    if (field == Field::DatabasePath && ServerLink::isAddress(path)) {
+        if (const Result<PgUrl> url = PgUrl::parse(path); !url)
+            return {url.message(), field};
+        return {};
+    }
     if (!QFileInfo(QDir(programFolder).filePath(path)).isDir())
         return {name + QStringLiteral("不存在!"), field};
     return {};

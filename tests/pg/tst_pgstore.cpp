@@ -302,8 +302,8 @@ void TestPgStore::foreignDatabaseRefused_data()
     QTest::newRow("only a view") << "CREATE VIEW answer AS SELECT 42 AS n"
                                  << "不是客服Tavro的数据库";
     QTest::newRow("newer version") << "CREATE TABLE quillmate_schema (version INTEGER); "
-                                      "INSERT INTO quillmate_schema VALUES (2)"
-                                   << "版本 2 比本程序新";
+                                      "INSERT INTO quillmate_schema VALUES (3)"
+                                   << "版本 3 比本程序新";
     QTest::newRow("version unknown") << "CREATE TABLE quillmate_schema (version INTEGER); "
                                         "INSERT INTO quillmate_schema VALUES (0)"
                                      << "不是客服Tavro的数据库";
@@ -354,6 +354,20 @@ void TestPgStore::emptyDatabasePrepared()
     // A database at this version is used as it is.
     const QStringList before = snapshot(pg.db);
     QVERIFY(PgSchema::prepare(pg.db, "fresh"));
+    QCOMPARE(snapshot(pg.db), before);
+
+    // One of version 1, made before writes were announced, gets its triggers and keeps its rows.
+    QSqlQuery q(pg.db);
+    auto triggers = [&] {
+        q.exec("SELECT count(*) FROM pg_trigger WHERE NOT tgisinternal");
+        return q.next() ? q.value(0).toInt() : -1;
+    };
+    QCOMPARE(triggers(), 2 * int(Tables::ofStore(StoreId::Assistant).size()));
+    QVERIFY(q.exec("DROP FUNCTION quillmate_notify() CASCADE"));
+    QVERIFY(q.exec("UPDATE quillmate_schema SET version = 1"));
+    QCOMPARE(triggers(), 0);
+    QVERIFY(PgSchema::prepare(pg.db, "fresh"));
+    QCOMPARE(triggers(), 2 * int(Tables::ofStore(StoreId::Assistant).size()));
     QCOMPARE(snapshot(pg.db), before);
 }
 

@@ -123,6 +123,16 @@ void TestSettingsForm::pathsAreMeasuredThenLookedUp()
     QCOMPARE(v.refusal, "私人备份初始化路径字符数量,不能超过300!");
     // A file is not a folder.
     QCOMPARE(verdictFor(&SettingsForm::backupPath, "file").refusal, "备份初始化路径不存在!");
+
+    // The shared store may be a server's address, checked as an address and never as a folder;
+    // a backup folder may not.
+    QVERIFY(verdictFor(&SettingsForm::databasePath, " postgresql://team@db:5433/kb ").accepted());
+    v = verdictFor(&SettingsForm::databasePath, "postgresql://team:pw@db:99999/kb");
+    QCOMPARE(v.refusal, "数据库地址 postgresql://team:***@db:99999/kb 无效：端口 99999 应是 1 到 "
+                        "65535 之间的数");
+    QCOMPARE(v.field, Field::DatabasePath);
+    QCOMPARE(verdictFor(&SettingsForm::backupPath, "postgresql://team@db/kb").refusal,
+             "备份初始化路径不存在!");
 }
 
 void TestSettingsForm::formReadsAndWritesTheKeys()

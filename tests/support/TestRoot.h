@@ -4,6 +4,9 @@
 #include "data/Services.h"
 #include "data/Settings.h"
 #include "data/Store.h"
+#ifndef Q_OS_WIN
+#include "support/PgServer.h"
+#endif
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -24,15 +27,47 @@ struct TestRoot {
         if (check(dir.isValid(), "the temporary folder", dir.errorString()) &&
             check(Settings::ensureFile(configPath()), "config.ini"))
             check(settings->load(), "loading config.ini");
+        if (onServer())
+            useNewServerDatabase();
         if (open)
             openStore();
     }
 
-    // False once any step of the set-up, or any add(), has failed.
-    bool ok() const { return m_ok; }
+    // Whether this run keeps the shared store on a PostgreSQL server (QUILLMATE_TEST_STORE=server)
+    // rather than in assistant.dll, so that one suite checks both engines.
+    static bool onServer() { return qEnvironmentVariable("QUILLMATE_TEST_STORE") == "server"; }
 
-    QString configPath() const { return dir.filePath(QStringLiteral("config.ini")); }
-    QString path(const QString& name) const { return dir.filePath(name); }
+    // Points DatabasePath at a new, empty database of the run's server.
+    void useNewServerDatabase()
+    {
+#ifdef Q_OS_WIN
+        check(false, "the server", QStringLiteral("no PostgreSQL for Windows test runs"));
+#else
+        static PgServer server;
+        static int made = 0;
+        if (!check(server.isRunning(), "starting PostgreSQL", server.whyNot()))
+            return;
+        const QString name = QStringLiteral("root%1").arg(++made);
+        if (const QString error = server.createDatabase(name);
+            check(error.isEmpty(), "a database", error))
+            set({{Setting::DatabasePath, server.url(name)}});
+#endif
+    }
+
+    // False once any step of the set-up, or any add(), has failed.
+    bool ok() const
+    {
+        return m_ok;
+    }
+
+    QString configPath() const
+    {
+        return dir.filePath(QStringLiteral("config.ini"));
+    }
+    QString path(const QString& name) const
+    {
+        return dir.filePath(name);
+    }
 
     void openStore()
     {
