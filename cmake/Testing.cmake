@@ -37,7 +37,8 @@ endfunction()
 # Runs test NAME a second time as NAME_server, with the shared store on a PostgreSQL server that
 # TestRoot starts (tests/support/TestRoot.h), so one suite checks both engines.
 function(quillmate_server_variant name)
+  get_test_property(${name} LABELS labels)
   add_test(NAME ${name}_server COMMAND ${name})
-  set_tests_properties(${name}_server PROPERTIES LABELS "unit" TIMEOUT 300
+  set_tests_properties(${name}_server PROPERTIES LABELS "${labels}" TIMEOUT 300
                        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;QUILLMATE_TEST_STORE=server")
 endfunction()
