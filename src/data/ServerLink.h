@@ -5,7 +5,6 @@
 #include "data/Result.h"
 #include "data/Tables.h"
 
-#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QSqlDatabase>
