@@ -324,6 +324,15 @@ void TestPanel::accountsAndManagingFromThePanel()
              QStringLiteral("frmUser"));
     QVERIFY(!notice->isVisible());
 
+    // A lost server is told in place until the store has it back; the pages stay as they were.
+    auto* server = first.find<QLabel>("lblServerNotice");
+    QVERIFY(!server->isVisible());
+    emit first.root.store->serverLost("连接被关闭");
+    QVERIFY(server->isVisible());
+    QVERIFY(server->text().contains("连接被关闭"));
+    emit first.root.store->serverRestored();
+    QVERIFY(!server->isVisible());
+
     // Normal users may change their password, not manage.
     Panel agent({}, false);
     QVERIFY(agent.root.ok());
