@@ -2,10 +2,9 @@
 #include "content/EntryWriter.h"
 #include "send/ContentCache.h"
 #include "support/Files.h"
+#include "support/OtherSeat.h"
 #include "support/TestRoot.h"
 
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTest>
 
 // Saving and deleting rows of every kind against a real store: duplicates, the store's
@@ -83,12 +82,6 @@ struct Library {
         for (const QString& column : columns)
             out << r.value(column).toString();
         return out;
-    }
-
-    void exec(StoreId store, const QString& sql)
-    {
-        QSqlQuery q(root.store->database(store));
-        QVERIFY2(q.exec(sql), qPrintable(q.lastError().text()));
     }
 };
 
@@ -175,21 +168,12 @@ void TestContentStore::aNameRacedInByAnotherSeatGetsTheSameMessage()
     const QString table = Tables::name(d.table);
     const StoreId store = Tables::store(d.table);
     // The other seat's row arrives after our duplicate test and before our own write.
-    const QString insert = QString("INSERT INTO %1(%2, username) VALUES ('RACED', %3, 'other');")
-                               .arg(table, columns, values);
-    if (TestRoot::onServer() && store == StoreId::Assistant) {
-        lib.exec(store, "CREATE FUNCTION other_seat() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
-                        "IF NEW.name = 'Raced' THEN " +
-                            insert + " END IF; RETURN NEW; END $$");
-        lib.exec(store, QString("CREATE TRIGGER other_seat BEFORE INSERT OR UPDATE ON %1 FOR EACH "
-                                "ROW EXECUTE FUNCTION other_seat()")
-                            .arg(table));
-    } else {
-        for (const QString& event : {QString("INSERT"), QString("UPDATE")})
-            lib.exec(store, QString("CREATE TRIGGER other_seat_%1 BEFORE %1 ON %2 WHEN NEW.name = "
-                                    "'Raced' BEGIN %3 END")
-                                .arg(event, table, insert));
-    }
+    QString error;
+    QVERIFY2(plantOtherSeat(lib.root.store->database(store), table, "Raced",
+                            QString("INSERT INTO %1(%2, username) VALUES ('RACED', %3, 'other')")
+                                .arg(table, columns, values),
+                            &error),
+             qPrintable(error));
 
     QCOMPARE(lib.refusal(kind, lib.valid(kind, "Raced")), d.duplicate);
     const qint64 id = lib.save(kind, lib.valid(kind, "Calm"));

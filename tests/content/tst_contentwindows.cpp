@@ -11,6 +11,7 @@
 #include "support/Files.h"
 #include "support/FixtureRows.h"
 #include "support/Gui.h"
+#include "support/OtherSeat.h"
 #include "support/TestRoot.h"
 #include "widgets/Dialogs.h"
 
@@ -422,9 +423,8 @@ void TestContentWindows::editDialogsWordTheirOwnWay()
     QCOMPARE(shownTexts(), QStringList{"此记录已不存在!"});
 
     // A name another seat saved while the dialog was open gets the duplicate message.
-    QSqlQuery q(w.root.store->database(StoreId::Assistant));
-    QVERIFY(q.exec("CREATE TRIGGER other_seat BEFORE INSERT ON type WHEN NEW.name = '地址' "
-                   "BEGIN INSERT INTO type(name, itemid, username) VALUES ('地址', 3, 'o'); END"));
+    QVERIFY(plantOtherSeat(w.root.store->database(StoreId::Assistant), "type", "地址",
+                           "INSERT INTO type(name, itemid, username) VALUES ('地址', 3, 'o')"));
     EntryDialog* dialog = w.windows->openNew(ContentKind::Affair);
     type(dialog, "txtCaption", "地址");
     type(dialog, "txtDescribe", "杭州");
