@@ -3,6 +3,7 @@
 #include "data/DbError.h"
 #include "data/ReplaceFile.h"
 #include "data/Schema.h"
+#include "data/ServerMaintenance.h"
 #include "data/SqliteFile.h"
 #include "data/Store.h"
 
@@ -170,10 +171,20 @@ StoreMaintenance::StoreMaintenance(QString storePath, StoreId kind, int busyTime
     : m_path(std::move(storePath)), m_kind(kind), m_busyTimeoutMs(busyTimeoutMs)
 {}
 
+StoreMaintenance StoreMaintenance::onServer(const PgUrl& url)
+{
+    StoreMaintenance out(url.shown(), StoreId::Assistant);
+    out.m_server = url;
+    return out;
+}
+
 StoreMaintenance StoreMaintenance::forStore(const Store& store, StoreId kind, Work work)
 {
+    if (const std::optional<PgUrl> url = store.serverUrl(); url && kind == StoreId::Assistant)
+        return onServer(*url);
     QString path = store.filePath(kind);
-    if (kind == StoreId::Personal && work == Work::Compaction)
+    if (kind == StoreId::Personal && work == Work::Compaction &&
+        !store.isOnServer(StoreId::Assistant))
         path = QFileInfo(store.filePath(StoreId::Assistant))
                    .dir()
                    .filePath(QFileInfo(path).fileName());
@@ -272,10 +283,9 @@ Result<void> StoreMaintenance::backup(const QString& target, const Progress& pro
     const QString temp = QStringLiteral("%1/%2.%3.tmp")
                              .arg(info.absolutePath(), info.fileName(),
                                   QString::number(QRandomGenerator::global()->generate64(), 36));
-    if (Result<void> r = check(m_path, false); !r)
-        return r;
-    Result<void> written;
-    {
+    Result<void> written =
+        m_server ? ServerMaintenance::backup(*m_server, temp, progress) : check(m_path, false);
+    if (written && !m_server) {
         // VACUUM INTO reads one consistent snapshot; writers of other seats wait through their
         // busy timeout only while it reads.
         const Connection c(m_path, "rw", m_busyTimeoutMs);
@@ -289,8 +299,10 @@ Result<void> StoreMaintenance::backup(const QString& target, const Progress& pro
         written = check(temp);
     if (written)
         written = replaceFile(temp, target);
-    if (!written)
+    if (!written) {
+        QFile::remove(temp + QLatin1String("-journal"));
         QFile::remove(temp);
+    }
     return written;
 }
 
@@ -309,6 +321,11 @@ Result<QString> StoreMaintenance::restore(const QString& file, const QString& sa
         safety = QDir(safetyFolder).filePath(stem + QStringLiteral("_%1.bak").arg(n));
     if (Result<void> r = backup(safety); !r)
         return r.error();
+    if (m_server) {
+        if (Result<void> r = ServerMaintenance::restore(*m_server, file); !r)
+            return r.error();
+        return safety;
+    }
 
     const Connection c(m_path, "rw", m_busyTimeoutMs);
     if (c.error())
@@ -345,6 +362,13 @@ Result<QString> StoreMaintenance::restore(const QString& file, const QString& sa
 
 Result<StoreMaintenance::Sizes> StoreMaintenance::compact(const Progress& progress) const
 {
+    if (m_server) {
+        const Result<ServerMaintenance::Sizes> done =
+            ServerMaintenance::compact(*m_server, progress);
+        if (!done)
+            return done.error();
+        return Sizes{done->before, done->after};
+    }
     if (Result<void> r = check(m_path, false); !r)
         return r.error();
     Sizes sizes;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/PgUrl.h"
 #include "data/Progress.h"
 #include "data/Result.h"
 #include "data/SettingsTable.h"
@@ -7,12 +8,14 @@
 
 #include <QDateTime>
 #include <QString>
+#include <optional>
 
 // Backup, restore and compaction of one store file. All of it goes through SQLite's own locking,
 // so other seats keep the store open and working meanwhile: a backup is a consistent snapshot,
 // a restore replaces every row in one transaction (other connections stay valid and see the new
 // data through PRAGMA data_version), and a compaction interrupted at any point leaves the store
-// as it was.
+// as it was. The shared store on a server is backed up into the same kind of file and restored
+// from one (ServerMaintenance).
 class Store;
 
 class StoreMaintenance {
@@ -24,10 +27,13 @@ public:
     };
 
     StoreMaintenance(QString storePath, StoreId kind, int busyTimeoutMs = 30000);
+    // The shared store on the server `url` names.
+    static StoreMaintenance onServer(const PgUrl& url);
 
-    // The file each kind of work acts on. The private store is backed up and restored in the
+    // The store each kind of work acts on. The private store is backed up and restored in the
     // program folder but compacted as "personal.dll" in the shared store's folder, as the program
-    // always has: with DatabasePath set, those are different files.
+    // always has: with DatabasePath set, those are different files. A server has no folder: the
+    // private store compacted is then the seat's own, in the program folder.
     static StoreMaintenance forStore(const Store& store, StoreId kind, Work work);
 
     // "Assistant" or "personal", the time as yyyyMMddhhmmss, ".bak".
@@ -58,7 +64,8 @@ public:
     QString storePath() const { return m_path; }
 
 private:
-    QString m_path;
+    QString m_path; // on a server, its address without the password
+    std::optional<PgUrl> m_server;
     StoreId m_kind;
     int m_busyTimeoutMs;
 };

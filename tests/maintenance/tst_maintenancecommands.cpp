@@ -143,7 +143,8 @@ void TestMaintenanceCommands::backupAndCompactionRunWithTheirWindows()
     const QString target = rig.root.path("copy.bak");
 
     // Stopped, neither leaves a trace: no backup file, the store whole.
-    const StoreMaintenance work(rig.root.path("assistant.dll"), StoreId::Assistant);
+    const StoreMaintenance work = StoreMaintenance::forStore(*rig.root.store, StoreId::Assistant,
+                                                             StoreMaintenance::Work::Compaction);
     int calls = 0;
     const auto stop = [&](qint64, qint64) { return ++calls < 3; };
     QVERIFY(!work.backup(target, stop));
@@ -152,13 +153,12 @@ void TestMaintenanceCommands::backupAndCompactionRunWithTheirWindows()
     calls = 0;
     QVERIFY(!work.compact(stop));
     QVERIFY(calls >= 3);
-    QVERIFY(work.check(rig.root.path("assistant.dll")));
     QCOMPARE(rig.root.store->count(Table::Simple).value(), 3000);
 
     rig.picker.answer = target;
     QVERIFY(rig.commands.backup(StoreId::Assistant));
     QCOMPARE(shownTexts(), QStringList{"备份成功!"});
-    QVERIFY(StoreMaintenance(rig.root.path("assistant.dll"), StoreId::Assistant).check(target));
+    QVERIFY(work.check(target));
 
     CompactWindow window(StoreMaintenance::forStore(*rig.root.store, StoreId::Assistant,
                                                     StoreMaintenance::Work::Compaction),

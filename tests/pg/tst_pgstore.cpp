@@ -3,6 +3,7 @@
 #include "support/FixtureRows.h"
 #include "support/PgServer.h"
 #include "support/ProgramRun.h"
+#include "support/StoreRows.h"
 #include "support/TestRoot.h"
 
 #include <QSqlQuery>
@@ -11,49 +12,6 @@
 #include <memory>
 
 namespace {
-
-// A connection that is closed and removed with the object.
-struct Connection {
-    QString name;
-    QSqlDatabase db;
-
-    Connection(const PgServer& server, const QString& database)
-        : name(QStringLiteral("test-") + database), db(server.connect(database, name))
-    {}
-    ~Connection()
-    {
-        db.close();
-        db = QSqlDatabase();
-        QSqlDatabase::removeDatabase(name);
-    }
-};
-
-// A table's rows in id order, each value read as its column's kind, so that the file's and the
-// server's rows compare equal exactly when they hold the same data.
-QList<QVariantList> rowsOf(QSqlDatabase db, Table table, const QString& tableName)
-{
-    const QList<ColumnDef>& columns = Tables::columnDefs(table);
-    QSqlQuery q(db);
-    if (!q.exec(QStringLiteral("SELECT %1 FROM %2 ORDER BY id")
-                    .arg(Tables::columns(table).join(", "), tableName))) {
-        QTest::qFail(qPrintable(tableName + ": " + q.lastError().text()), __FILE__, __LINE__);
-        return {};
-    }
-    QList<QVariantList> rows;
-    while (q.next()) {
-        QVariantList row;
-        for (qsizetype i = 0; i < columns.size(); ++i) {
-            const QVariant v = q.value(int(i));
-            const ColumnType type = columns.at(i).type;
-            row << (v.isNull()                 ? QVariant()
-                    : type == ColumnType::Text ? QVariant(v.toString())
-                    : type == ColumnType::Blob ? QVariant(v.toByteArray())
-                                               : QVariant(v.toLongLong()));
-        }
-        rows << row;
-    }
-    return rows;
-}
 
 // Everything in the public schema, names and rows: equal before and after a refused command
 // when it touched nothing.
@@ -230,13 +188,13 @@ void TestPgStore::migrateCopiesEveryRow()
         if (fields.size() == 2)
             printed.insert(fields.at(0), fields.at(1).toLongLong());
     }
-    Connection pg(*m_server, "roundtrip");
+    TestConnection pg(*m_server, "roundtrip");
     QVERIFY2(pg.db.isOpen(), qPrintable(pg.db.lastError().text()));
     const QSqlDatabase file = m_root->store->database(StoreId::Assistant);
     QMap<QString, qint64> expected;
     for (Table t : Tables::ofStore(StoreId::Assistant)) {
-        const QList<QVariantList> source = rowsOf(file, t, '"' + Tables::name(t) + '"');
-        const QList<QVariantList> copy = rowsOf(pg.db, t, PgSchema::tableName(t));
+        const QList<QVariantList> source = rowsOf(file, t);
+        const QList<QVariantList> copy = rowsOf(pg.db, t);
         QVERIFY2(!source.isEmpty(), qPrintable("the test store has no rows in " + Tables::name(t)));
         QCOMPARE(copy.size(), source.size());
         for (qsizetype i = 0; i < source.size(); ++i)
@@ -257,7 +215,7 @@ void TestPgStore::secondMigrateRefused()
 {
     REQUIRE_SERVER();
     QVERIFY(migrated("twice"));
-    Connection pg(*m_server, "twice");
+    TestConnection pg(*m_server, "twice");
     QVERIFY(pg.db.isOpen());
     QSqlQuery q(pg.db);
     QVERIFY(q.exec("UPDATE simpletype SET name = 'Changed Since' WHERE id = 1"));
@@ -287,7 +245,7 @@ void TestPgStore::failedMigrationLeavesDatabaseEmpty()
     const ProgramRun run = migrate("failing", &root);
     QCOMPARE(run.code, 1);
     QVERIFY2(run.err.contains("Users"), qPrintable(run.err));
-    Connection pg(*m_server, "failing");
+    TestConnection pg(*m_server, "failing");
     QVERIFY(pg.db.isOpen());
     QCOMPARE(snapshot(pg.db), QStringList());
 }
@@ -320,7 +278,7 @@ void TestPgStore::foreignDatabaseRefused()
     static int made = 0;
     const QString name = QStringLiteral("foreign_%1").arg(++made);
     QVERIFY(m_server->createDatabase(name).isEmpty());
-    Connection pg(*m_server, name);
+    TestConnection pg(*m_server, name);
     QVERIFY(pg.db.isOpen());
     QSqlQuery q(pg.db);
     for (const QString& statement : setup.split("; "))
@@ -343,7 +301,7 @@ void TestPgStore::emptyDatabasePrepared()
 {
     REQUIRE_SERVER();
     QVERIFY(m_server->createDatabase("fresh").isEmpty());
-    Connection pg(*m_server, "fresh");
+    TestConnection pg(*m_server, "fresh");
     QVERIFY(pg.db.isOpen());
     const Result<void> made = PgSchema::prepare(pg.db, "fresh");
     QVERIFY2(made, qPrintable(made.message()));
@@ -375,7 +333,7 @@ void TestPgStore::namesUniqueIgnoringCase()
 {
     REQUIRE_SERVER();
     QVERIFY(migrated("unique_case"));
-    Connection pg(*m_server, "unique_case");
+    TestConnection pg(*m_server, "unique_case");
     QVERIFY(pg.db.isOpen());
     int checked = 0;
     for (Table t : Tables::ofStore(StoreId::Assistant)) {
@@ -417,7 +375,7 @@ void TestPgStore::newRowsContinueAfterCopiedIds()
 {
     REQUIRE_SERVER();
     QVERIFY(migrated("continue_ids"));
-    Connection pg(*m_server, "continue_ids");
+    TestConnection pg(*m_server, "continue_ids");
     QVERIFY(pg.db.isOpen());
     for (Table t : Tables::ofStore(StoreId::Assistant)) {
         const Result<std::optional<qint64>> highest = m_root->store->maxId(t);
