@@ -177,6 +177,9 @@ Error failure(const QString& shown, const QSqlError& error)
     QString text = error.databaseText().trimmed();
     if (text.isEmpty())
         text = error.text().trimmed();
+    // A connection the server has closed fails without a word from the driver.
+    if (text.isEmpty())
+        text = QStringLiteral("与服务器的连接已断开");
     // The server's severity word adds nothing to a message that already says it failed.
     for (const QLatin1String severity : {QLatin1String("ERROR:"), QLatin1String("FATAL:")}) {
         if (text.startsWith(severity))

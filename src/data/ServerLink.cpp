@@ -43,9 +43,9 @@ ServerLink::ServerLink(QString connectionName, PgUrl url, QObject* parent)
 {
     m_checkTimer.setInterval(CheckIntervalMs);
     QObject::connect(&m_checkTimer, &QTimer::timeout, this, &ServerLink::check);
-    // Notifications of one commit arrive together; they are told after the last of them.
+    // Notifications of one commit are told after the last of them.
     m_flushTimer.setSingleShot(true);
-    m_flushTimer.setInterval(0);
+    m_flushTimer.setInterval(GatherMs);
     QObject::connect(&m_flushTimer, &QTimer::timeout, this, &ServerLink::flush);
 }
 
@@ -125,12 +125,18 @@ void ServerLink::onNotification(const QString& name, QSqlDriver::NotificationSou
     const qint64 id = parts.at(1).toLongLong(&ok);
     if (!table || !change || !ok)
         return;
+    if (m_heard.isEmpty())
+        m_gathering.start();
     m_heard.append({*table, id, *change});
-    m_flushTimer.start();
+    if (m_gathering.elapsed() >= GatherMaxMs)
+        flush();
+    else
+        m_flushTimer.start(); // again: the quiet gap counts from the latest
 }
 
 void ServerLink::flush()
 {
+    m_flushTimer.stop();
     const QList<Heard> heard = std::exchange(m_heard, {});
     std::array<int, TableCount> perTable{};
     for (const Heard& h : heard)
@@ -169,6 +175,7 @@ void ServerLink::check()
 void ServerLink::goDown(const QString& message)
 {
     m_up = false;
+    m_downMessage = message;
     m_heard.clear();
     database().close();
     emit lost(message);

@@ -5,6 +5,7 @@
 #include "data/Result.h"
 #include "data/Tables.h"
 
+#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QSqlDatabase>
@@ -24,6 +25,10 @@ public:
     static constexpr int CheckIntervalMs = 1000;
     // More row changes than this at once are told as a Reset of their table.
     static constexpr int BulkChangeRows = 200;
+    // A large commit's notifications reach the seat in several reads: they are told together
+    // once none has come for GatherMs, or GatherMaxMs after the first, whichever is sooner.
+    static constexpr int GatherMs = 20;
+    static constexpr int GatherMaxMs = 250;
 
     ServerLink(QString connectionName, PgUrl url, QObject* parent = nullptr);
     ~ServerLink() override;
@@ -35,6 +40,8 @@ public:
     QString shown() const { return m_url.shown(); }
     const PgUrl& url() const { return m_url; }
     bool isUp() const { return m_up; }
+    // What the loss was told with, while the link is down.
+    QString downMessage() const { return m_downMessage; }
     // Whether the server turned the connection down for want of a (right) password.
     bool wantsPassword() const { return m_wantsPassword; }
     void setPassword(const QString& password) { m_url.password = password; }
@@ -62,10 +69,12 @@ private:
     QString m_name;
     PgUrl m_url;
     bool m_up = false;
+    QString m_downMessage;
     bool m_wantsPassword = false;
     bool m_inTransaction = false;
     QTimer m_checkTimer;
     QTimer m_flushTimer;
+    QElapsedTimer m_gathering;
     QTcpSocket* m_probe = nullptr;
     struct Heard {
         Table table;

@@ -147,6 +147,10 @@ Result<QSqlQuery> Store::exec(StoreId store, const QString& sql, const QVariantL
     // looks at the connection then.
     if (!r && isOnServer(store) && connection(store).depth == 0)
         m_server->statementFailed();
+    // A lost connection fails statements without a word from the driver: they are refused with
+    // what the loss was told.
+    if (!r && isOnServer(store) && !m_server->isUp())
+        return Error{m_server->downMessage()};
     return r;
 }
 

@@ -53,17 +53,8 @@ public:
             m_whyNot = QStringLiteral("initdb failed: ") + init.err + init.out;
             return;
         }
-        const QString options = QString("-p %1 -k %2 -c listen_addresses=127.0.0.1 -c fsync=off")
-                                    .arg(m_port)
-                                    .arg(m_dir.path());
-        const ProgramRun start =
-            run(bin + "/pg_ctl", {"-D", dataDir(), "-l", m_dir.filePath("server.log"), "-o",
-                                  options, "-w", "start"});
-        if (start.code != 0) {
-            m_whyNot = QStringLiteral("pg_ctl start failed: ") + start.err + start.out;
-            return;
-        }
-        m_bin = bin;
+        if (launch(bin))
+            m_bin = bin;
     }
 
     ~PgServer()
@@ -76,6 +67,14 @@ public:
     PgServer& operator=(const PgServer&) = delete;
 
     bool isRunning() const { return !m_bin.isEmpty(); }
+
+    // A server going away and coming back on the same port with the same data, as seats see a
+    // restart; false (with whyNot() for start) when pg_ctl failed.
+    bool stop() const
+    {
+        return run(m_bin + "/pg_ctl", {"-D", dataDir(), "-m", "fast", "-w", "stop"}).code == 0;
+    }
+    bool start() { return launch(m_bin); }
     QString whyNot() const { return m_whyNot; }
 
     QString url(const QString& database) const
@@ -113,6 +112,19 @@ public:
     }
 
 private:
+    bool launch(const QString& bin)
+    {
+        const QString options = QString("-p %1 -k %2 -c listen_addresses=127.0.0.1 -c fsync=off")
+                                    .arg(m_port)
+                                    .arg(m_dir.path());
+        const ProgramRun start =
+            run(bin + "/pg_ctl", {"-D", dataDir(), "-l", m_dir.filePath("server.log"), "-o",
+                                  options, "-w", "start"});
+        if (start.code != 0)
+            m_whyNot = QStringLiteral("pg_ctl start failed: ") + start.err + start.out;
+        return start.code == 0;
+    }
+
     QString dataDir() const { return m_dir.filePath(QStringLiteral("data")); }
 
     static bool asRoot() { return geteuid() == 0; }
