@@ -35,11 +35,11 @@
 // found, or the set-up failed, 2 bad arguments.
 
 #include "LibraryGenerator.h"
-#include "ScratchServer.h"
 #include "SeatReport.h"
 #include "SeatWorker.h"
 #include "app/Startup.h"
 #include "platform/PlatformPaths.h"
+#include "support/PgServer.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -368,15 +368,18 @@ int runBench(const Options& options, QTextStream& out, QTextStream& err)
         err << "the temporary folder: " << run.errorString() << Qt::endl;
         return 1;
     }
-    std::optional<ScratchServer> server;
+    std::optional<PgServer> server;
     QString databasePath = options.place;
     if (options.server && databasePath.isEmpty()) {
-        server.emplace();
-        if (!server->start()) {
-            err << "starting PostgreSQL: " << server->whyNot() << Qt::endl;
+        server.emplace(PgServer::Durability::Synced);
+        QString why = server->whyNot();
+        if (server->isRunning())
+            why = server->createDatabase(QStringLiteral("seats"));
+        if (!why.isEmpty()) {
+            err << "starting PostgreSQL: " << why << Qt::endl;
             return 1;
         }
-        databasePath = server->url();
+        databasePath = server->url(QStringLiteral("seats"));
     } else if (!options.server) {
         databasePath =
             QDir(databasePath.isEmpty() ? run.filePath(QStringLiteral("shared")) : databasePath)

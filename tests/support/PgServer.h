@@ -20,7 +20,11 @@ class PgServer {
 public:
     static constexpr char Role[] = "quillmate_test";
 
-    PgServer()
+    // Tests run without syncing to disk; a bench that compares commit times with SQLite, which
+    // syncs every commit, runs with it, and with room for many seats' connections.
+    enum class Durability { Fast, Synced };
+
+    explicit PgServer(Durability durability = Durability::Fast) : m_durability(durability)
     {
         const QString bin = QStringLiteral("/usr/lib/postgresql/15/bin");
         if (!QFileInfo::exists(bin + QStringLiteral("/initdb"))) {
@@ -114,9 +118,12 @@ public:
 private:
     bool launch(const QString& bin)
     {
-        const QString options = QString("-p %1 -k %2 -c listen_addresses=127.0.0.1 -c fsync=off")
-                                    .arg(m_port)
-                                    .arg(m_dir.path());
+        const QString options =
+            QString("-p %1 -k %2 -c listen_addresses=127.0.0.1 %3")
+                .arg(m_port)
+                .arg(m_dir.path(), m_durability == Durability::Fast
+                                       ? QStringLiteral("-c fsync=off")
+                                       : QStringLiteral("-c max_connections=300"));
         const ProgramRun start =
             run(bin + "/pg_ctl", {"-D", dataDir(), "-l", m_dir.filePath("server.log"), "-o",
                                   options, "-w", "start"});
@@ -156,4 +163,5 @@ private:
     QString m_bin;
     QString m_whyNot;
     int m_port = 0;
+    Durability m_durability;
 };
