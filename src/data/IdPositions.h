@@ -30,8 +30,13 @@ public:
             ++m_count;
         const auto at = static_cast<quint64>(id);
         if (id >= 0 && (at < m_direct.size() || at < directLimit())) {
-            if (at >= m_direct.size())
-                m_direct.resize(static_cast<size_t>(at) + 1 + m_direct.size() / 2, None);
+            if (at >= m_direct.size()) {
+                // Room grows by half, but only the slots up to this id are written: the pages
+                // beyond stay untouched until ids reach them.
+                if (at >= m_direct.capacity())
+                    m_direct.reserve(static_cast<size_t>(at) + 1 + m_direct.size() / 2);
+                m_direct.resize(static_cast<size_t>(at) + 1, None);
+            }
             // An id kept in the hash before the array reached it stays there, shadowed, until
             // erase() removes both.
             m_direct[static_cast<size_t>(at)] = position;

@@ -21,6 +21,21 @@ quint64 computeStartSymbols(char32_t c)
     return symbols;
 }
 
+void computeReadingStarts(char32_t c, std::vector<quint16>& out)
+{
+    out.clear();
+    if (PinyinMatcher::symbol(c) >= 0)
+        return;
+    for (const quint16 id : PinyinReadings::of(c)) {
+        const std::string_view reading = PinyinReadings::syllable(id);
+        if (reading.size() < 2)
+            continue;
+        const auto start = static_cast<quint16>((reading[0] - 'a') * 26 + (reading[1] - 'a'));
+        if (std::find(out.begin(), out.end(), start) == out.end())
+            out.push_back(start);
+    }
+}
+
 bool isWhitespace(char32_t c)
 {
     return c <= 0xFFFF && QChar(static_cast<char16_t>(c)).isSpace();
@@ -74,17 +89,46 @@ bool PinyinMatcher::isReadingStart(std::string_view text)
     return found != ids.end() && syllable(*found).starts_with(text);
 }
 
-quint64 PinyinMatcher::startSymbols(char32_t c)
+const quint64* PinyinMatcher::startSymbolsTable()
 {
-    if (c > 0xFFFF)
-        return computeStartSymbols(c);
     static const std::vector<quint64> table = [] {
         std::vector<quint64> t(0x10000);
         for (char32_t u = 0; u < 0x10000; ++u)
             t[u] = computeStartSymbols(u);
         return t;
     }();
-    return table[c];
+    return table.data();
+}
+
+std::span<const quint16> PinyinMatcher::readingStarts(char32_t c, std::vector<quint16>& spill)
+{
+    if (c > 0xFFFF) {
+        computeReadingStarts(c, spill);
+        return spill;
+    }
+    // Indexing needs them for every character of every name: the BMP's are worked out once.
+    struct Table {
+        std::vector<quint32> from; // per unit, one extra at the end
+        std::vector<quint16> starts;
+    };
+    static const Table table = [] {
+        Table t;
+        t.from.reserve(0x10001);
+        std::vector<quint16> starts;
+        for (char32_t u = 0; u <= 0xFFFF; ++u) {
+            t.from.push_back(static_cast<quint32>(t.starts.size()));
+            computeReadingStarts(u, starts);
+            t.starts.insert(t.starts.end(), starts.begin(), starts.end());
+        }
+        t.from.push_back(static_cast<quint32>(t.starts.size()));
+        return t;
+    }();
+    return std::span(table.starts).subspan(table.from[c], table.from[c + 1] - table.from[c]);
+}
+
+quint64 PinyinMatcher::startSymbols(char32_t c)
+{
+    return c > 0xFFFF ? computeStartSymbols(c) : startSymbolsTable()[c];
 }
 
 quint64 PinyinMatcher::step(quint64 at, char32_t c) const
@@ -118,6 +162,34 @@ bool PinyinMatcher::matches(QStringView foldedName) const
 {
     if (m_length == 0)
         return false;
+    if (m_oneLetterEach) {
+        // The same steps as step() takes, in one loop over the units: a search checks thousands
+        // of names this way.
+        const quint64* table = startSymbolsTable();
+        quint64 at = 0;
+        for (qsizetype i = 0; i < foldedName.size(); ++i) {
+            const char16_t u = foldedName[i].unicode();
+            if (QChar::isSurrogate(u)) {
+                // Rare enough for the general step, which reads the pair as one character.
+                const bool pair = i + 1 < foldedName.size() && QChar::isHighSurrogate(u) &&
+                                  foldedName[i + 1].isLowSurrogate();
+                at = step(at | 1, pair ? QChar::surrogateToUcs4(u, foldedName[i + 1].unicode())
+                                       : char32_t(u));
+                i += pair;
+            } else if (quint64 starts = table[u]; starts != 0) {
+                quint64 next = 0;
+                for (; starts != 0; starts &= starts - 1)
+                    next |= ((at | 1) & m_letterAt[static_cast<size_t>(std::countr_zero(starts))])
+                            << 1;
+                at = next;
+            } else if (!isWhitespace(u)) {
+                at = 0;
+            }
+            if (at & m_done)
+                return true;
+        }
+        return false;
+    }
     bool found = false;
     quint64 at = 0;
     forEachCodePoint(foldedName, [&](char32_t c) {

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QStringView>
 #include <QtGlobal>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -47,6 +48,10 @@ public:
     // the first letters of its readings for others.
     static quint64 startSymbols(char32_t c);
 
+    // The first two letters of each of a character's readings, as (first - 'a') * 26 + second -
+    // 'a', each pair once; none for a letter or digit. `spill` holds them beyond the BMP.
+    static std::span<const quint16> readingStarts(char32_t c, std::vector<quint16>& spill);
+
     // Calls visit(code point) for each character of text until it returns false.
     template <typename Visit> static void forEachCodePoint(QStringView text, Visit visit)
     {
@@ -65,12 +70,13 @@ private:
     // Where a run may be after the character: bit k set means the query's first k letters are
     // read. The two steps differ only in whether a run may begin at every character.
     quint64 step(quint64 at, char32_t c) const;
+    // startSymbols() of the BMP, by code unit.
+    static const quint64* startSymbolsTable();
 
     QByteArray m_query;
     int m_length = 0;
-    quint64 m_done = 0;
-    bool m_oneLetterEach = false; // no two adjacent letters begin a reading                  // the
-                                  // bit of a run that has read the whole query
+    quint64 m_done = 0;                  // the bit of a run that has read the whole query
+    bool m_oneLetterEach = false;        // no two adjacent letters begin a reading
     std::vector<quint64> m_letterAt;     // per symbol: the query offsets that hold it
     std::vector<quint64> m_afterReading; // per syllable and offset: the offsets it can reach
 };

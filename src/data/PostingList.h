@@ -1,10 +1,15 @@
 #pragma once
 
 #include <QtGlobal>
+#include <bit>
+#include <cstring>
 #include <vector>
 
 // An ascending list of entry positions, kept as the differences between neighbours in groups of
-// seven bits: the long lists of frequent characters take about a byte per entry.
+// seven bits: the long lists of frequent characters take about a byte per entry. Once an index
+// is loaded its lists are frozen into one buffer the index owns, as a bitmap of positions where
+// that is smaller (lists holding more than about one entry in eight); positions added later
+// follow in a list's own bytes.
 class PostingList {
 public:
     quint32 size() const { return m_count; }
@@ -22,13 +27,89 @@ public:
         m_last = position;
         ++m_count;
     }
-    void shrink() { m_bytes.shrink_to_fit(); }
-    template <typename Visit> void forEach(Visit visit) const
+    // Appends the list's positions, the frozen ones in `from` and those added since, to `to`,
+    // which is then where they are read from.
+    void freeze(const std::vector<unsigned char>& from, std::vector<unsigned char>& to)
+    {
+        const size_t at = to.size();
+        const quint64 bitmapBytes = m_last / 8 + 1;
+        if (m_count > 0 && bitmapBytes < frozenBytes() + m_bytes.size()) {
+            to.resize(at + bitmapBytes);
+            forEach(from.data(),
+                    [&](quint32 p) { to[at + p / 8] |= static_cast<unsigned char>(1 << (p % 8)); });
+            m_frozenSize = static_cast<quint32>(bitmapBytes) | Bitmap;
+        } else if (m_frozenSize & Bitmap) {
+            // A bitmap that no longer pays is written out as differences again.
+            PostingList plain;
+            forEach(from.data(), [&](quint32 p) { plain.add(p); });
+            to.insert(to.end(), plain.m_bytes.begin(), plain.m_bytes.end());
+            m_frozenSize = static_cast<quint32>(plain.m_bytes.size());
+        } else {
+            to.insert(to.end(), from.begin() + m_frozenAt,
+                      from.begin() + m_frozenAt + m_frozenSize);
+            to.insert(to.end(), m_bytes.begin(), m_bytes.end());
+            m_frozenSize += static_cast<quint32>(m_bytes.size());
+        }
+        m_frozenAt = static_cast<quint32>(at);
+        m_bytes = std::vector<unsigned char>();
+    }
+    // An upper bound of the bytes freeze() appends, bitmaps aside.
+    quint64 unfrozenBytes() const { return frozenBytes() + m_bytes.size(); }
+    // Asks for the memory the next add() writes, for callers that add to many lists in turn;
+    // prefetch() asks for any address.
+    void prefetchEnd() const { prefetch(m_bytes.data() + m_bytes.size()); }
+    static void prefetch(const void* address)
+    {
+#if defined(__GNUC__)
+        __builtin_prefetch(address);
+#else
+        Q_UNUSED(address);
+#endif
+    }
+    // Calls visit(position) in ascending order; `frozen` is the buffer the list was frozen into.
+    template <typename Visit> void forEach(const unsigned char* frozen, Visit visit) const
     {
         quint32 position = 0;
+        const unsigned char* bytes = frozen + m_frozenAt;
+        if (m_frozenSize & Bitmap) {
+            const quint32 size = m_frozenSize & ~Bitmap;
+            quint32 at = 0;
+            for (; at + 8 <= size; at += 8) {
+                quint64 word = 0;
+                std::memcpy(&word, bytes + at, 8);
+                for (; word != 0; word &= word - 1) {
+                    position = at * 8 + static_cast<quint32>(std::countr_zero(word));
+                    visit(position);
+                }
+            }
+            for (; at < size; ++at) {
+                for (unsigned bits = bytes[at]; bits != 0; bits &= bits - 1) {
+                    position = at * 8 + static_cast<quint32>(std::countr_zero(bits));
+                    visit(position);
+                }
+            }
+        } else {
+            position = decode(bytes, bytes + m_frozenSize, 0, visit);
+        }
+        decode(m_bytes.data(), m_bytes.data() + m_bytes.size(), position, visit);
+    }
+
+private:
+    static constexpr quint32 Bitmap = 0x80000000u;
+
+    quint64 frozenBytes() const
+    {
+        return m_frozenSize & ~Bitmap;
+    }
+
+    template <typename Visit>
+    static quint32 decode(const unsigned char* from, const unsigned char* to, quint32 position,
+                          Visit& visit)
+    {
         quint32 delta = 0;
         int shift = 0;
-        for (const unsigned char byte : m_bytes) {
+        for (; from != to; ++from) {
+            const unsigned char byte = *from;
             delta |= static_cast<quint32>(byte & 0x7f) << shift;
             if (byte & 0x80) {
                 shift += 7;
@@ -39,10 +120,12 @@ public:
             delta = 0;
             shift = 0;
         }
+        return position;
     }
 
-private:
-    std::vector<unsigned char> m_bytes;
+    std::vector<unsigned char> m_bytes; // added since the last freeze
     quint32 m_last = 0;
     quint32 m_count = 0;
+    quint32 m_frozenAt = 0;
+    quint32 m_frozenSize = 0; // bytes, with Bitmap set for a bitmap
 };

@@ -15,9 +15,23 @@ constexpr int Letters = 26;
 // The longest reading ("zhuang") bounds how many query letters one character can take.
 constexpr int LongestReading = 6;
 
+// The keys of the lists: pinyin keys by kind, then the UTF-16 units of literal ones.
+constexpr quint32 SymbolLists = 0;
+constexpr quint32 PairLists = SymbolLists + Symbols;
+constexpr quint32 TripleLists = PairLists + Symbols * Symbols;
+constexpr quint32 ReadingStartLists = TripleLists + Symbols * Symbols * Symbols;
+constexpr quint32 PinyinLists = ReadingStartLists + Letters * Letters;
+constexpr quint32 UnitLists = PinyinLists;
+constexpr quint32 Keys = UnitLists + 0x10000;
+
 quint32 bigram(QChar first, QChar second)
 {
     return static_cast<quint32>(first.unicode()) << 16 | second.unicode();
+}
+
+quint64 keyed(quint32 key, quint32 position)
+{
+    return static_cast<quint64>(key) << 32 | position;
 }
 
 std::u16string_view units(QStringView text)
@@ -34,6 +48,21 @@ template <typename Visit> void forEachBit(quint64 bits, Visit visit)
 int symbolOf(char c)
 {
     return PinyinMatcher::symbol(static_cast<unsigned char>(c));
+}
+
+// Whether folding leaves every unit as it is but for ASCII capitals and the separators: true of
+// most names, Chinese ones above all, which then need no call into the Unicode tables.
+bool foldsPlainly(QStringView text)
+{
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        const bool plain = u < 0x80 || (u >= 0x2000 && u < 0x2070) || (u >= 0x3000 && u < 0x3040) ||
+                           (u >= 0x3400 && u < 0xA000) ||
+                           (u >= 0xFF00 && u < 0xFFF0 && (u < 0xFF21 || u > 0xFF3A));
+        if (!plain)
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -57,9 +86,13 @@ void SearchIndex::clear()
 void SearchIndex::reserve(qsizetype entries, qsizetype characters)
 {
     const auto n = static_cast<size_t>(entries);
-    m_entries.reserve(n);
     m_ids.reserve(n);
+    m_typeIds.reserve(n);
+    for (auto* column : {&m_usetimes, &m_serials})
+        column->reserve(n);
+    m_common.reserve(n);
     m_alive.reserve(n);
+    m_nameForms.reserve(n);
     m_folded.reserve(characters);
     m_foldedStart.reserve(n + 1);
     m_positions.reserve(entries);
@@ -67,107 +100,215 @@ void SearchIndex::reserve(qsizetype entries, qsizetype characters)
 
 void SearchIndex::squeeze()
 {
-    for (auto* lists : {&m_symbolLists, &m_pairLists, &m_tripleLists, &m_readingStartLists}) {
-        for (PostingList& list : *lists)
-            list.shrink();
-    }
-    for (PostingList& list : m_nameUnigrams)
-        list.shrink();
-    for (PostingList& list : m_nameBigrams)
-        list.shrink();
+    // One buffer, rather than tens of thousands of vectors with room to grow, leaves the
+    // allocator whole pages it can give back. What bitmaps save of it is never touched.
+    size_t bytes = 0;
+    for (const PostingList& list : m_lists)
+        bytes += list.unfrozenBytes();
+    std::vector<unsigned char> frozen;
+    frozen.reserve(bytes);
+    for (PostingList& list : m_lists)
+        list.freeze(m_frozen, frozen);
+    m_frozen = std::move(frozen);
     m_names.squeeze();
     m_folded.squeeze();
+    m_ids.shrink();
+    m_typeIds.shrink();
+    for (auto* column : {&m_usetimes, &m_serials, &m_typeSerials, &m_commonSerials})
+        column->shrink_to_fit();
+    m_foldedStart.shrink_to_fit();
+    m_nameForms.shrink_to_fit();
+    m_capitals.shrink_to_fit();
+    m_pendingKeys = std::vector<quint64>();
+    m_dealtKeys = std::vector<quint64>();
 }
 
-void SearchIndex::upsert(const Source& source)
+void SearchIndex::upsert(std::span<const Source> sources)
 {
-    remove(source.id);
-
-    Entry e;
-    e.id = source.id;
-    e.typeId = source.typeId;
-    e.usetime = source.usetime;
-    e.serial = source.serial;
-    e.typeSerial = source.typeSerial;
-    e.commonSerial = source.commonSerial;
-    e.common = source.common;
-    // Names are at most a few hundred characters; a longer one is searched by its start.
-    const QStringView name =
-        QStringView(source.name)
-            .first(std::min<qsizetype>(source.name.size(), std::numeric_limits<quint16>::max()));
-    append(e, name, fold(name));
+    for (const Source& source : sources) {
+        remove(source.id);
+        const Entry e{source.id,         source.typeId,       source.usetime, source.serial,
+                      source.typeSerial, source.commonSerial, source.common};
+        // Names are at most a few hundred characters; a longer one is searched by its start.
+        append(e, QStringView(source.name)
+                      .first(std::min<qsizetype>(source.name.size(),
+                                                 std::numeric_limits<quint16>::max())));
+    }
+    flushKeys();
 }
 
-void SearchIndex::append(const Entry& entry, QStringView name, QStringView foldedName)
+void SearchIndex::append(const Entry& e, QStringView name)
 {
     if (m_foldedStart.empty())
         m_foldedStart.push_back(0);
-    const auto position = static_cast<quint32>(m_entries.size());
-    Entry e = entry;
-    e.nameLength = static_cast<quint16>(name.size());
-    // Most names, Chinese ones above all, fold to themselves and need no second copy.
-    e.nameIsFolded = name == foldedName;
-    if (e.nameIsFolded) {
-        e.nameStart = static_cast<quint32>(m_folded.size());
+    if (m_lists.empty()) {
+        m_lists.resize(1);
+        m_keyLists.assign(Keys, 0);
+    }
+    const auto position = static_cast<quint32>(m_ids.size());
+    const auto start = static_cast<qsizetype>(m_foldedStart.back());
+    if (foldsPlainly(name)) {
+        m_folded.resize(start + name.size());
+        QChar* out = m_folded.data() + start;
+        for (const QChar c : name) {
+            const char16_t u = c.unicode();
+            *out++ = u >= u'A' && u <= u'Z' ? QChar(u + (u'a' - u'A'))
+                     : QChar(u) == FieldSeparator || QChar(u) == EntrySeparator ? QChar(u' ')
+                                                                                : c;
+        }
     } else {
-        e.nameStart = static_cast<quint32>(m_names.size());
-        m_names += name;
+        m_folded += fold(name);
     }
-
-    m_folded += foldedName;
+    const QStringView folded = QStringView(m_folded).sliced(start);
     m_foldedStart.push_back(static_cast<quint32>(m_folded.size()));
-    for (qsizetype i = 0; i < foldedName.size(); ++i) {
-        m_nameUnigrams[foldedName[i].unicode()].add(position);
-        if (i + 1 < foldedName.size())
-            m_nameBigrams[bigram(foldedName[i], foldedName[i + 1])].add(position);
-    }
-    appendPinyinKeys(position, foldedName);
+    addName(name, folded);
+    addLiteralKeys(position, folded);
+    addPinyinKeys(position, folded);
 
     m_positions.set(e.id, position);
-    m_entries.push_back(e);
+    m_idsAscending = m_idsAscending && (m_ids.empty() || m_ids.back() < e.id);
     m_ids.push_back(e.id);
+    m_typeIds.push_back(e.typeId);
+    m_usetimes.push_back(e.usetime);
+    if (!m_typeSerials.empty() || e.typeSerial != e.serial) {
+        if (m_typeSerials.empty())
+            m_typeSerials = m_serials;
+        m_typeSerials.push_back(e.typeSerial);
+    }
+    m_serials.push_back(e.serial);
+    if (!m_commonSerials.empty() || e.commonSerial != 0) {
+        m_commonSerials.resize(position);
+        m_commonSerials.push_back(e.commonSerial);
+    }
+    m_common.push_back(e.common);
     m_alive.push_back(true);
 }
 
-void SearchIndex::appendPinyinKeys(quint32 position, QStringView foldedName)
+void SearchIndex::addName(QStringView name, QStringView folded)
 {
-    if (m_symbolLists.empty()) {
-        m_symbolLists.resize(Symbols);
-        m_pairLists.resize(Symbols * Symbols);
-        m_tripleLists.resize(Symbols * Symbols * Symbols);
-        m_readingStartLists.resize(Letters * Letters);
+    // Most names, Chinese ones above all, fold to themselves and need nothing more; most others
+    // differ only in ASCII capitals, which take a bit each.
+    if (name == folded) {
+        m_nameForms.push_back(0);
+        return;
     }
+    bool capitalsOnly = name.size() == folded.size();
+    for (qsizetype i = 0; capitalsOnly && i < name.size(); ++i) {
+        const char16_t u = name[i].unicode();
+        capitalsOnly = u == folded[i].unicode() || (u >= u'A' && u <= u'Z');
+    }
+    if (capitalsOnly) {
+        m_nameForms.push_back(static_cast<quint32>(m_capitals.size()) + 1);
+        m_capitals.resize(m_capitals.size() + static_cast<size_t>(name.size() + 7) / 8);
+        quint8* bits = m_capitals.data() + m_capitals.size() - (name.size() + 7) / 8;
+        for (qsizetype i = 0; i < name.size(); ++i) {
+            if (name[i] != folded[i])
+                bits[i / 8] |= static_cast<quint8>(1 << (i % 8));
+        }
+        return;
+    }
+    m_nameForms.push_back((static_cast<quint32>(m_names.size()) + 1) | CopiedName);
+    m_names += QChar(static_cast<char16_t>(name.size()));
+    m_names += name;
+}
+
+void SearchIndex::addLiteralKeys(quint32 position, QStringView foldedName)
+{
+    for (qsizetype i = 0; i < foldedName.size(); ++i) {
+        m_pendingKeys.push_back(keyed(UnitLists + foldedName[i].unicode(), position));
+        if (i + 1 < foldedName.size()) {
+            const quint32 pair = bigram(foldedName[i], foldedName[i + 1]);
+            quint32 pairList = m_pairLists.find(pair);
+            if (pairList == 0) {
+                pairList = static_cast<quint32>(m_lists.size());
+                m_pairLists.insert(pair, pairList);
+                m_lists.emplace_back();
+            }
+            m_pendingKeys.push_back(keyed(Keys + pairList, position));
+        }
+    }
+}
+
+void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
+{
     // The start symbols of the two characters before this one; whitespace is passed over, as the
     // matcher does.
     quint64 before = 0;
     quint64 last = 0;
+    std::vector<quint16> spill;
     PinyinMatcher::forEachCodePoint(foldedName, [&](char32_t c) {
         const quint64 starts = PinyinMatcher::startSymbols(c);
-        if (starts == 0 && c <= 0xFFFF && QChar(static_cast<char16_t>(c)).isSpace())
+        if (starts == 0 && QChar::isSpace(c))
             return true;
         forEachBit(starts, [&](int a) {
-            m_symbolLists[static_cast<size_t>(a)].add(position);
+            m_pendingKeys.push_back(keyed(SymbolLists + static_cast<quint32>(a), position));
             forEachBit(last, [&](int b) {
-                m_pairLists[static_cast<size_t>(b * Symbols + a)].add(position);
+                m_pendingKeys.push_back(
+                    keyed(PairLists + static_cast<quint32>(b * Symbols + a), position));
                 forEachBit(before, [&](int x) {
-                    m_tripleLists[static_cast<size_t>((x * Symbols + b) * Symbols + a)].add(
-                        position);
+                    m_pendingKeys.push_back(
+                        keyed(TripleLists + static_cast<quint32>((x * Symbols + b) * Symbols + a),
+                              position));
                 });
             });
         });
-        if (PinyinMatcher::symbol(c) < 0) {
-            for (const quint16 id : PinyinReadings::of(c)) {
-                const std::string_view reading = PinyinReadings::syllable(id);
-                if (reading.size() >= 2)
-                    m_readingStartLists[static_cast<size_t>((reading[0] - 'a') * Letters +
-                                                            (reading[1] - 'a'))]
-                        .add(position);
-            }
-        }
+        for (const quint16 start : PinyinMatcher::readingStarts(c, spill))
+            m_pendingKeys.push_back(keyed(ReadingStartLists + start, position));
         before = last;
         last = starts;
         return true;
     });
+}
+
+quint32 SearchIndex::listOf(quint32 key)
+{
+    quint32& list = m_keyLists[key];
+    if (list == 0) {
+        list = static_cast<quint32>(m_lists.size());
+        m_lists.emplace_back();
+    }
+    return list;
+}
+
+void SearchIndex::flushKeys()
+{
+    // The pending items hold keys, or Keys + the list for a pair of units. One pass deals them
+    // out to groups of neighbouring keys, keeping their order, which is by position. Finding the
+    // lists of a group's keys and adding to them then works on a few kilobytes, where taking the
+    // items as they came would jump between megabytes.
+    constexpr int GroupBits = 8;
+    const size_t groups = ((Keys + m_lists.size()) >> GroupBits) + 1;
+    std::vector<quint64>& dealt = m_dealtKeys;
+    if (m_pendingKeys.size() >= 1024) {
+        std::vector<quint32> at(groups + 1);
+        for (const quint64 item : m_pendingKeys)
+            ++at[(item >> (32 + GroupBits)) + 1];
+        for (size_t g = 1; g < groups; ++g)
+            at[g] += at[g - 1];
+        dealt.resize(m_pendingKeys.size());
+        for (const quint64 item : m_pendingKeys)
+            dealt[at[item >> (32 + GroupBits)]++] = item;
+        m_pendingKeys.swap(dealt);
+    }
+    for (quint64& item : m_pendingKeys) {
+        const auto key = static_cast<quint32>(item >> 32);
+        item = keyed(key < Keys ? listOf(key) : key - Keys, static_cast<quint32>(item));
+    }
+    // The lists of keys a little ahead are fetched while this one is added, the list itself
+    // first, then the end of its bytes.
+    constexpr size_t Ahead = 16;
+    auto list = [&](size_t i) -> PostingList& {
+        return m_lists[static_cast<size_t>(m_pendingKeys[i] >> 32)];
+    };
+    const size_t n = m_pendingKeys.size();
+    for (size_t i = 0; i < n; ++i) {
+        if (i + Ahead < n)
+            PostingList::prefetch(&list(i + Ahead));
+        if (i + Ahead / 2 < n)
+            list(i + Ahead / 2).prefetchEnd();
+        list(i).add(static_cast<quint32>(m_pendingKeys[i]));
+    }
+    m_pendingKeys.clear();
 }
 
 void SearchIndex::remove(qint64 id)
@@ -181,15 +322,31 @@ void SearchIndex::remove(qint64 id)
     compactIfWorthIt();
 }
 
-const SearchIndex::Entry* SearchIndex::find(qint64 id) const
+std::optional<SearchIndex::Entry> SearchIndex::find(qint64 id) const
 {
     const quint32 position = m_positions.find(id);
-    return position == IdPositions::None ? nullptr : &m_entries[position];
+    if (position == IdPositions::None)
+        return std::nullopt;
+    return at(position);
 }
 
-QString SearchIndex::name(const Entry& entry) const
+QString SearchIndex::name(quint32 position) const
 {
-    return (entry.nameIsFolded ? m_folded : m_names).mid(entry.nameStart, entry.nameLength);
+    const QStringView folded = foldedName(position);
+    const quint32 form = m_nameForms[position];
+    if (form == 0)
+        return folded.toString();
+    if (form & CopiedName) {
+        const qsizetype at = (form & ~CopiedName) - 1;
+        return m_names.mid(at + 1, m_names[at].unicode());
+    }
+    QString name = folded.toString();
+    const quint8* bits = m_capitals.data() + form - 1;
+    for (qsizetype i = 0; i < name.size(); ++i) {
+        if (bits[i / 8] & (1 << (i % 8)))
+            name[i] = QChar(static_cast<char16_t>(name[i].unicode() - (u'a' - u'A')));
+    }
+    return name;
 }
 
 QStringView SearchIndex::foldedName(quint32 position) const
@@ -203,8 +360,8 @@ std::vector<quint32> SearchIndex::match(QStringView needle, const PinyinMatcher&
     std::vector<quint32> hits;
     if (needle.isEmpty()) {
         hits.reserve(static_cast<size_t>(m_positions.size()));
-        for (size_t i = 0; i < m_entries.size(); ++i) {
-            if (m_alive[i])
+        for (size_t i = 0; i < m_ids.size(); ++i) {
+            if (alive(static_cast<quint32>(i)))
                 hits.push_back(static_cast<quint32>(i));
         }
         return hits;
@@ -229,37 +386,103 @@ int SearchIndex::rank(quint32 position, QStringView needle, const PinyinMatcher&
     return units(name).find(units(needle)) != std::u16string_view::npos ? 2 : 3;
 }
 
-void SearchIndex::matchNames(QStringView needle, std::vector<quint32>& hits) const
+const PostingList* SearchIndex::literalList(QStringView key) const
 {
-    const PostingList* candidates = nullptr;
-    if (needle.size() == 1) {
-        const auto it = m_nameUnigrams.constFind(needle[0].unicode());
-        if (it == m_nameUnigrams.constEnd())
-            return;
-        candidates = &*it;
+    if (m_lists.empty())
+        return nullptr;
+    if (key.size() == 1) {
+        const quint32 list = m_keyLists[UnitLists + key[0].unicode()];
+        return list == 0 ? nullptr : &m_lists[list];
     }
-    for (qsizetype i = 0; i + 1 < needle.size(); ++i) {
-        const auto it = m_nameBigrams.constFind(bigram(needle[i], needle[i + 1]));
-        // A pair that no name contains rules out every name.
-        if (it == m_nameBigrams.constEnd())
-            return;
-        if (!candidates || it->size() < candidates->size())
-            candidates = &*it;
+    const quint32 list = m_pairLists.find(bigram(key[0], key[1]));
+    return list == 0 ? nullptr : &m_lists[list];
+}
+
+std::vector<quint32> SearchIndex::positions(std::vector<const PostingList*> lists,
+                                            bool inEvery) const
+{
+    std::vector<quint32> out;
+    if (!inEvery) {
+        for (const PostingList* list : lists)
+            list->forEach(m_frozen.data(), [&](quint32 p) { out.push_back(p); });
+        if (lists.size() > 1) {
+            std::sort(out.begin(), out.end());
+            out.erase(std::unique(out.begin(), out.end()), out.end());
+        }
+        return out;
     }
-    // A list of one character or one pair holds exactly the entries that contain it.
-    const bool exact = needle.size() <= 2;
-    // Names are short: a plain search beats the set-up of QStringView's.
-    const std::u16string_view wanted = units(needle);
-    hits.reserve(candidates->size());
-    candidates->forEach([&](quint32 p) {
-        if (m_alive[p] && (exact || units(foldedName(p)).find(wanted) != wanted.npos))
+    // The shortest list first: the others only thin it out.
+    std::sort(lists.begin(), lists.end(),
+              [](const PostingList* a, const PostingList* b) { return a->size() < b->size(); });
+    lists.front()->forEach(m_frozen.data(), [&](quint32 p) { out.push_back(p); });
+    for (size_t i = 1; i < lists.size() && !out.empty(); ++i) {
+        size_t at = 0;
+        size_t kept = 0;
+        lists[i]->forEach(m_frozen.data(), [&](quint32 p) {
+            while (at < out.size() && out[at] < p)
+                ++at;
+            if (at < out.size() && out[at] == p)
+                out[kept++] = p;
+        });
+        out.resize(kept);
+    }
+    return out;
+}
+
+template <typename Check>
+void SearchIndex::keepIf(const std::vector<quint32>& candidates, Check check,
+                         std::vector<quint32>& hits) const
+{
+    // Each name lies somewhere else in memory: fetching those a few candidates ahead while one is
+    // checked keeps a check from waiting on memory, which is most of its cost.
+    constexpr size_t Ahead = 8;
+    const size_t n = candidates.size();
+    hits.reserve(hits.size() + n);
+    for (size_t i = 0; i < n; ++i) {
+        if (i + 2 * Ahead < n)
+            PostingList::prefetch(&m_foldedStart[candidates[i + 2 * Ahead]]);
+        if (i + Ahead < n)
+            PostingList::prefetch(m_folded.constData() + m_foldedStart[candidates[i + Ahead]]);
+        const quint32 p = candidates[i];
+        if (alive(p) && check(foldedName(p)))
+            hits.push_back(p);
+    }
+}
+
+void SearchIndex::keepAlive(const PostingList& list, std::vector<quint32>& hits) const
+{
+    hits.reserve(hits.size() + list.size());
+    list.forEach(m_frozen.data(), [&](quint32 p) {
+        if (alive(p))
             hits.push_back(p);
     });
 }
 
+void SearchIndex::matchNames(QStringView needle, std::vector<quint32>& hits) const
+{
+    std::vector<const PostingList*> lists;
+    if (needle.size() == 1)
+        lists.push_back(literalList(needle));
+    for (qsizetype i = 0; i + 1 < needle.size(); ++i)
+        lists.push_back(literalList(needle.sliced(i, 2)));
+    // A character or pair that no name contains rules out every name.
+    if (std::find(lists.begin(), lists.end(), nullptr) != lists.end())
+        return;
+    // A list of one character or one pair holds exactly the entries that contain it.
+    if (lists.size() == 1) {
+        keepAlive(*lists.front(), hits);
+        return;
+    }
+    // Names are short: a plain search beats the set-up of QStringView's.
+    const std::u16string_view wanted = units(needle);
+    keepIf(
+        positions(lists, true),
+        [&](QStringView name) { return units(name).find(wanted) != wanted.npos; }, hits);
+}
+
 void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const
 {
-    if (m_symbolLists.empty())
+    if (m_lists.empty())
         return;
     const std::string_view q = pinyin.query();
     const auto m = static_cast<int>(q.size());
@@ -274,38 +497,40 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
         }
         return out;
     };
-    auto sym = [&](int k) { return symbolOf(q[static_cast<size_t>(k)]); };
+    auto sym = [&](int k) { return static_cast<quint32>(symbolOf(q[static_cast<size_t>(k)])); };
+    auto triple = [&](int a, int b, int c) {
+        return TripleLists + (sym(a) * Symbols + sym(b)) * Symbols + sym(c);
+    };
 
     // Every way of reading the query's first characters picks one list; a list is exact when
     // its key is the whole query, one letter per character.
     std::vector<const PostingList*> lists;
     bool exact = true;
-    auto take = [&](const PostingList& list, bool whole) {
-        if (std::find(lists.begin(), lists.end(), &list) == lists.end())
-            lists.push_back(&list);
+    auto take = [&](quint32 key, bool whole) {
+        const PostingList* found = &m_lists[m_keyLists[key]];
+        if (std::find(lists.begin(), lists.end(), found) == lists.end())
+            lists.push_back(found);
         exact = exact && whole;
     };
     for (const int first : lengths(0)) {
         if (first == m) {
             if (m == 1)
-                take(m_symbolLists[static_cast<size_t>(sym(0))], true);
+                take(SymbolLists + sym(0), true);
             else
-                take(
-                    m_readingStartLists[static_cast<size_t>((q[0] - 'a') * Letters + (q[1] - 'a'))],
-                    m == 2);
+                take(ReadingStartLists +
+                         static_cast<quint32>((q[0] - 'a') * Letters + (q[1] - 'a')),
+                     m == 2);
             continue;
         }
         for (const int second : lengths(first)) {
             if (first + second == m)
-                take(m_pairLists[static_cast<size_t>(sym(0) * Symbols + sym(first))], m == 2);
+                take(PairLists + sym(0) * Symbols + sym(first), m == 2);
             else
-                take(m_tripleLists[static_cast<size_t>((sym(0) * Symbols + sym(first)) * Symbols +
-                                                       sym(first + second))],
-                     m == 3);
+                take(triple(0, first, first + second), m == 3);
         }
     }
 
-    auto keep = [&](quint32 p) { return m_alive[p] && (exact || pinyin.matches(foldedName(p))); };
+    auto reads = [&](QStringView name) { return pinyin.matches(name); };
 
     // When no two adjacent letters begin a reading, each letter is a character of its own, so
     // every three adjacent letters are a key the name has: its candidates are in all those lists,
@@ -316,67 +541,34 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     if (singles) {
         std::vector<const PostingList*> triples;
         for (int k = 0; k + 2 < m; ++k)
-            triples.push_back(&m_tripleLists[static_cast<size_t>(
-                (sym(k) * Symbols + sym(k + 1)) * Symbols + sym(k + 2))]);
-        std::sort(triples.begin(), triples.end(),
-                  [](const PostingList* a, const PostingList* b) { return a->size() < b->size(); });
-        std::vector<quint32> candidates;
-        triples.front()->forEach([&](quint32 p) { candidates.push_back(p); });
-        for (size_t i = 1; i < triples.size() && !candidates.empty(); ++i) {
-            std::vector<quint32> both;
-            size_t at = 0;
-            triples[i]->forEach([&](quint32 p) {
-                while (at < candidates.size() && candidates[at] < p)
-                    ++at;
-                if (at < candidates.size() && candidates[at] == p)
-                    both.push_back(p);
-            });
-            candidates.swap(both);
-        }
-        for (const quint32 p : candidates) {
-            if (keep(p))
+            triples.push_back(&m_lists[m_keyLists[triple(k, k + 1, k + 2)]]);
+        keepIf(positions(triples, true), reads, hits);
+    } else if (exact && lists.size() == 1) {
+        keepAlive(*lists.front(), hits);
+    } else if (exact) {
+        for (const quint32 p : positions(lists, false)) {
+            if (alive(p))
                 hits.push_back(p);
         }
-        return;
-    }
-
-    if (lists.size() == 1) {
-        hits.reserve(lists.front()->size());
-        lists.front()->forEach([&](quint32 p) {
-            if (keep(p))
-                hits.push_back(p);
-        });
-        return;
-    }
-    std::vector<quint32> candidates;
-    for (const PostingList* list : lists)
-        list->forEach([&](quint32 p) { candidates.push_back(p); });
-    std::sort(candidates.begin(), candidates.end());
-    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-    hits.reserve(candidates.size());
-    for (const quint32 p : candidates) {
-        if (keep(p))
-            hits.push_back(p);
+    } else {
+        keepIf(positions(lists, false), reads, hits);
     }
 }
 
 void SearchIndex::compactIfWorthIt()
 {
     // Replaced entries stay in the buffers and lists until they are a quarter of the whole.
-    if (m_dead < 1024 || m_dead * 4 < static_cast<qsizetype>(m_entries.size()))
+    if (m_dead < 1024 || m_dead * 4 < static_cast<qsizetype>(m_ids.size()))
         return;
     SearchIndex fresh;
     const qsizetype live = m_positions.size();
     fresh.reserve(live, m_folded.size());
-    fresh.m_names.reserve(m_names.size());
-    for (size_t i = 0; i < m_entries.size(); ++i) {
-        if (!m_alive[i])
-            continue;
-        const Entry& e = m_entries[i];
-        const QStringView folded = foldedName(static_cast<quint32>(i));
-        fresh.append(e,
-                     e.nameIsFolded ? folded : QStringView(m_names).mid(e.nameStart, e.nameLength),
-                     folded);
+    for (size_t i = 0; i < m_ids.size(); ++i) {
+        const auto position = static_cast<quint32>(i);
+        if (m_alive[i])
+            fresh.append(at(position), name(position));
     }
+    // Keys still pending here are for the old positions; the fresh index made its own.
+    fresh.flushKeys();
     *this = std::move(fresh);
 }

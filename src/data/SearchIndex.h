@@ -1,12 +1,15 @@
 #pragma once
 
 #include "data/IdPositions.h"
+#include "data/NarrowColumn.h"
 #include "data/PinyinMatcher.h"
 #include "data/PostingList.h"
+#include "data/UnitPairLists.h"
 
-#include <QHash>
 #include <QString>
 #include <QStringView>
+#include <optional>
+#include <span>
 #include <vector>
 
 // The searchable names of one kind of material, held in memory, so that a keystroke needs no
@@ -33,11 +36,8 @@ public:
         int serial = 0;
         int typeSerial = 0;
         int commonSerial = 0;
-        quint32 nameStart = 0;
-        quint16 nameLength = 0;
         bool common = false;
-        // The name is stored folded only, folding having left it unchanged.
-        bool nameIsFolded = false;
+        quint32 position = 0; // in the index
     };
 
     // Case folding applied to indexed text and to queries alike.
@@ -48,18 +48,34 @@ public:
     // Gives back the room the lists grew into, once a whole kind is loaded.
     void squeeze();
     // Adds an entry, replacing an existing one with the same id.
-    void upsert(const Source& source);
+    void upsert(const Source& source) { upsert(std::span<const Source>(&source, 1)); }
+    // The same for many entries at once, which fills the lists much faster than one by one.
+    void upsert(std::span<const Source> sources);
     void remove(qint64 id);
 
     qsizetype size() const { return m_positions.size(); }
     bool contains(qint64 id) const { return m_positions.find(id) != IdPositions::None; }
-    const Entry* find(qint64 id) const;
+    std::optional<Entry> find(qint64 id) const;
     // The entry at a position that match() returned.
-    const Entry& at(quint32 position) const { return m_entries[position]; }
-    // The same as at(position).id, from a compact array that a pass over many hits reads
-    // without a cache miss per hit.
+    Entry at(quint32 position) const
+    {
+        const size_t p = position;
+        return {m_ids[p],
+                m_typeIds[p],
+                m_usetimes[p],
+                m_serials[p],
+                m_typeSerials.empty() ? m_serials[p] : m_typeSerials[p],
+                m_commonSerials.empty() ? 0 : m_commonSerials[p],
+                m_common[p],
+                position};
+    }
+    // The same as at(position).id, read alone.
     qint64 id(quint32 position) const { return m_ids[position]; }
-    QString name(const Entry& entry) const;
+    QString name(const Entry& entry) const { return name(entry.position); }
+    QString name(quint32 position) const;
+    // Whether the entries' ids ascend with their positions, so that hits in the order match()
+    // gives them are in id order too.
+    bool idsAscending() const { return m_idsAscending; }
 
     // The positions of every live entry whose folded name contains the folded `needle` or reads
     // as it in pinyin (every live entry when it is empty), ascending, which is the order the
@@ -74,29 +90,60 @@ public:
     int rank(quint32 position, QStringView foldedNeedle, const PinyinMatcher& pinyin) const;
 
 private:
-    void append(const Entry& entry, QStringView name, QStringView foldedName);
-    void appendPinyinKeys(quint32 position, QStringView foldedName);
+    void append(const Entry& entry, QStringView name);
+    void addName(QStringView name, QStringView folded);
+    void addLiteralKeys(quint32 position, QStringView foldedName);
+    void addPinyinKeys(quint32 position, QStringView foldedName);
+    // The list of a key, made when the key first occurs.
+    quint32 listOf(quint32 key);
+    void flushKeys();
+    const PostingList* literalList(QStringView units) const;
+    bool alive(quint32 position) const { return m_dead == 0 || m_alive[position]; }
+    // The positions in any of `lists`, or with `inEvery` in all of them, ascending.
+    std::vector<quint32> positions(std::vector<const PostingList*> lists, bool inEvery) const;
+    // Adds the live candidates whose folded name passes check(name) to `hits`.
+    template <typename Check>
+    void keepIf(const std::vector<quint32>& candidates, Check check,
+                std::vector<quint32>& hits) const;
+    void keepAlive(const PostingList& list, std::vector<quint32>& hits) const;
     void matchNames(QStringView needle, std::vector<quint32>& hits) const;
     void matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const;
     void compactIfWorthIt();
     QStringView foldedName(quint32 position) const;
 
-    std::vector<Entry> m_entries;
-    std::vector<qint64> m_ids;
+    // The entries' fields, a column each, so that a pass over many hits reads only what it needs.
+    // Most kinds order their categories by serial, and only knowledge has common entries: those
+    // two columns stay empty until an entry differs from the serial or from 0.
+    NarrowColumn m_ids;
+    NarrowColumn m_typeIds;
+    std::vector<int> m_usetimes;
+    std::vector<int> m_serials;
+    std::vector<int> m_typeSerials;
+    std::vector<int> m_commonSerials;
+    std::vector<bool> m_common;
     std::vector<bool> m_alive;          // cleared for entries that were replaced or removed
-    QString m_names;                    // as given, for name(), where folding changed them
     QString m_folded;                   // the folded names, back to back
     std::vector<quint32> m_foldedStart; // entry i's name in m_folded; one extra at the end
-    // The entries whose folded name contains a UTF-16 unit, and a pair of adjacent units (the
-    // first in the high half of the key).
-    QHash<char16_t, PostingList> m_nameUnigrams;
-    QHash<quint32, PostingList> m_nameBigrams;
-    // Pinyin keys, by PinyinMatcher::symbol: a character starting with a symbol; two and three
-    // adjacent characters starting with two and three symbols; a reading's first two letters.
-    std::vector<PostingList> m_symbolLists;
-    std::vector<PostingList> m_pairLists;
-    std::vector<PostingList> m_tripleLists;
-    std::vector<PostingList> m_readingStartLists;
+    // How to get a name back from its folded form: 0, it is the same; otherwise an offset + 1
+    // into m_capitals, where a bit per unit tells the ASCII capitals, or with CopiedName set,
+    // into m_names, where the length comes first and then the name as given.
+    static constexpr quint32 CopiedName = 0x80000000u;
+    std::vector<quint32> m_nameForms;
+    std::vector<quint8> m_capitals;
+    QString m_names;
+    // Every list of entries that contain a key, the first always empty. The pinyin keys, by
+    // PinyinMatcher::symbol: a character starting with a symbol; two and three adjacent
+    // characters starting with two and three symbols; a reading's first two letters. The literal
+    // keys: a UTF-16 unit of the folded name, and a pair of adjacent units.
+    std::vector<PostingList> m_lists;
+    std::vector<unsigned char> m_frozen; // the lists' positions as of the last squeeze()
+    // The list of each pinyin key and each unit, 0 while it has none; most triples never occur.
+    std::vector<quint32> m_keyLists;
+    UnitPairLists m_pairLists;
+    // Keys of added entries not yet in their lists, each (key << 32 | position).
+    std::vector<quint64> m_pendingKeys;
+    std::vector<quint64> m_dealtKeys; // room for flushKeys
     IdPositions m_positions;
     qsizetype m_dead = 0;
+    bool m_idsAscending = true;
 };

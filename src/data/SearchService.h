@@ -72,7 +72,11 @@ private:
     void onChanged(Table table, qint64 id, Change change);
     Result<void> refreshExternalChanges();
     Result<void> ensureCurrent(SearchKind kind);
+    static QString indexQuery(SearchKind kind);
+    // Reads the rows `ids` again.
     Result<void> load(SearchKind kind, const QList<qint64>& ids);
+    // Indexes the kinds afresh.
+    Result<void> build(const QList<SearchKind>& kinds);
     // The positions in the kind's index of its hits, filtered and in the list order.
     Result<void> searchKind(SearchKind kind, QStringView needle, const PinyinMatcher& pinyin,
                             bool commonOnly, qint64 typeId, std::vector<quint32>& found);

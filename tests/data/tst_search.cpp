@@ -49,11 +49,16 @@ struct Library {
     }
 };
 
+// The orders follow from the id: most entries' category order is their serial and their common
+// order 0, as the index assumes until one differs.
 SearchIndex::Source source(qint64 id, const QString& name)
 {
     SearchIndex::Source s;
     s.id = id;
     s.name = name;
+    s.serial = int(id % 7);
+    s.typeSerial = s.serial + (id % 4 == 0);
+    s.commonSerial = id % 5 == 0 ? 9 : 0;
     return s;
 }
 
@@ -394,29 +399,42 @@ void TestSearch::indexAgreesWithPlainScan()
             }
         }
         for (qint64 id : order) {
-            const SearchIndex::Entry* e = index.find(id);
-            if (!e || index.name(*e) != rows.value(id))
-                return QStringLiteral("name of %1").arg(id);
+            const std::optional<SearchIndex::Entry> e = index.find(id);
+            const SearchIndex::Source s = source(id, rows.value(id));
+            if (!e || index.name(*e) != s.name || e->typeSerial != s.typeSerial ||
+                e->commonSerial != s.commonSerial)
+                return QStringLiteral("entry %1").arg(id);
         }
         return {};
     };
 
+    // Every other stretch of writes adds its entries at once, as loading a kind does; now and
+    // then the lists are frozen, as after loading.
+    std::vector<SearchIndex::Source> batch;
     for (int op = 1; op <= 8000; ++op) {
         // Some ids lie far beyond the others or below zero, as an imported table's may.
         const int draw = int(random.bounded(320));
         const qint64 id = draw < 300 ? 1 + draw : draw < 310 ? (qint64(1) << 40) + draw : -draw;
         if (random.bounded(4) == 0) {
+            std::erase_if(batch, [&](const SearchIndex::Source& s) { return s.id == id; });
             index.remove(id);
             rows.remove(id);
             order.removeOne(id);
         } else {
             const QString text = name();
-            index.upsert(source(id, text));
+            if ((op - 1) / 250 % 2 == 0)
+                batch.push_back(source(id, text));
+            else
+                index.upsert(source(id, text));
             rows.insert(id, text);
             order.removeOne(id);
             order << id;
         }
         if (op % 250 == 0) {
+            index.upsert(batch);
+            batch.clear();
+            if (op % 1000 == 0)
+                index.squeeze();
             QCOMPARE(index.size(), rows.size());
             const QString problem = disagreement();
             QVERIFY2(problem.isEmpty(),
