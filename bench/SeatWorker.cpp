@@ -13,6 +13,17 @@
 
 namespace {
 
+// Runs one write, noting when it started and ended and how it went.
+template <class Call> auto timed(SeatLog::Write& w, Call call)
+{
+    w.startUs = SeatLog::nowUs();
+    auto r = call();
+    w.endUs = SeatLog::nowUs();
+    w.ok = r.ok();
+    w.error = r.message();
+    return r;
+}
+
 // What agents type into the query bar: parts of titles and their pinyin initials.
 const QStringList Queries = {
     QStringLiteral("退货"), QStringLiteral("退"),   QStringLiteral("快递"),
@@ -235,11 +246,7 @@ void SeatWorker::send()
     const bool phrase = m_random() % 2 == 0;
     w.table = phrase ? Table::Simple : Table::Knowledge;
     w.id = pick(phrase ? m_plan.hotPhrases : m_plan.hotKnowledge);
-    w.startUs = SeatLog::nowUs();
-    Result<void> r = m_startup->store().addUse(w.table, w.id);
-    w.endUs = SeatLog::nowUs();
-    w.ok = r.ok();
-    w.error = r.message();
+    (void)timed(w, [&] { return m_startup->store().addUse(w.table, w.id); });
     m_log.write(w);
     schedule(m_sendTimer, SendEveryMs);
 }
@@ -261,11 +268,7 @@ SeatLog::Write SeatWorker::insertKnowledge()
                   {Column::TypeId, m_goodsBig[g]},
                   {Column::GoodsId, m_goods[g]},
                   {Column::SerialNum, 1000000 + serial}};
-    w.startUs = SeatLog::nowUs();
-    Result<qint64> r = m_startup->store().insert(w.table, row);
-    w.endUs = SeatLog::nowUs();
-    w.ok = r.ok();
-    w.error = r.message();
+    Result<qint64> r = timed(w, [&] { return m_startup->store().insert(w.table, row); });
     if (r) {
         w.id = r.value();
         m_ownKnowledge << w.id;
@@ -288,11 +291,7 @@ SeatLog::Write SeatWorker::insertPhrase()
                   {Column::TypeId, pick(m_phraseTypes)},
                   {Column::SerialNum, 1000000 + serial},
                   {Column::TypeSerialNum, 1000000 + serial}};
-    w.startUs = SeatLog::nowUs();
-    Result<qint64> r = m_startup->store().insert(w.table, row);
-    w.endUs = SeatLog::nowUs();
-    w.ok = r.ok();
-    w.error = r.message();
+    Result<qint64> r = timed(w, [&] { return m_startup->store().insert(w.table, row); });
     if (r) {
         w.id = r.value();
         m_ownPhrases << w.id;
@@ -313,12 +312,9 @@ SeatLog::Write SeatWorker::updateKnowledge()
     w.id = pick(m_ownKnowledge);
     w.description =
         QStringLiteral("座席%1第%2次修改：%3。").arg(m_plan.seat).arg(serial).arg(words());
-    w.startUs = SeatLog::nowUs();
-    Result<void> r =
-        m_startup->store().update(w.table, w.id, {{Column::Description, w.description}});
-    w.endUs = SeatLog::nowUs();
-    w.ok = r.ok();
-    w.error = r.message();
+    (void)timed(w, [&] {
+        return m_startup->store().update(w.table, w.id, {{Column::Description, w.description}});
+    });
     return w;
 }
 
@@ -338,11 +334,9 @@ SeatLog::Write SeatWorker::updatePhrase()
                  .arg(m_plan.seat)
                  .arg(serial)
                  .arg(words());
-    w.startUs = SeatLog::nowUs();
-    Result<void> r = m_startup->store().update(w.table, w.id, {{Column::Name, w.name}});
-    w.endUs = SeatLog::nowUs();
-    w.ok = r.ok();
-    w.error = r.message();
+    (void)timed(w, [&] {
+        return m_startup->store().update(w.table, w.id, {{Column::Name, w.name}});
+    });
     return w;
 }
 
