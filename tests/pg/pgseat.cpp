@@ -87,8 +87,6 @@ public:
     {
         const qint64 began = QDateTime::currentMSecsSinceEpoch();
         const QStringList w = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-        const std::optional<Table> table =
-            w.size() > 1 ? Tables::fromSqlName(w.at(1)) : std::optional<Table>();
         Result<qint64> done = Error{QStringLiteral("unknown command: ") + line};
         if (w.value(0) == QLatin1String("pid")) {
             QSqlQuery q(m_store.database(StoreId::Assistant));
@@ -98,18 +96,23 @@ public:
                 say(QStringLiteral("failed no backend"));
             return;
         }
-        if (table && w.size() == 3 && w.at(0) == QLatin1String("insert"))
-            done = m_store.insert(*table, {{QStringLiteral("name"), w.at(2)}});
-        else if (table && w.size() == 4 && w.at(0) == QLatin1String("update"))
+        // The table is the second word of every other command.
+        const std::optional<Table> named =
+            w.size() > 1 ? Tables::fromSqlName(w.at(1)) : std::nullopt;
+        const Table table = named.value_or(Table::Item);
+        const QString command = named ? w.value(0) : QString();
+        if (command == QLatin1String("insert") && w.size() == 3)
+            done = m_store.insert(table, {{QStringLiteral("name"), w.at(2)}});
+        else if (command == QLatin1String("update") && w.size() == 4)
             done = idOf(
-                m_store.update(*table, w.at(2).toLongLong(), {{QStringLiteral("name"), w.at(3)}}),
+                m_store.update(table, w.at(2).toLongLong(), {{QStringLiteral("name"), w.at(3)}}),
                 w.at(2));
-        else if (table && w.size() == 3 && w.at(0) == QLatin1String("remove"))
-            done = idOf(m_store.remove(*table, w.at(2).toLongLong()), w.at(2));
-        else if (table && w.size() == 4 && w.at(0) == QLatin1String("bulk"))
-            done = idOf(bulk(*table, w.at(2), w.at(3).toInt()), w.at(3));
-        else if (table && w.size() == 4 && w.at(0) == QLatin1String("txn"))
-            done = idOf(held(*table, w.at(2), w.at(3)), QStringLiteral("0"));
+        else if (command == QLatin1String("remove") && w.size() == 3)
+            done = idOf(m_store.remove(table, w.at(2).toLongLong()), w.at(2));
+        else if (command == QLatin1String("bulk") && w.size() == 4)
+            done = idOf(bulk(table, w.at(2), w.at(3).toInt()), w.at(3));
+        else if (command == QLatin1String("txn") && w.size() == 4)
+            done = idOf(held(table, w.at(2), w.at(3)), QStringLiteral("0"));
         say(done ? QStringLiteral("ok %1").arg(done.value())
                  : QStringLiteral("failed ") + done.message().simplified(),
             began);
