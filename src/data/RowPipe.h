@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <deque>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 // Batches of rows on their way from the thread that reads the store to the one that indexes
@@ -25,6 +26,25 @@ public:
         for (Batch& batch : m_batches)
             m_free.push_back(&batch);
     }
+    // The row to fill next, on the reading side; full batches are sent on.
+    SearchIndex::Source& next()
+    {
+        if (m_writing != nullptr && m_writing->count == BatchRows)
+            send(std::exchange(m_writing, nullptr));
+        if (m_writing == nullptr)
+            m_writing = empty();
+        if (m_writing->count == m_writing->rows.size())
+            m_writing->rows.emplace_back();
+        return m_writing->rows[m_writing->count++];
+    }
+    // Sends the rows written and tells the indexer that no more follow.
+    void finish()
+    {
+        if (m_writing != nullptr)
+            send(std::exchange(m_writing, nullptr));
+        close();
+    }
+
     // A batch to fill, once the indexer has given one back.
     Batch* empty()
     {
@@ -71,5 +91,6 @@ private:
     std::array<Batch, 4> m_batches;
     std::vector<Batch*> m_free;
     std::deque<Batch*> m_full;
+    Batch* m_writing = nullptr;
     bool m_closed = false;
 };

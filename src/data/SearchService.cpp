@@ -2,15 +2,14 @@
 
 #include "data/DbError.h"
 #include "data/RowPipe.h"
+#include "data/SearchRows.h"
 #include "data/Settings.h"
 #include "data/SortOrder.h"
 #include "data/TreeSection.h"
 
-#include <QSqlDriver>
 #include <QSqlQuery>
 #include <algorithm>
 #include <memory>
-#include <sqlite3.h>
 #include <thread>
 #if defined(__GLIBC__)
 #include <malloc.h>
@@ -57,73 +56,6 @@ QString itemFilter(SearchKind kind)
         return QStringLiteral(" AND itemid = %1").arg(sectionId(TreeSection::Affairs));
     if (kind == SearchKind::Courier)
         return QStringLiteral(" AND itemid = %1").arg(sectionId(TreeSection::Couriers));
-    return {};
-}
-
-sqlite3* sqliteHandle(const QSqlDatabase& db)
-{
-    const QVariant handle = db.driver()->handle();
-    return qstrcmp(handle.typeName(), "sqlite3*") == 0
-               ? *static_cast<sqlite3* const*>(handle.constData())
-               : nullptr;
-}
-
-// Reads the index columns of the rows `sql` selects, each into the Source next() gives. A
-// SQLite store is read through SQLite's own interface: a QVariant per value made a third of the
-// time a large kind took to index.
-template <typename Next>
-Result<void> readRows(const QSqlDatabase& db, const QString& sql, const QVariantList& bound,
-                      Next next)
-{
-    if (sqlite3* handle = bound.isEmpty() ? sqliteHandle(db) : nullptr) {
-        sqlite3_stmt* statement = nullptr;
-        auto failure = [&] {
-            sqlite3_finalize(statement);
-            return DbError::described(sqlite3_extended_errcode(handle),
-                                      QString::fromUtf8(sqlite3_errmsg(handle)));
-        };
-        if (sqlite3_prepare16_v2(handle, sql.utf16(), static_cast<int>(sql.size() * 2), &statement,
-                                 nullptr) != SQLITE_OK)
-            return failure();
-        int step = SQLITE_ROW;
-        while ((step = sqlite3_step(statement)) == SQLITE_ROW) {
-            SearchIndex::Source& src = next();
-            src.id = sqlite3_column_int64(statement, 0);
-            const auto* name = static_cast<const QChar*>(sqlite3_column_text16(statement, 1));
-            // Resizing keeps the buffer of the batch's earlier row.
-            src.name.resize(sqlite3_column_bytes16(statement, 1) / 2);
-            std::copy_n(name, src.name.size(), src.name.data());
-            src.typeId = sqlite3_column_int64(statement, 2);
-            src.usetime = sqlite3_column_int(statement, 3);
-            src.serial = sqlite3_column_int(statement, 4);
-            src.commonSerial = sqlite3_column_int(statement, 5);
-            src.common = sqlite3_column_int(statement, 6) == 1;
-            src.typeSerial = sqlite3_column_int(statement, 7);
-        }
-        if (step != SQLITE_DONE)
-            return failure();
-        sqlite3_finalize(statement);
-        return {};
-    }
-    QSqlQuery q(db);
-    q.setForwardOnly(true);
-    if (!q.prepare(sql))
-        return DbError::fromQuery(q.lastError());
-    for (const QVariant& v : bound)
-        q.addBindValue(v);
-    if (!q.exec())
-        return DbError::fromQuery(q.lastError());
-    while (q.next()) {
-        SearchIndex::Source& src = next();
-        src.id = q.value(0).toLongLong();
-        src.name = q.value(1).toString();
-        src.typeId = q.value(2).toLongLong();
-        src.usetime = q.value(3).toInt();
-        src.serial = q.value(4).toInt();
-        src.commonSerial = q.value(5).toInt();
-        src.common = q.value(6).toInt() == 1;
-        src.typeSerial = q.value(7).toInt();
-    }
     return {};
 }
 
@@ -229,11 +161,11 @@ Result<void> SearchService::load(SearchKind kind, const QList<qint64>& ids)
             s.index.remove(id);
         }
         rows.clear();
-        if (Result<void> r =
-                readRows(db,
-                         indexQuery(kind) +
-                             QStringLiteral(" AND id IN (%1)").arg(placeholders(chunk.size())),
-                         bound, [&]() -> SearchIndex::Source& { return rows.emplace_back(); });
+        if (Result<void> r = SearchRows::read(
+                db,
+                indexQuery(kind) +
+                    QStringLiteral(" AND id IN (%1)").arg(placeholders(chunk.size())),
+                bound, [&]() -> SearchIndex::Source& { return rows.emplace_back(); });
             !r)
             return r;
         s.index.upsert(rows);
@@ -253,7 +185,7 @@ Result<void> SearchService::build(const QList<SearchKind>& kinds)
         KindState& s = state(kind);
         s.pending.clear();
         s.built = false;
-        auto& pipe = *pipes.emplace_back(std::make_unique<RowPipe>());
+        RowPipe& pipe = *pipes.emplace_back(std::make_unique<RowPipe>());
         indexers.emplace_back([&index = s.index, &pipe] {
             index.clear();
             while (RowPipe::Batch* batch = pipe.receive()) {
@@ -262,20 +194,10 @@ Result<void> SearchService::build(const QList<SearchKind>& kinds)
             }
             index.squeeze();
         });
-        RowPipe::Batch* batch = pipe.empty();
-        result = readRows(m_store.database(storeOf(kind)),
-                          indexQuery(kind) + QLatin1String(" ORDER BY id"), {},
-                          [&]() -> SearchIndex::Source& {
-                              if (batch->count == RowPipe::BatchRows) {
-                                  pipe.send(batch);
-                                  batch = pipe.empty();
-                              }
-                              if (batch->count == batch->rows.size())
-                                  batch->rows.emplace_back();
-                              return batch->rows[batch->count++];
-                          });
-        pipe.send(batch);
-        pipe.close();
+        result = SearchRows::read(m_store.database(storeOf(kind)),
+                                  indexQuery(kind) + QLatin1String(" ORDER BY id"), {},
+                                  [&pipe]() -> SearchIndex::Source& { return pipe.next(); });
+        pipe.finish();
         if (!result)
             break;
         s.built = true;
@@ -457,7 +379,7 @@ Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode m
         const SearchKind kind = kinds[k];
         const SearchIndex& index = state(kind).index;
         for (quint32 p : found[static_cast<size_t>(k)])
-            *out++ = SearchHit{kind, index.id(p)};
+            *out++ = SearchHit(kind, index.id(p));
     }
     return all;
 }

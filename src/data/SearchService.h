@@ -19,9 +19,15 @@ inline constexpr int SearchKindCount = 7;
 // The query page's filter modes, and the single-kind searches of the other pages.
 enum class SearchMode { All, Common, Knowledge, Affairs, Couriers, Simple, Files, Tools, Personal };
 
+// Eight bytes where the compiler packs bit-fields of different types together: a search may
+// return most of a million entries. Ids are row ids, far below 2^55. Like an int, a hit made
+// without values is left unset, so that a list sized for a search is not zeroed before it is
+// written.
 struct SearchHit {
-    SearchKind kind;
-    qint64 id = 0;
+    SearchHit() {} // NOLINT: deliberately leaves the fields unset
+    SearchHit(SearchKind hitKind, qint64 hitId) : kind(hitKind), id(hitId) {}
+    SearchKind kind : 8;
+    qint64 id : 56;
 };
 
 // The columns a result list shows for one hit.

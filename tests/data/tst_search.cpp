@@ -6,6 +6,7 @@
 
 #include <QRandomGenerator>
 #include <QSignalSpy>
+#include <QSqlQuery>
 
 namespace {
 
@@ -206,11 +207,18 @@ void TestSearch::followsOwnWrites()
 {
     Library lib;
     QVERIFY(lib.root.ok());
+    const qint64 far = qint64(1) << 50;
+    QSqlQuery insert(lib.root.store->database(StoreId::Assistant));
+    QVERIFY(insert.exec(
+        QStringLiteral("INSERT INTO knowledge (id, name) VALUES (%1, '远方条目')").arg(far)));
     SearchService search(*lib.root.store, *lib.root.settings);
     QCOMPARE(search.search("快递", SearchMode::Knowledge).value().size(), 0);
 
     const qint64 k = lib.root.add(Table::Knowledge, {{"name", "快递时效"}});
     QCOMPARE(shape(search.search("快递", SearchMode::Knowledge)), QStringLiteral("W%1").arg(k));
+    // Hits are packed small; an id far beyond 32 bits, as an imported table may hold, survives.
+    QCOMPARE(shape(search.search("远方", SearchMode::Knowledge)), QStringLiteral("W%1").arg(far));
+    QVERIFY(lib.root.store->remove(Table::Knowledge, far).ok());
     QCOMPARE(shape(search.search("KDSX", SearchMode::Knowledge)), QStringLiteral("W%1").arg(k));
 
     QVERIFY(lib.root.store->update(Table::Knowledge, k, {{"name", "物流时效"}}).ok());
@@ -441,6 +449,7 @@ void TestSearch::indexAgreesWithPlainScan()
                      qPrintable(QStringLiteral("after %1 writes: %2").arg(op).arg(problem)));
         }
     }
+
 }
 
 QTEST_GUILESS_MAIN(TestSearch)
