@@ -8,15 +8,14 @@
 
 namespace {
 
-quint64 computeStartSymbols(char32_t c)
+// The first letters of c's readings, a bit each.
+quint32 computeReadingLetters(char32_t c)
 {
-    if (const int own = PinyinMatcher::symbol(c); own >= 0)
-        return quint64(1) << own;
-    quint64 symbols = 0;
+    quint32 symbols = 0;
     for (const quint16 id : PinyinReadings::of(c)) {
         const std::string_view reading = PinyinReadings::syllable(id);
         if (!reading.empty())
-            symbols |= quint64(1) << PinyinMatcher::symbol(static_cast<char32_t>(reading[0]));
+            symbols |= quint32(1) << PinyinMatcher::symbol(static_cast<char32_t>(reading[0]));
     }
     return symbols;
 }
@@ -55,7 +54,6 @@ PinyinMatcher::PinyinMatcher(QStringView foldedQuery)
     m_length = static_cast<int>(m_query.size());
     m_done = quint64(1) << m_length;
 
-    m_letterAt.assign(kSymbols, 0);
     for (int k = 0; k < m_length; ++k)
         m_letterAt[static_cast<size_t>(symbol(static_cast<char32_t>(m_query[k])))] |= quint64(1)
                                                                                       << k;
@@ -89,12 +87,12 @@ bool PinyinMatcher::isReadingStart(std::string_view text)
     return found != ids.end() && syllable(*found).starts_with(text);
 }
 
-const quint64* PinyinMatcher::startSymbolsTable()
+const quint32* PinyinMatcher::readingLettersTable()
 {
-    static const std::vector<quint64> table = [] {
-        std::vector<quint64> t(0x10000);
+    static const std::vector<quint32> table = [] {
+        std::vector<quint32> t(0x10000);
         for (char32_t u = 0; u < 0x10000; ++u)
-            t[u] = computeStartSymbols(u);
+            t[u] = symbol(u) >= 0 ? 0 : computeReadingLetters(u);
         return t;
     }();
     return table.data();
@@ -128,7 +126,9 @@ std::span<const quint16> PinyinMatcher::readingStarts(char32_t c, std::vector<qu
 
 quint64 PinyinMatcher::startSymbols(char32_t c)
 {
-    return c > 0xFFFF ? computeStartSymbols(c) : startSymbolsTable()[c];
+    if (const int own = symbol(c); own >= 0)
+        return quint64(1) << own;
+    return c > 0xFFFF ? computeReadingLetters(c) : readingLettersTable()[c];
 }
 
 quint64 PinyinMatcher::step(quint64 at, char32_t c) const
@@ -165,18 +165,20 @@ bool PinyinMatcher::matches(QStringView foldedName) const
     if (m_oneLetterEach) {
         // The same steps as step() takes, in one loop over the units: a search checks thousands
         // of names this way.
-        const quint64* table = startSymbolsTable();
+        const quint32* table = readingLettersTable();
         quint64 at = 0;
         for (qsizetype i = 0; i < foldedName.size(); ++i) {
             const char16_t u = foldedName[i].unicode();
-            if (QChar::isSurrogate(u)) {
+            if (const int own = u < 0x80 ? symbol(u) : -1; own >= 0) {
+                at = ((at | 1) & m_letterAt[static_cast<size_t>(own)]) << 1;
+            } else if (QChar::isSurrogate(u)) {
                 // Rare enough for the general step, which reads the pair as one character.
                 const bool pair = i + 1 < foldedName.size() && QChar::isHighSurrogate(u) &&
                                   foldedName[i + 1].isLowSurrogate();
                 at = step(at | 1, pair ? QChar::surrogateToUcs4(u, foldedName[i + 1].unicode())
                                        : char32_t(u));
                 i += pair;
-            } else if (quint64 starts = table[u]; starts != 0) {
+            } else if (quint32 starts = table[u]; starts != 0) {
                 quint64 next = 0;
                 for (; starts != 0; starts &= starts - 1)
                     next |= ((at | 1) & m_letterAt[static_cast<size_t>(std::countr_zero(starts))])

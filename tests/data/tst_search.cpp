@@ -450,6 +450,32 @@ void TestSearch::indexAgreesWithPlainScan()
         }
     }
 
+    // A library large enough that a common needle leaves thousands of names to check, which are
+    // then checked in two halves side by side; some entries in both halves are dead.
+    for (qint64 id = 1000; id < 21000; ++id) {
+        const QString text = name();
+        batch.push_back(source(id, text));
+        rows.insert(id, text);
+        order << id;
+    }
+    index.upsert(batch);
+    index.squeeze();
+    for (qint64 id = 1000; id < 21000; id += 97) {
+        index.remove(id);
+        rows.remove(id);
+        order.removeOne(id);
+    }
+    // Partial readings of 行, 长 and 重: a list of candidates, each name to be read.
+    for (const QString& needle :
+         {QStringLiteral("xin"), QStringLiteral("zhan"), QStringLiteral("chon")}) {
+        QList<qint64> expected;
+        for (qint64 id : order) {
+            if (PlainPinyinRule::matches(rows.value(id), needle))
+                expected << id;
+        }
+        QVERIFY2(expected.size() > 4096, qPrintable(needle));
+        QCOMPARE(found(index, needle), expected);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestSearch)
