@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <system_error>
 #include <thread>
 
 namespace {
@@ -453,16 +454,22 @@ void SearchIndex::keepIf(const std::vector<quint32>& candidates, Check check,
     };
     // Many candidates are checked in two halves side by side: waiting on memory, not work, is
     // what a check costs, and two cores wait for twice as many names at once.
+    static const bool severalCores = std::thread::hardware_concurrency() > 1;
     const size_t n = candidates.size();
-    if (n < ParallelChecks || std::thread::hardware_concurrency() < 2) {
-        keep(0, n, hits);
-        return;
-    }
     std::vector<quint32> later;
-    std::thread helper([&] { keep(n / 2, n, later); });
-    keep(0, n / 2, hits);
-    helper.join();
-    hits.insert(hits.end(), later.begin(), later.end());
+    std::thread helper;
+    if (n >= ParallelChecks && severalCores) {
+        try {
+            helper = std::thread([&] { keep(n / 2, n, later); });
+        } catch (const std::system_error&) {
+            // Out of threads: this one checks them all.
+        }
+    }
+    keep(0, helper.joinable() ? n / 2 : n, hits);
+    if (helper.joinable()) {
+        helper.join();
+        hits.insert(hits.end(), later.begin(), later.end());
+    }
 }
 
 void SearchIndex::keepAlive(const PostingList& list, std::vector<quint32>& hits) const
