@@ -379,7 +379,7 @@ Result<QList<SearchHit>> SearchService::search(const QString& text, SearchMode m
         const SearchKind kind = kinds[k];
         const SearchIndex& index = state(kind).index;
         for (quint32 p : found[static_cast<size_t>(k)])
-            *out++ = SearchHit(kind, index.id(p));
+            *out++ = SearchHit::of(kind, index.id(p));
     }
     return all;
 }

@@ -19,16 +19,26 @@ inline constexpr int SearchKindCount = 7;
 // The query page's filter modes, and the single-kind searches of the other pages.
 enum class SearchMode { All, Common, Knowledge, Affairs, Couriers, Simple, Files, Tools, Personal };
 
+// A base that makes default-initialisation of a plain struct leave its fields as they are, while
+// value-initialisation (`T()`, as QHash::value() gives for a missing key) still clears them:
+// QList(size) default-initialises, and a list sized for a search is written whole right after.
+struct UnclearedByDefault {
+    UnclearedByDefault() {} // NOLINT: user-provided on purpose, see above
+};
+
 // Eight bytes where the compiler packs bit-fields of different types together: a search may
-// return most of a million entries. Ids are row ids, far below 2^55. Like an int, a hit made
-// without values is left unset, so that a list sized for a search is not zeroed before it is
-// written.
-struct SearchHit {
-    SearchHit() {} // NOLINT: deliberately leaves the fields unset
-    SearchHit(SearchKind hitKind, qint64 hitId) : kind(hitKind), id(hitId) {}
+// return most of a million entries. Ids are row ids, far below 2^55.
+struct SearchHit : UnclearedByDefault {
+    static SearchHit of(SearchKind hitKind, qint64 hitId);
     SearchKind kind : 8;
     qint64 id : 56;
 };
+static_assert(QTypeInfo<SearchHit>::isComplex, "QList(size) must default-initialise hits");
+
+inline SearchHit SearchHit::of(SearchKind hitKind, qint64 hitId)
+{
+    return SearchHit{{}, hitKind, hitId};
+}
 
 // The columns a result list shows for one hit.
 struct SearchRow {

@@ -136,7 +136,7 @@ Result<QList<SearchHit>> EntryListModel::query(int limit, int offset) const
     QList<SearchHit> hits;
     hits.reserve(ids.value().size());
     for (qint64 id : ids.value())
-        hits.append({kind, id});
+        hits.append(SearchHit::of(kind, id));
     return hits;
 }
 
@@ -277,7 +277,7 @@ const SearchRow* EntryListModel::rowAt(int row) const
     if (!rows)
         return nullptr;
     for (const SearchRow& r : rows.value())
-        m_rows.insert(key({r.kind, r.id}), r);
+        m_rows.insert(key(SearchHit::of(r.kind, r.id)), r);
     it = m_rows.constFind(k);
     return it == m_rows.constEnd() ? nullptr : &*it;
 }

@@ -7,6 +7,8 @@
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QSqlQuery>
+#include <cstring>
+#include <new>
 
 namespace {
 
@@ -88,6 +90,7 @@ private slots:
     void followsOtherConnections();
     void typeFilterAndRows();
     void indexAgreesWithPlainScan();
+    void hitsClearedOnlyWhenAsked();
 };
 
 void TestSearch::allKindsInPageOrderWithFlags()
@@ -476,6 +479,20 @@ void TestSearch::indexAgreesWithPlainScan()
         QVERIFY2(expected.size() > 4096, qPrintable(needle));
         QCOMPARE(found(index, needle), expected);
     }
+}
+
+void TestSearch::hitsClearedOnlyWhenAsked()
+{
+    // QHash::value() of a missing key gives T(): that must be no hit at all, not leftover bytes.
+    // QList(size) default-initialises, which must leave the room for the search to write.
+    alignas(SearchHit) unsigned char room[sizeof(SearchHit)];
+    std::memset(room, 0xA5, sizeof room);
+    const SearchHit* cleared = new (room) SearchHit();
+    QCOMPARE(cleared->id, 0);
+    QCOMPARE(cleared->kind, SearchKind::Knowledge);
+    std::memset(room, 0xA5, sizeof room);
+    new (room) SearchHit;
+    QCOMPARE(int(room[sizeof room - 1]), 0xA5);
 }
 
 QTEST_GUILESS_MAIN(TestSearch)
