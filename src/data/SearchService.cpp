@@ -5,6 +5,7 @@
 #include "data/SearchRows.h"
 #include "data/Settings.h"
 #include "data/SortOrder.h"
+#include "data/StableOrder.h"
 #include "data/TreeSection.h"
 
 #include <QSqlQuery>
@@ -241,48 +242,39 @@ Result<void> SearchService::searchKind(SearchKind kind, QStringView needle,
         });
     }
 
-    // The hits come in the order the entries were added, which is usually by id already:
-    // sorting is needed only when that order is not the wanted one.
-    auto order = [&](auto less) {
-        if (!std::is_sorted(found.begin(), found.end(), less))
-            std::sort(found.begin(), found.end(), less);
-    };
+    // The hits come by position, which is id order while entries were added by ascending id,
+    // as a kind loaded whole is. Every order breaks ties by id: hits not in id order are put in
+    // it first, and then ordered stably by the column the list goes by.
     auto idAscending = [&](quint32 a, quint32 b) { return index.id(a) < index.id(b); };
-    // Hits come by position, which the index can tell is id order without a pass over them.
     const bool byId =
         index.idsAscending() || std::is_sorted(found.begin(), found.end(), idAscending);
-    switch (SortOrder::mode(m_settings.value(Setting::Sort))) {
+    const SortOrder::Mode mode = SortOrder::mode(m_settings.value(Setting::Sort));
+    if (!byId && mode != SortOrder::Mode::IdDescending)
+        StableOrder::sortBy(found, [&](quint32 p) { return StableOrder::ascending(index.id(p)); });
+    switch (mode) {
     case SortOrder::Mode::IdAscending:
-        if (!byId)
-            std::sort(found.begin(), found.end(), idAscending);
         break;
     case SortOrder::Mode::IdDescending:
         if (byId)
             std::reverse(found.begin(), found.end());
         else
-            order([&](quint32 a, quint32 b) { return index.id(a) > index.id(b); });
+            StableOrder::sortBy(found,
+                                [&](quint32 p) { return StableOrder::descending(index.id(p)); });
         break;
     case SortOrder::Mode::MostUsed:
-        order([&](quint32 a, quint32 b) {
-            const SearchIndex::Entry ea = index.at(a);
-            const SearchIndex::Entry eb = index.at(b);
-            return ea.usetime != eb.usetime ? ea.usetime > eb.usetime : ea.id < eb.id;
-        });
+        StableOrder::sortBy(
+            found, [&](quint32 p) { return StableOrder::descending(index.at(p).usetime); });
         break;
-    case SortOrder::Mode::Custom: {
+    case SortOrder::Mode::Custom:
         // The same column as the list the hits filter: the common list, one category's list,
         // or the whole table.
-        auto key = [&](const SearchIndex::Entry& e) {
-            return commonOnly ? e.commonSerial : typeId != 0 ? e.typeSerial : e.serial;
-        };
-        order([&](quint32 a, quint32 b) {
-            const SearchIndex::Entry ea = index.at(a);
-            const SearchIndex::Entry eb = index.at(b);
-            const int ka = key(ea), kb = key(eb);
-            return ka != kb ? ka < kb : ea.id < eb.id;
+        StableOrder::sortBy(found, [&](quint32 p) {
+            const SearchIndex::Entry e = index.at(p);
+            return StableOrder::ascending(commonOnly    ? e.commonSerial
+                                          : typeId != 0 ? e.typeSerial
+                                                        : e.serial);
         });
         break;
-    }
     }
     if (!needle.isEmpty() && m_settings.flag(Setting::QueryBestMatchFirst))
         rankBestFirst(index, needle, pinyin, found);

@@ -1,5 +1,6 @@
 #include "data/PinyinReadings.h"
 #include "data/SearchService.h"
+#include "data/StableOrder.h"
 #include "support/FixtureRows.h"
 #include "support/PlainPinyinRule.h"
 #include "support/TestRoot.h"
@@ -91,6 +92,7 @@ private slots:
     void typeFilterAndRows();
     void indexAgreesWithPlainScan();
     void hitsClearedOnlyWhenAsked();
+    void stableOrderAgreesWithComparisonSort();
 };
 
 void TestSearch::allKindsInPageOrderWithFlags()
@@ -493,6 +495,32 @@ void TestSearch::hitsClearedOnlyWhenAsked()
     std::memset(room, 0xA5, sizeof room);
     new (room) SearchHit;
     QCOMPARE(int(room[sizeof room - 1]), 0xA5);
+}
+
+void TestSearch::stableOrderAgreesWithComparisonSort()
+{
+    // Hits are ordered by a column and then by id through a byte-wise sort. Keys with many ties,
+    // negative values and differences only in the top byte, against std::stable_sort.
+    QRandomGenerator random(7);
+    for (const qint64 spread : {qint64(3), qint64(1000), qint64(1) << 62}) {
+        std::vector<qint64> value(3000);
+        for (qint64& v : value)
+            v = qint64(random.generate64() % quint64(2 * spread)) - spread;
+        std::vector<quint32> items(value.size());
+        for (size_t i = 0; i < items.size(); ++i)
+            items[i] = quint32((i * 7919) % items.size());
+        for (const bool down : {false, true}) {
+            std::vector<quint32> expected = items;
+            std::stable_sort(expected.begin(), expected.end(), [&](quint32 a, quint32 b) {
+                return down ? value[a] > value[b] : value[a] < value[b];
+            });
+            std::vector<quint32> got = items;
+            StableOrder::sortBy(got, [&](quint32 i) {
+                return down ? StableOrder::descending(value[i]) : StableOrder::ascending(value[i]);
+            });
+            QVERIFY2(got == expected, qPrintable(QStringLiteral("spread %1").arg(spread)));
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(TestSearch)
