@@ -170,7 +170,8 @@ void SearchIndex::append(const Entry& e, QStringView name)
     addPinyinKeys(position, folded);
 
     m_positions.set(e.id, position);
-    m_idsAscending = m_idsAscending && (m_ids.empty() || m_ids.back() < e.id);
+    if (m_idOrdered == position && (m_ids.empty() || m_ids.back() < e.id))
+        ++m_idOrdered;
     m_ids.push_back(e.id);
     m_typeIds.push_back(e.typeId);
     m_usetimes.push_back(e.usetime);

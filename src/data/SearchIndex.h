@@ -73,9 +73,9 @@ public:
     qint64 id(quint32 position) const { return m_ids[position]; }
     QString name(const Entry& entry) const { return name(entry.position); }
     QString name(quint32 position) const;
-    // Whether the entries' ids ascend with their positions, so that hits in the order match()
-    // gives them are in id order too.
-    bool idsAscending() const { return m_idsAscending; }
+    // How many leading positions hold ascending ids: hits below it are in id order as match()
+    // gives them. A kind loaded whole is in id order throughout; a changed entry moves to the end.
+    quint32 idOrdered() const { return m_idOrdered; }
 
     // The positions of every live entry whose folded name contains the folded `needle` or reads
     // as it in pinyin (every live entry when it is empty), ascending, which is the order the
@@ -145,5 +145,5 @@ private:
     std::vector<quint64> m_dealtKeys; // room for flushKeys
     IdPositions m_positions;
     qsizetype m_dead = 0;
-    bool m_idsAscending = true;
+    quint32 m_idOrdered = 0;
 };

@@ -60,6 +60,22 @@ QString itemFilter(SearchKind kind)
     return {};
 }
 
+// Puts hits, ascending by position, in id order. Those below the index's idOrdered() are in it
+// already; the rest, entries changed since their kind was loaded, are usually few, and are
+// ordered on their own and merged in.
+void putInIdOrder(const SearchIndex& index, std::vector<quint32>& found)
+{
+    const auto later = std::lower_bound(found.begin(), found.end(), index.idOrdered());
+    if (later == found.end())
+        return;
+    std::vector<quint32> changed(later, found.end());
+    StableOrder::sortBy(changed, [&](quint32 p) { return StableOrder::ascending(index.id(p)); });
+    std::vector<quint32> merged(found.size());
+    std::merge(found.begin(), later, changed.begin(), changed.end(), merged.begin(),
+               [&](quint32 a, quint32 b) { return index.id(a) < index.id(b); });
+    found.swap(merged);
+}
+
 } // namespace
 
 SearchService::SearchService(Store& store, const Settings& settings, QObject* parent)
@@ -242,24 +258,15 @@ Result<void> SearchService::searchKind(SearchKind kind, QStringView needle,
         });
     }
 
-    // The hits come by position, which is id order while entries were added by ascending id,
-    // as a kind loaded whole is. Every order breaks ties by id: hits not in id order are put in
-    // it first, and then ordered stably by the column the list goes by.
-    auto idAscending = [&](quint32 a, quint32 b) { return index.id(a) < index.id(b); };
-    const bool byId =
-        index.idsAscending() || std::is_sorted(found.begin(), found.end(), idAscending);
+    // Every order breaks ties by id: hits are put in id order first, then ordered stably by the
+    // column the list goes by.
+    putInIdOrder(index, found);
     const SortOrder::Mode mode = SortOrder::mode(m_settings.value(Setting::Sort));
-    if (!byId && mode != SortOrder::Mode::IdDescending)
-        StableOrder::sortBy(found, [&](quint32 p) { return StableOrder::ascending(index.id(p)); });
     switch (mode) {
     case SortOrder::Mode::IdAscending:
         break;
     case SortOrder::Mode::IdDescending:
-        if (byId)
-            std::reverse(found.begin(), found.end());
-        else
-            StableOrder::sortBy(found,
-                                [&](quint32 p) { return StableOrder::descending(index.id(p)); });
+        std::reverse(found.begin(), found.end());
         break;
     case SortOrder::Mode::MostUsed:
         StableOrder::sortBy(
