@@ -27,26 +27,60 @@ public:
         m_last = position;
         ++m_count;
     }
-    // Appends the list's positions, the frozen ones in `from` and those added since, to `to`,
-    // which is then where they are read from.
-    void freeze(const std::vector<unsigned char>& from, std::vector<unsigned char>& to)
+    // The most bytes freezeBits() writes for `count` words: the bitmap's.
+    static size_t frozenBitsBound(size_t count) { return count * 8; }
+    // Makes an empty list hold the positions of the bits set in `words` (bit b of word w is
+    // position 64 * w + b), written at `at` in `to` as if frozen there, as a bitmap or as
+    // differences, whichever is smaller: a list worked out whole needs no adding one by one.
+    // Returns the bytes written.
+    size_t freezeBits(const quint64* words, size_t count, unsigned char* to, size_t at)
+    {
+        size_t differenceBytes = 0;
+        forEachBit(words, count, [&](quint32 p) {
+            differenceBytes += bytesOf(p - m_last);
+            m_last = p;
+            ++m_count;
+        });
+        m_frozenAt = static_cast<quint32>(at);
+        const quint64 bitmapBytes = m_last / 8 + 1;
+        if (m_count > 0 && bitmapBytes < differenceBytes) {
+            std::memcpy(to + at, words, bitmapBytes);
+            m_frozenSize = static_cast<quint32>(bitmapBytes) | Bitmap;
+            return bitmapBytes;
+        }
+        unsigned char* out = to + at;
+        quint32 last = 0;
+        forEachBit(words, count, [&](quint32 p) {
+            out = encode(p - last, out);
+            last = p;
+        });
+        m_frozenSize = static_cast<quint32>(differenceBytes);
+        return differenceBytes;
+    }
+    // Appends the list's positions, the frozen ones in `from` (null while there are none) and
+    // those added since, to `to`, which is then where they are read from.
+    void freeze(const unsigned char* from, std::vector<unsigned char>& to)
     {
         const size_t at = to.size();
         const quint64 bitmapBytes = m_last / 8 + 1;
-        if (m_count > 0 && bitmapBytes < frozenBytes() + m_bytes.size()) {
+        // A bitmap's differences would take a byte each at least.
+        const quint64 differenceBytes =
+            (m_frozenSize & Bitmap) ? m_count : frozenBytes() + m_bytes.size();
+        if ((m_frozenSize & Bitmap) && m_bytes.empty() && bitmapBytes < differenceBytes) {
+            to.insert(to.end(), from + m_frozenAt, from + m_frozenAt + bitmapBytes);
+        } else if (m_count > 0 && bitmapBytes < differenceBytes) {
             to.resize(at + bitmapBytes);
-            forEach(from.data(),
+            forEach(from,
                     [&](quint32 p) { to[at + p / 8] |= static_cast<unsigned char>(1 << (p % 8)); });
             m_frozenSize = static_cast<quint32>(bitmapBytes) | Bitmap;
         } else if (m_frozenSize & Bitmap) {
             // A bitmap that no longer pays is written out as differences again.
             PostingList plain;
-            forEach(from.data(), [&](quint32 p) { plain.add(p); });
+            forEach(from, [&](quint32 p) { plain.add(p); });
             to.insert(to.end(), plain.m_bytes.begin(), plain.m_bytes.end());
             m_frozenSize = static_cast<quint32>(plain.m_bytes.size());
         } else {
-            to.insert(to.end(), from.begin() + m_frozenAt,
-                      from.begin() + m_frozenAt + m_frozenSize);
+            to.insert(to.end(), from + m_frozenAt, from + m_frozenAt + m_frozenSize);
             to.insert(to.end(), m_bytes.begin(), m_bytes.end());
             m_frozenSize += static_cast<quint32>(m_bytes.size());
         }
@@ -100,6 +134,30 @@ private:
     quint64 frozenBytes() const
     {
         return m_frozenSize & ~Bitmap;
+    }
+
+    template <typename Visit>
+    static void forEachBit(const quint64* words, size_t count, Visit visit)
+    {
+        for (size_t w = 0; w < count; ++w) {
+            for (quint64 word = words[w]; word != 0; word &= word - 1)
+                visit(static_cast<quint32>(w * 64) + static_cast<quint32>(std::countr_zero(word)));
+        }
+    }
+    static size_t bytesOf(quint32 delta)
+    {
+        return delta < (1u << 7)    ? 1
+               : delta < (1u << 14) ? 2
+               : delta < (1u << 21) ? 3
+               : delta < (1u << 28) ? 4
+                                    : 5;
+    }
+    static unsigned char* encode(quint32 delta, unsigned char* out)
+    {
+        for (; delta >= 0x80; delta >>= 7)
+            *out++ = static_cast<unsigned char>(delta | 0x80);
+        *out++ = static_cast<unsigned char>(delta);
+        return out;
     }
 
     template <typename Visit>

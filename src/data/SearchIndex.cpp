@@ -1,6 +1,7 @@
 #include "data/SearchIndex.h"
 
 #include "data/PinyinReadings.h"
+#include "data/SearchKeys.h"
 
 #include <algorithm>
 #include <bit>
@@ -12,41 +13,14 @@ namespace {
 
 constexpr QChar FieldSeparator(u'\u0001');
 constexpr QChar EntrySeparator(u'\u0002');
-constexpr int Symbols = PinyinMatcher::kSymbols;
-constexpr int Letters = 26;
 // Fewer names than this are checked on one thread: starting another costs about as much.
 constexpr size_t ParallelChecks = 4096;
 // The longest reading ("zhuang") bounds how many query letters one character can take.
 constexpr int LongestReading = 6;
 
-// The keys of the lists: pinyin keys by kind, then the UTF-16 units of literal ones.
-constexpr quint32 SymbolLists = 0;
-constexpr quint32 PairLists = SymbolLists + Symbols;
-constexpr quint32 TripleLists = PairLists + Symbols * Symbols;
-constexpr quint32 ReadingStartLists = TripleLists + Symbols * Symbols * Symbols;
-constexpr quint32 PinyinLists = ReadingStartLists + Letters * Letters;
-constexpr quint32 UnitLists = PinyinLists;
-constexpr quint32 Keys = UnitLists + 0x10000;
-
-quint32 bigram(QChar first, QChar second)
-{
-    return static_cast<quint32>(first.unicode()) << 16 | second.unicode();
-}
-
-quint64 keyed(quint32 key, quint32 position)
-{
-    return static_cast<quint64>(key) << 32 | position;
-}
-
 std::u16string_view units(QStringView text)
 {
     return {text.utf16(), static_cast<size_t>(text.size())};
-}
-
-template <typename Visit> void forEachBit(quint64 bits, Visit visit)
-{
-    for (; bits != 0; bits &= bits - 1)
-        visit(std::countr_zero(bits));
 }
 
 int symbolOf(char c)
@@ -70,6 +44,8 @@ bool foldsPlainly(QStringView text)
 }
 
 } // namespace
+
+using namespace SearchKeys;
 
 QString SearchIndex::fold(QStringView text)
 {
@@ -104,6 +80,11 @@ void SearchIndex::reserve(qsizetype entries, qsizetype characters)
 
 void SearchIndex::squeeze()
 {
+    Derived derived;
+    if (std::exchange(m_loading, false)) {
+        flushKeys();
+        deriveLists(derived);
+    }
     // One buffer, rather than tens of thousands of vectors with room to grow, leaves the
     // allocator whole pages it can give back. What bitmaps save of it is never touched.
     size_t bytes = 0;
@@ -111,8 +92,10 @@ void SearchIndex::squeeze()
         bytes += list.unfrozenBytes();
     std::vector<unsigned char> frozen;
     frozen.reserve(bytes);
-    for (PostingList& list : m_lists)
-        list.freeze(m_frozen, frozen);
+    for (size_t i = 0; i < m_lists.size(); ++i) {
+        const quint32 part = i < derived.partOf.size() ? derived.partOf[i] : 0;
+        m_lists[i].freeze(part == 0 ? m_frozen.data() : derived.parts[part - 1].data(), frozen);
+    }
     m_frozen = std::move(frozen);
     m_names.squeeze();
     m_folded.squeeze();
@@ -215,105 +198,6 @@ void SearchIndex::addName(QStringView name, QStringView folded)
     m_nameForms.push_back((static_cast<quint32>(m_names.size()) + 1) | CopiedName);
     m_names += QChar(static_cast<char16_t>(name.size()));
     m_names += name;
-}
-
-void SearchIndex::addLiteralKeys(quint32 position, QStringView foldedName)
-{
-    for (qsizetype i = 0; i < foldedName.size(); ++i) {
-        m_pendingKeys.push_back(keyed(UnitLists + foldedName[i].unicode(), position));
-        if (i + 1 < foldedName.size()) {
-            const quint32 pair = bigram(foldedName[i], foldedName[i + 1]);
-            quint32 pairList = m_pairLists.find(pair);
-            if (pairList == 0) {
-                pairList = static_cast<quint32>(m_lists.size());
-                m_pairLists.insert(pair, pairList);
-                m_lists.emplace_back();
-            }
-            m_pendingKeys.push_back(keyed(Keys + pairList, position));
-        }
-    }
-}
-
-void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
-{
-    // The start symbols of the two characters before this one; whitespace is passed over, as the
-    // matcher does.
-    quint64 before = 0;
-    quint64 last = 0;
-    std::vector<quint16> spill;
-    PinyinMatcher::forEachCodePoint(foldedName, [&](char32_t c) {
-        const quint64 starts = PinyinMatcher::startSymbols(c);
-        if (starts == 0 && QChar::isSpace(c))
-            return true;
-        forEachBit(starts, [&](int a) {
-            m_pendingKeys.push_back(keyed(SymbolLists + static_cast<quint32>(a), position));
-            forEachBit(last, [&](int b) {
-                m_pendingKeys.push_back(
-                    keyed(PairLists + static_cast<quint32>(b * Symbols + a), position));
-                forEachBit(before, [&](int x) {
-                    m_pendingKeys.push_back(
-                        keyed(TripleLists + static_cast<quint32>((x * Symbols + b) * Symbols + a),
-                              position));
-                });
-            });
-        });
-        for (const quint16 start : PinyinMatcher::readingStarts(c, spill))
-            m_pendingKeys.push_back(keyed(ReadingStartLists + start, position));
-        before = last;
-        last = starts;
-        return true;
-    });
-}
-
-quint32 SearchIndex::listOf(quint32 key)
-{
-    quint32& list = m_keyLists[key];
-    if (list == 0) {
-        list = static_cast<quint32>(m_lists.size());
-        m_lists.emplace_back();
-    }
-    return list;
-}
-
-void SearchIndex::flushKeys()
-{
-    // The pending items hold keys, or Keys + the list for a pair of units. One pass deals them
-    // out to groups of neighbouring keys, keeping their order, which is by position. Finding the
-    // lists of a group's keys and adding to them then works on a few kilobytes, where taking the
-    // items as they came would jump between megabytes.
-    constexpr int GroupBits = 8;
-    const size_t groups = ((Keys + m_lists.size()) >> GroupBits) + 1;
-    std::vector<quint64>& dealt = m_dealtKeys;
-    if (m_pendingKeys.size() >= 1024) {
-        std::vector<quint32> at(groups + 1);
-        for (const quint64 item : m_pendingKeys)
-            ++at[(item >> (32 + GroupBits)) + 1];
-        for (size_t g = 1; g < groups; ++g)
-            at[g] += at[g - 1];
-        dealt.resize(m_pendingKeys.size());
-        for (const quint64 item : m_pendingKeys)
-            dealt[at[item >> (32 + GroupBits)]++] = item;
-        m_pendingKeys.swap(dealt);
-    }
-    for (quint64& item : m_pendingKeys) {
-        const auto key = static_cast<quint32>(item >> 32);
-        item = keyed(key < Keys ? listOf(key) : key - Keys, static_cast<quint32>(item));
-    }
-    // The lists of keys a little ahead are fetched while this one is added, the list itself
-    // first, then the end of its bytes.
-    constexpr size_t Ahead = 16;
-    auto list = [&](size_t i) -> PostingList& {
-        return m_lists[static_cast<size_t>(m_pendingKeys[i] >> 32)];
-    };
-    const size_t n = m_pendingKeys.size();
-    for (size_t i = 0; i < n; ++i) {
-        if (i + Ahead < n)
-            PostingList::prefetch(&list(i + Ahead));
-        if (i + Ahead / 2 < n)
-            list(i + Ahead / 2).prefetchEnd();
-        list(i).add(static_cast<quint32>(m_pendingKeys[i]));
-    }
-    m_pendingKeys.clear();
 }
 
 void SearchIndex::remove(qint64 id)

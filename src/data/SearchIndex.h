@@ -2,6 +2,7 @@
 
 #include "data/IdPositions.h"
 #include "data/NarrowColumn.h"
+#include "data/PageBuffer.h"
 #include "data/PinyinMatcher.h"
 #include "data/PostingList.h"
 #include "data/UnitPairLists.h"
@@ -44,8 +45,14 @@ public:
     static QString fold(QStringView text);
 
     void clear();
+    // Empties the index to load a whole kind, ended by squeeze(). Until then the lists that can be
+    // worked out from those of single units and of adjacent pairs (the letters a character starts
+    // with, its readings' first two letters, those of two adjacent characters) are left out, so
+    // the index cannot be searched; squeeze() fills them in a pass over those lists, which costs
+    // far less than adding each key of each name.
+    void beginLoad();
     void reserve(qsizetype entries, qsizetype characters);
-    // Gives back the room the lists grew into, once a whole kind is loaded.
+    // Gives back the room the lists grew into, once a whole kind is loaded; ends beginLoad().
     void squeeze();
     // Adds an entry, replacing an existing one with the same id.
     void upsert(const Source& source) { upsert(std::span<const Source>(&source, 1)); }
@@ -97,6 +104,15 @@ private:
     // The list of a key, made when the key first occurs.
     quint32 listOf(quint32 key);
     void flushKeys();
+    // The lists worked out at the end of loading, as if frozen into buffers of their own.
+    struct Derived {
+        std::vector<PageBuffer> parts;
+        std::vector<quint32> partOf; // per list: 0, or 1 + the part it is frozen into
+    };
+    // Works out the lists left out while loading.
+    void deriveLists(Derived& derived);
+    // Makes the list of each key in `links` (key, list) the union of its lists and what it holds.
+    void addUnions(std::vector<std::pair<quint32, quint32>>& links, Derived& derived);
     const PostingList* literalList(QStringView units) const;
     bool alive(quint32 position) const { return m_dead == 0 || m_alive[position]; }
     // The positions in any of `lists`, or with `inEvery` in all of them, ascending.
@@ -146,4 +162,5 @@ private:
     IdPositions m_positions;
     qsizetype m_dead = 0;
     quint32 m_idOrdered = 0;
+    bool m_loading = false; // between beginLoad() and squeeze()
 };

@@ -204,7 +204,7 @@ Result<void> SearchService::build(const QList<SearchKind>& kinds)
         s.built = false;
         RowPipe& pipe = *pipes.emplace_back(std::make_unique<RowPipe>());
         indexers.emplace_back([&index = s.index, &pipe] {
-            index.clear();
+            index.beginLoad();
             while (RowPipe::Batch* batch = pipe.receive()) {
                 index.upsert(std::span(batch->rows.data(), batch->count));
                 pipe.giveBack(batch);

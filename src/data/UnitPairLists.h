@@ -29,6 +29,15 @@ public:
         ++m_count;
     }
 
+    // Calls visit(pair, list) for every pair that has a list, in no particular order.
+    template <typename Visit> void forEach(Visit visit) const
+    {
+        for (const quint64 s : m_slots) {
+            if (s != 0)
+                visit(static_cast<quint32>(s >> 32), static_cast<quint32>(s));
+        }
+    }
+
 private:
     size_t slot(quint32 pair) const
     {
