@@ -108,6 +108,25 @@ void SearchIndex::squeeze()
     m_capitals.shrink_to_fit();
     m_pendingKeys = std::vector<quint64>();
     m_dealtKeys = std::vector<quint64>();
+    // Most keys never occur: only those that do are kept, until a list is added again.
+    if (!m_keyLists.empty()) {
+        m_occurringKeys.clear();
+        m_occurringKeys.reserve(m_lists.size());
+        for (quint32 key = 0; key < m_keyLists.size(); ++key) {
+            if (m_keyLists[key] != 0)
+                m_occurringKeys.emplace_back(key, m_keyLists[key]);
+        }
+        m_keyLists = std::vector<quint32>();
+    }
+}
+
+quint32 SearchIndex::listFor(quint32 key) const
+{
+    if (!m_keyLists.empty())
+        return m_keyLists[key];
+    const auto found =
+        std::lower_bound(m_occurringKeys.begin(), m_occurringKeys.end(), std::pair(key, 0u));
+    return found != m_occurringKeys.end() && found->first == key ? found->second : 0;
 }
 
 void SearchIndex::upsert(std::span<const Source> sources)
@@ -280,7 +299,7 @@ const PostingList* SearchIndex::literalList(QStringView key) const
     if (m_lists.empty())
         return nullptr;
     if (key.size() == 1) {
-        const quint32 list = m_keyLists[UnitLists + key[0].unicode()];
+        const quint32 list = listFor(UnitLists + key[0].unicode());
         return list == 0 ? nullptr : &m_lists[list];
     }
     const quint32 list = m_pairLists.find(bigram(key[0], key[1]));
@@ -424,7 +443,7 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     std::vector<const PostingList*> lists;
     bool exact = true;
     auto take = [&](quint32 key, bool whole) {
-        const PostingList* found = &m_lists[m_keyLists[key]];
+        const PostingList* found = &m_lists[listFor(key)];
         if (std::find(lists.begin(), lists.end(), found) == lists.end())
             lists.push_back(found);
         exact = exact && whole;
@@ -458,7 +477,7 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     if (singles) {
         std::vector<const PostingList*> triples;
         for (int k = 0; k + 2 < m; ++k)
-            triples.push_back(&m_lists[m_keyLists[triple(k, k + 1, k + 2)]]);
+            triples.push_back(&m_lists[listFor(triple(k, k + 1, k + 2))]);
         keepIf(positions(triples, true), reads, hits);
     } else if (exact && lists.size() == 1) {
         keepAlive(*lists.front(), hits);

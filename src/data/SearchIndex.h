@@ -103,6 +103,8 @@ private:
     void addPinyinKeys(quint32 position, QStringView foldedName);
     // The list of a key, made when the key first occurs.
     quint32 listOf(quint32 key);
+    // The list of a key, 0 while it has none.
+    quint32 listFor(quint32 key) const;
     void flushKeys();
     // The lists worked out at the end of loading, as if frozen into buffers of their own.
     struct Derived {
@@ -153,8 +155,10 @@ private:
     // keys: a UTF-16 unit of the folded name, and a pair of adjacent units.
     std::vector<PostingList> m_lists;
     std::vector<unsigned char> m_frozen; // the lists' positions as of the last squeeze()
-    // The list of each pinyin key and each unit, 0 while it has none; most triples never occur.
+    // The list of each pinyin key and each unit, 0 while it has none, while lists are added; once
+    // frozen, only the keys that occur, (key, list) by key: most triples and units never do.
     std::vector<quint32> m_keyLists;
+    std::vector<std::pair<quint32, quint32>> m_occurringKeys;
     UnitPairLists m_pairLists;
     // Keys of added entries not yet in their lists, each (key << 32 | position).
     std::vector<quint64> m_pendingKeys;

@@ -75,6 +75,12 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
 
 quint32 SearchIndex::listOf(quint32 key)
 {
+    if (m_keyLists.empty()) {
+        m_keyLists.assign(Keys, 0);
+        for (const auto& [occurring, list] : m_occurringKeys)
+            m_keyLists[occurring] = list;
+        m_occurringKeys = {};
+    }
     quint32& list = m_keyLists[key];
     if (list == 0) {
         list = static_cast<quint32>(m_lists.size());
@@ -134,7 +140,7 @@ void SearchIndex::deriveLists(Derived& derived)
     std::vector<std::pair<quint32, quint32>> links; // (key, list)
     std::vector<quint16> spill;
     for (char32_t u = 0; u < 0x10000; ++u) {
-        const quint32 list = m_keyLists[UnitLists + u];
+        const quint32 list = listFor(UnitLists + u);
         if (list == 0)
             continue;
         forEachBit(PinyinMatcher::startSymbols(u),
