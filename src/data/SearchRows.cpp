@@ -18,6 +18,44 @@ sqlite3* sqliteHandle(const QSqlDatabase& db)
                : nullptr;
 }
 
+// Decodes well-formed UTF-8 into `out`, which has room for `size` units, and returns the units
+// written; -1 for anything else, which is then left to SQLite's own conversion so that a name
+// reads here as it does everywhere else. SQLite converting to UTF-16 allocated a copy per row.
+qsizetype decodeUtf8(const unsigned char* in, int size, QChar* out)
+{
+    QChar* const start = out;
+    const unsigned char* const end = in + size;
+    while (in != end) {
+        const unsigned char lead = *in;
+        if (lead < 0x80) {
+            *out++ = QChar(static_cast<char16_t>(lead));
+            ++in;
+            continue;
+        }
+        const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC2 ? 1 : -1;
+        if (more < 0 || lead > 0xF4 || end - in <= more)
+            return -1;
+        char32_t c = lead & (0x3F >> more);
+        for (int i = 1; i <= more; ++i) {
+            if ((in[i] & 0xC0) != 0x80)
+                return -1;
+            c = c << 6 | (in[i] & 0x3F);
+        }
+        // Overlong forms, surrogates and code points beyond Unicode are not well-formed.
+        constexpr char32_t least[] = {0, 0x80, 0x800, 0x10000};
+        if (c < least[more] || (c >= 0xD800 && c < 0xE000) || c > 0x10FFFF)
+            return -1;
+        if (c > 0xFFFF) {
+            *out++ = QChar::highSurrogate(c);
+            *out++ = QChar::lowSurrogate(c);
+        } else {
+            *out++ = QChar(static_cast<char16_t>(c));
+        }
+        in += more + 1;
+    }
+    return out - start;
+}
+
 Result<void> readSqlite(sqlite3* handle, const QString& sql, const SearchRows::Next& next)
 {
     sqlite3_stmt* statement = nullptr;
@@ -33,10 +71,18 @@ Result<void> readSqlite(sqlite3* handle, const QString& sql, const SearchRows::N
     while ((step = sqlite3_step(statement)) == SQLITE_ROW) {
         SearchIndex::Source& src = next();
         src.id = sqlite3_column_int64(statement, 0);
-        const auto* name = static_cast<const QChar*>(sqlite3_column_text16(statement, 1));
         // Resizing keeps the buffer of the batch's earlier row.
-        src.name.resize(sqlite3_column_bytes16(statement, 1) / 2);
-        std::copy_n(name, src.name.size(), src.name.data());
+        const auto* utf8 = sqlite3_column_text(statement, 1);
+        const int bytes = sqlite3_column_bytes(statement, 1);
+        src.name.resize(bytes);
+        const qsizetype units = decodeUtf8(utf8, bytes, src.name.data());
+        if (units >= 0) {
+            src.name.truncate(units);
+        } else {
+            const auto* name = static_cast<const QChar*>(sqlite3_column_text16(statement, 1));
+            src.name.resize(sqlite3_column_bytes16(statement, 1) / 2);
+            std::copy_n(name, src.name.size(), src.name.data());
+        }
         src.typeId = sqlite3_column_int64(statement, 2);
         src.usetime = sqlite3_column_int(statement, 3);
         src.serial = sqlite3_column_int(statement, 4);

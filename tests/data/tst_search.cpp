@@ -89,6 +89,7 @@ private slots:
     void bestMatchFirst();
     void followsOwnWrites();
     void followsOtherConnections();
+    void namesReadAsTheDriverReadsThem();
     void typeFilterAndRows();
     void indexAgreesWithPlainScan();
     void hitsClearedOnlyWhenAsked();
@@ -263,6 +264,38 @@ void TestSearch::followsOtherConnections()
     QTRY_COMPARE_WITH_TIMEOUT(shape(search.search("清单", SearchMode::Simple)),
                               QStringLiteral("S%1").arg(id), 1000);
     QCOMPARE(shape(search.search("退货", SearchMode::Tools)), QString());
+}
+
+void TestSearch::namesReadAsTheDriverReadsThem()
+{
+    // The index decodes names itself; every other view reads them through Qt's driver. Well-formed
+    // text of every length of sequence, and text another tool stored that is not well-formed
+    // UTF-8, must read the same both ways.
+    Library lib;
+    QVERIFY(lib.root.ok());
+    QSqlQuery q(lib.root.store->database(StoreId::Assistant));
+    const QStringList names = {QStringLiteral("'Return 退货 𠀃 Ünïcödé'"),
+                               QStringLiteral("CAST(X'E98080E4' AS TEXT)"),
+                               QStringLiteral("CAST(X'C0AF41' AS TEXT)"),
+                               QStringLiteral("CAST(X'EDA080' AS TEXT)"),
+                               QStringLiteral("CAST(X'F4908080' AS TEXT)"),
+                               QStringLiteral("CAST(X'41FF42' AS TEXT)"),
+                               QStringLiteral("CAST(X'F09F9880E8BF94' AS TEXT)"),
+                               QStringLiteral("CAST(X'E080AF' AS TEXT)"),
+                               QStringLiteral("CAST(X'F08080AF' AS TEXT)")};
+    for (const QString& name : names)
+        QVERIFY2(q.exec(QStringLiteral("INSERT INTO knowledge (name) VALUES (%1)").arg(name)),
+                 qPrintable(name));
+    SearchService search(*lib.root.store, *lib.root.settings);
+    const Result<QList<SearchHit>> all = search.search("", SearchMode::Knowledge);
+    QVERIFY(all.ok());
+    QCOMPARE(all.value().size(), 3 + names.size());
+    for (const SearchHit& hit : all.value()) {
+        QVERIFY(q.exec(QStringLiteral("SELECT name FROM knowledge WHERE id = %1").arg(hit.id)));
+        QVERIFY(q.next());
+        QCOMPARE(search.name(hit), q.value(0).toString());
+    }
+    QCOMPARE(search.search("returntuihuo", SearchMode::Knowledge).value().size(), 1);
 }
 
 void TestSearch::typeFilterAndRows()
