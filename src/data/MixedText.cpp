@@ -1,6 +1,7 @@
 #include "data/MixedText.h"
 
 #include "data/GbkCodec.h"
+#include "data/Utf8.h"
 
 namespace {
 
@@ -13,44 +14,15 @@ struct Utf8Fit {
     qsizetype bad = 0;
 };
 
-// The length of the well-formed UTF-8 sequence starting at `i`, or 0.
-qsizetype sequenceAt(QByteArrayView bytes, qsizetype i)
-{
-    const auto byte = [&](qsizetype at) { return static_cast<uchar>(bytes.at(at)); };
-    const uchar lead = byte(i);
-    qsizetype length = 0;
-    uchar low = 0x80;
-    uchar high = 0xBF;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        length = 2;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        length = 3;
-        // Neither overlong forms nor surrogates.
-        low = lead == 0xE0 ? 0xA0 : 0x80;
-        high = lead == 0xED ? 0x9F : 0xBF;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        length = 4;
-        low = lead == 0xF0 ? 0x90 : 0x80;
-        high = lead == 0xF4 ? 0x8F : 0xBF;
-    } else {
-        return 0;
-    }
-    if (i + length > bytes.size() || byte(i + 1) < low || byte(i + 1) > high)
-        return 0;
-    for (qsizetype k = 2; k < length; ++k) {
-        if (byte(i + k) < 0x80 || byte(i + k) > 0xBF)
-            return 0;
-    }
-    return length;
-}
-
 Utf8Fit utf8Fit(QByteArrayView bytes)
 {
     Utf8Fit fit;
     for (qsizetype i = 0; i < bytes.size();) {
         if (static_cast<uchar>(bytes.at(i)) < 0x80) {
             ++i;
-        } else if (const qsizetype length = sequenceAt(bytes, i); length > 0) {
+        } else if (const qsizetype length = Utf8::sequenceLength(
+                       reinterpret_cast<const uchar*>(bytes.data()) + i, bytes.size() - i);
+                   length > 0) {
             fit.good += length;
             fit.wide += length >= 3 ? length : 0;
             i += length;

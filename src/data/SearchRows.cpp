@@ -1,6 +1,7 @@
 #include "data/SearchRows.h"
 
 #include "data/DbError.h"
+#include "data/Utf8.h"
 
 #include <QSqlDriver>
 #include <QSqlError>
@@ -32,26 +33,19 @@ qsizetype decodeUtf8(const unsigned char* in, int size, QChar* out)
             ++in;
             continue;
         }
-        const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC2 ? 1 : -1;
-        if (more < 0 || lead > 0xF4 || end - in <= more)
+        const qsizetype length = Utf8::sequenceLength(in, end - in);
+        if (length == 0)
             return -1;
-        char32_t c = lead & (0x3F >> more);
-        for (int i = 1; i <= more; ++i) {
-            if ((in[i] & 0xC0) != 0x80)
-                return -1;
+        char32_t c = lead & (0x7F >> length);
+        for (qsizetype i = 1; i < length; ++i)
             c = c << 6 | (in[i] & 0x3F);
-        }
-        // Overlong forms, surrogates and code points beyond Unicode are not well-formed.
-        constexpr char32_t least[] = {0, 0x80, 0x800, 0x10000};
-        if (c < least[more] || (c >= 0xD800 && c < 0xE000) || c > 0x10FFFF)
-            return -1;
         if (c > 0xFFFF) {
             *out++ = QChar::highSurrogate(c);
             *out++ = QChar::lowSurrogate(c);
         } else {
             *out++ = QChar(static_cast<char16_t>(c));
         }
-        in += more + 1;
+        in += length;
     }
     return out - start;
 }
