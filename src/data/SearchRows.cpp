@@ -1,10 +1,10 @@
 #include "data/SearchRows.h"
 
 #include "data/DbError.h"
+#include "data/SqlRun.h"
 #include "data/Utf8.h"
 
 #include <QSqlDriver>
-#include <QSqlError>
 #include <QSqlQuery>
 #include <algorithm>
 #include <sqlite3.h>
@@ -99,14 +99,10 @@ Result<void> read(const QSqlDatabase& db, const QString& sql, const QVariantList
 {
     if (sqlite3* handle = bound.isEmpty() ? sqliteHandle(db) : nullptr)
         return readSqlite(handle, sql, next);
-    QSqlQuery q(db);
-    q.setForwardOnly(true);
-    if (!q.prepare(sql))
-        return DbError::fromQuery(q.lastError());
-    for (const QVariant& v : bound)
-        q.addBindValue(v);
-    if (!q.exec())
-        return DbError::fromQuery(q.lastError());
+    Result<QSqlQuery> run = SqlRun::run(db, sql, bound);
+    if (!run)
+        return run.error();
+    QSqlQuery& q = run.value();
     while (q.next()) {
         SearchIndex::Source& src = next();
         src.id = q.value(0).toLongLong();

@@ -7,6 +7,7 @@
 #include "data/ServerLink.h"
 #include "data/Settings.h"
 #include "data/SortOrder.h"
+#include "data/SqlRun.h"
 
 #include <QDir>
 #include <QRegularExpression>
@@ -84,26 +85,6 @@ Result<void> checkColumns(Table table, const QStringList& columns, bool view)
     return {};
 }
 
-Result<QSqlQuery> run(const QSqlDatabase& db, const QString& sql, const QVariantList& values)
-{
-    QSqlQuery query(db);
-    query.setForwardOnly(true);
-    // A server cannot prepare BEGIN, COMMIT or ROLLBACK; a statement without values needs no
-    // preparing anyway.
-    if (values.isEmpty()) {
-        if (!query.exec(sql))
-            return DbError::fromQuery(query.lastError());
-        return query;
-    }
-    if (!query.prepare(sql))
-        return DbError::fromQuery(query.lastError());
-    for (const QVariant& v : values)
-        query.addBindValue(v);
-    if (!query.exec())
-        return DbError::fromQuery(query.lastError());
-    return query;
-}
-
 } // namespace
 
 Store::Store(QString rootFolder, const Settings& settings, QObject* parent)
@@ -142,7 +123,7 @@ QString Store::sortSetting() const
 
 Result<QSqlQuery> Store::exec(StoreId store, const QString& sql, const QVariantList& values)
 {
-    Result<QSqlQuery> r = run(database(store), sql, values);
+    Result<QSqlQuery> r = SqlRun::run(database(store), sql, values);
     // Inside a transaction the failure may be the statement's own; the transaction's end
     // looks at the connection then.
     if (!r && isOnServer(store) && connection(store).depth == 0)
@@ -195,11 +176,11 @@ Result<void> Store::transaction(StoreId store, const std::function<Result<void>(
         return result;
 
     if (result) {
-        if (Result<QSqlQuery> r = run(database, QStringLiteral("COMMIT"), {}); !r)
+        if (Result<QSqlQuery> r = SqlRun::run(database, QStringLiteral("COMMIT"), {}); !r)
             result = r.error();
     }
     if (!result)
-        (void)run(database, QStringLiteral("ROLLBACK"), {});
+        (void)SqlRun::run(database, QStringLiteral("ROLLBACK"), {});
     if (isOnServer(store)) {
         m_server->setInTransaction(false);
         if (!result)

@@ -4,6 +4,7 @@
 #include "data/ReplaceFile.h"
 #include "data/Schema.h"
 #include "data/ServerMaintenance.h"
+#include "data/SqlRun.h"
 #include "data/SqliteFile.h"
 #include "data/Store.h"
 
@@ -64,16 +65,11 @@ public:
     Result<void> exec(const QString& sql, const QVariantList& values = {},
                       QStringList* out = nullptr) const
     {
-        QSqlQuery q(db());
-        q.setForwardOnly(true);
-        if (!q.prepare(sql))
-            return DbError::fromQuery(q.lastError());
-        for (const QVariant& v : values)
-            q.addBindValue(v);
-        if (!q.exec())
-            return DbError::fromQuery(q.lastError());
-        while (out && q.next())
-            *out << q.value(0).toString();
+        Result<QSqlQuery> q = SqlRun::run(db(), sql, values);
+        if (!q)
+            return q.error();
+        while (out && q.value().next())
+            *out << q.value().value(0).toString();
         return {};
     }
 
