@@ -72,6 +72,7 @@ void SearchIndex::reserve(qsizetype entries, qsizetype characters)
         column->reserve(n);
     m_common.reserve(n);
     m_alive.reserve(n);
+    m_marks.reserve(n);
     m_nameForms.reserve(n);
     m_folded.reserve(characters);
     m_foldedStart.reserve(n + 1);
@@ -104,6 +105,7 @@ void SearchIndex::squeeze()
     for (auto* column : {&m_usetimes, &m_serials, &m_typeSerials, &m_commonSerials})
         column->shrink_to_fit();
     m_foldedStart.shrink_to_fit();
+    m_marks.shrink_to_fit();
     m_nameForms.shrink_to_fit();
     m_capitals.shrink_to_fit();
     m_pendingKeys = std::vector<quint64>();
@@ -337,9 +339,15 @@ std::vector<quint32> SearchIndex::positions(std::vector<const PostingList*> list
     return out;
 }
 
+std::vector<quint32> SearchIndex::marked(std::vector<quint32> candidates, quint64 marks) const
+{
+    std::erase_if(candidates, [&](quint32 p) { return (m_marks[p] & marks) != marks; });
+    return candidates;
+}
+
 template <typename Check>
 void SearchIndex::keepIf(const std::vector<quint32>& candidates, Check check,
-                         std::vector<quint32>& hits) const
+                         std::vector<quint32>& hits, quint64 marks) const
 {
     // Each name lies somewhere else in memory: fetching those a few candidates ahead while one is
     // checked keeps a check from waiting on memory, which is most of its cost.
@@ -347,12 +355,15 @@ void SearchIndex::keepIf(const std::vector<quint32>& candidates, Check check,
     auto keep = [&](size_t from, size_t to, std::vector<quint32>& kept) {
         kept.reserve(kept.size() + (to - from));
         for (size_t i = from; i < to; ++i) {
-            if (i + 2 * Ahead < to)
+            if (i + 2 * Ahead < to) {
                 PostingList::prefetch(&m_foldedStart[candidates[i + 2 * Ahead]]);
+                if (marks != 0)
+                    PostingList::prefetch(&m_marks[candidates[i + 2 * Ahead]]);
+            }
             if (i + Ahead < to)
                 PostingList::prefetch(m_folded.constData() + m_foldedStart[candidates[i + Ahead]]);
             const quint32 p = candidates[i];
-            if (alive(p) && check(foldedName(p)))
+            if ((m_marks[p] & marks) == marks && alive(p) && check(foldedName(p)))
                 kept.push_back(p);
         }
     };
@@ -433,61 +444,110 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
         }
         return out;
     };
-    auto sym = [&](int k) { return static_cast<quint32>(symbolOf(q[static_cast<size_t>(k)])); };
-    auto triple = [&](int a, int b, int c) {
-        return TripleLists + (sym(a) * Symbols + sym(b)) * Symbols + sym(c);
+    auto sym = [&](int k) { return symbolOf(q[static_cast<size_t>(k)]); };
+    auto pair = [&](int a, int b) {
+        return &m_lists[listFor(PairLists + static_cast<quint32>(sym(a) * Symbols + sym(b)))];
     };
+    auto reads = [&](QStringView name) { return pinyin.matches(name); };
 
-    // Every way of reading the query's first characters picks one list; a list is exact when
-    // its key is the whole query, one letter per character.
-    std::vector<const PostingList*> lists;
+    // When no two adjacent letters begin a reading, each letter is a character of its own: the
+    // candidates have every two adjacent letters as a key and every three in their mark.
+    bool singles = m >= 3;
+    for (int k = 0; singles && k + 1 < m; ++k)
+        singles = lengths(k).size() == 1;
+    if (singles) {
+        const quint32 first = threeKey(sym(0), sym(1), sym(2));
+        const std::vector<quint32>* known = knownThree(first);
+        if (known != nullptr && m == 3) {
+            for (const quint32 p : *known) {
+                if (alive(p))
+                    hits.push_back(p);
+            }
+            return;
+        }
+        quint64 marks = 0;
+        for (int k = 0; k + 2 < m; ++k)
+            marks |= tripleMark(threeKey(sym(k), sym(k + 1), sym(k + 2)));
+        // The marks rule out nearly every entry that lacks one of the threes, which is cheaper
+        // than reading the other pairs' lists: the shortest list alone gives the candidates.
+        std::vector<quint32> candidates;
+        if (known != nullptr) {
+            candidates = *known;
+        } else {
+            const PostingList* shortest = pair(0, 1);
+            for (int k = 1; k + 1 < m; ++k) {
+                if (pair(k, k + 1)->size() < shortest->size())
+                    shortest = pair(k, k + 1);
+            }
+            candidates = positions({shortest}, false);
+        }
+        const size_t from = hits.size();
+        keepIf(candidates, reads, hits, marks);
+        if (m == 3)
+            rememberThree(first, {hits.begin() + static_cast<std::ptrdiff_t>(from), hits.end()});
+        return;
+    }
+
+    // Every way of reading the query's first characters picks one list, or for three characters,
+    // the entries in the lists of both pairs that have the three in their mark. A way is exact
+    // when its list's key is the whole query, one letter per character.
+    struct Way {
+        const PostingList* list;
+        const PostingList* second = nullptr;
+        quint64 marks = 0;
+        bool operator==(const Way&) const = default;
+    };
+    std::vector<Way> ways;
     bool exact = true;
-    auto take = [&](quint32 key, bool whole) {
-        const PostingList* found = &m_lists[listFor(key)];
-        if (std::find(lists.begin(), lists.end(), found) == lists.end())
-            lists.push_back(found);
+    auto take = [&](Way way, bool whole) {
+        if (std::find(ways.begin(), ways.end(), way) == ways.end())
+            ways.push_back(way);
         exact = exact && whole;
     };
     for (const int first : lengths(0)) {
         if (first == m) {
             if (m == 1)
-                take(SymbolLists + sym(0), true);
+                take({&m_lists[listFor(SymbolLists + static_cast<quint32>(sym(0)))]}, true);
             else
-                take(ReadingStartLists +
-                         static_cast<quint32>((q[0] - 'a') * Letters + (q[1] - 'a')),
+                take({&m_lists[listFor(
+                         ReadingStartLists +
+                         static_cast<quint32>((q[0] - 'a') * Letters + (q[1] - 'a')))]},
                      m == 2);
             continue;
         }
         for (const int second : lengths(first)) {
-            if (first + second == m)
-                take(PairLists + sym(0) * Symbols + sym(first), m == 2);
+            const int third = first + second;
+            if (third == m)
+                take({pair(0, first)}, m == 2);
             else
-                take(triple(0, first, first + second), m == 3);
+                take({pair(0, first), pair(first, third),
+                      tripleMark(threeKey(sym(0), sym(first), sym(third)))},
+                     false);
         }
     }
 
-    auto reads = [&](QStringView name) { return pinyin.matches(name); };
-
-    // When no two adjacent letters begin a reading, each letter is a character of its own, so
-    // every three adjacent letters are a key the name has: its candidates are in all those lists,
-    // which cuts down the names to check for long runs of initials.
-    bool singles = m >= 4;
-    for (int k = 0; singles && k + 1 < m; ++k)
-        singles = lengths(k).size() == 1;
-    if (singles) {
-        std::vector<const PostingList*> triples;
-        for (int k = 0; k + 2 < m; ++k)
-            triples.push_back(&m_lists[listFor(triple(k, k + 1, k + 2))]);
-        keepIf(positions(triples, true), reads, hits);
-    } else if (exact && lists.size() == 1) {
-        keepAlive(*lists.front(), hits);
-    } else if (exact) {
-        for (const quint32 p : positions(lists, false)) {
+    if (exact && ways.size() == 1) {
+        keepAlive(*ways.front().list, hits);
+        return;
+    }
+    std::vector<quint32> candidates;
+    for (const Way& way : ways) {
+        const std::vector<quint32> found =
+            way.second == nullptr ? positions({way.list}, false)
+                                  : marked(positions({way.list, way.second}, true), way.marks);
+        candidates.insert(candidates.end(), found.begin(), found.end());
+    }
+    if (ways.size() > 1) {
+        std::sort(candidates.begin(), candidates.end());
+        candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+    }
+    if (exact) {
+        for (const quint32 p : candidates) {
             if (alive(p))
                 hits.push_back(p);
         }
     } else {
-        keepIf(positions(lists, false), reads, hits);
+        keepIf(candidates, reads, hits);
     }
 }
 

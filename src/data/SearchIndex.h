@@ -17,7 +17,8 @@
 // database round trip. A query is found through lists of the entries that contain a key, reading
 // the shortest lists the query allows rather than all the text: a character and a pair of
 // adjacent characters for literal queries; for pinyin, the letters the names' characters may start
-// with, alone, in twos and threes of adjacent characters, and the first two letters of readings.
+// with, alone and in twos of adjacent characters, and the first two letters of readings. Threes of
+// adjacent characters' letters are marked per entry instead of listed.
 class SearchIndex {
 public:
     struct Source {
@@ -100,12 +101,19 @@ private:
     void append(const Entry& entry, QStringView name);
     void addName(QStringView name, QStringView folded);
     void addLiteralKeys(quint32 position, QStringView foldedName);
+    // Also appends the entry's mark of threes.
     void addPinyinKeys(quint32 position, QStringView foldedName);
     // The list of a key, made when the key first occurs.
     quint32 listOf(quint32 key);
     // The list of a key, 0 while it has none.
     quint32 listFor(quint32 key) const;
     void flushKeys();
+    // The entries known to have a three (SearchKeys::threeKey) of adjacent characters' letters,
+    // null when it is not known.
+    const std::vector<quint32>* knownThree(quint32 three) const;
+    void rememberThree(quint32 three, std::vector<quint32> positions) const;
+    // Adds an entry being added to the known threes it has.
+    void keepUpThree(quint32 three, quint32 position);
     // The lists worked out at the end of loading, as if frozen into buffers of their own.
     struct Derived {
         std::vector<PageBuffer> parts;
@@ -119,10 +127,13 @@ private:
     bool alive(quint32 position) const { return m_dead == 0 || m_alive[position]; }
     // The positions in any of `lists`, or with `inEvery` in all of them, ascending.
     std::vector<quint32> positions(std::vector<const PostingList*> lists, bool inEvery) const;
-    // Adds the live candidates whose folded name passes check(name) to `hits`.
+    // Those of `candidates` whose mark has all of `marks`.
+    std::vector<quint32> marked(std::vector<quint32> candidates, quint64 marks) const;
+    // Adds the live candidates whose mark has all of `marks` and whose folded name passes
+    // check(name) to `hits`.
     template <typename Check>
-    void keepIf(const std::vector<quint32>& candidates, Check check,
-                std::vector<quint32>& hits) const;
+    void keepIf(const std::vector<quint32>& candidates, Check check, std::vector<quint32>& hits,
+                quint64 marks = 0) const;
     void keepAlive(const PostingList& list, std::vector<quint32>& hits) const;
     void matchNames(QStringView needle, std::vector<quint32>& hits) const;
     void matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const;
@@ -139,7 +150,20 @@ private:
     std::vector<int> m_typeSerials;
     std::vector<int> m_commonSerials;
     std::vector<bool> m_common;
-    std::vector<bool> m_alive;          // cleared for entries that were replaced or removed
+    std::vector<bool> m_alive; // cleared for entries that were replaced or removed
+    // Per entry, the bits of SearchKeys::tripleMark for each three adjacent characters' letters.
+    std::vector<quint64> m_marks;
+    // The entries of the threes last asked for by three initials: the names are checked once,
+    // and agents type the same initials again and again. Those of entries added later join
+    // them; the entries of replaced ones are dropped by their flag when read.
+    struct KnownThree {
+        quint32 three = 0;
+        std::vector<quint32> positions;
+        quint64 lastUse = 0;
+    };
+    static constexpr size_t KnownThrees = 32;
+    mutable std::vector<KnownThree> m_knownThrees;
+    mutable quint64 m_threeUses = 0;
     QString m_folded;                   // the folded names, back to back
     std::vector<quint32> m_foldedStart; // entry i's name in m_folded; one extra at the end
     // How to get a name back from its folded form: 0, it is the same; otherwise an offset + 1
@@ -150,13 +174,13 @@ private:
     std::vector<quint8> m_capitals;
     QString m_names;
     // Every list of entries that contain a key, the first always empty. The pinyin keys, by
-    // PinyinMatcher::symbol: a character starting with a symbol; two and three adjacent
-    // characters starting with two and three symbols; a reading's first two letters. The literal
-    // keys: a UTF-16 unit of the folded name, and a pair of adjacent units.
+    // PinyinMatcher::symbol: a character starting with a symbol; two adjacent characters starting
+    // with two symbols; a reading's first two letters. The literal keys: a UTF-16 unit of the
+    // folded name, and a pair of adjacent units.
     std::vector<PostingList> m_lists;
     std::vector<unsigned char> m_frozen; // the lists' positions as of the last squeeze()
     // The list of each pinyin key and each unit, 0 while it has none, while lists are added; once
-    // frozen, only the keys that occur, (key, list) by key: most triples and units never do.
+    // frozen, only the keys that occur, (key, list) by key: most units never do.
     std::vector<quint32> m_keyLists;
     std::vector<std::pair<quint32, quint32>> m_occurringKeys;
     UnitPairLists m_pairLists;

@@ -39,6 +39,7 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
     quint64 before = 0;
     quint64 last = 0;
     bool lastDerived = false;
+    quint64 marks = 0;
     std::vector<quint16> spill;
     PinyinMatcher::forEachCodePoint(foldedName, [&](char32_t c) {
         const quint64 starts = PinyinMatcher::startSymbols(c);
@@ -56,9 +57,10 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
                     m_pendingKeys.push_back(
                         keyed(PairLists + static_cast<quint32>(b * Symbols + a), position));
                 forEachBit(before, [&](int x) {
-                    m_pendingKeys.push_back(
-                        keyed(TripleLists + static_cast<quint32>((x * Symbols + b) * Symbols + a),
-                              position));
+                    const quint32 three = threeKey(x, b, a);
+                    marks |= tripleMark(three);
+                    if (!m_knownThrees.empty())
+                        keepUpThree(three, position);
                 });
             });
         });
@@ -71,6 +73,38 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
         lastDerived = derived;
         return true;
     });
+    m_marks.push_back(marks);
+}
+
+void SearchIndex::keepUpThree(quint32 three, quint32 position)
+{
+    for (KnownThree& known : m_knownThrees) {
+        if (known.three == three && (known.positions.empty() || known.positions.back() != position))
+            known.positions.push_back(position);
+    }
+}
+
+const std::vector<quint32>* SearchIndex::knownThree(quint32 three) const
+{
+    for (KnownThree& known : m_knownThrees) {
+        if (known.three == three) {
+            known.lastUse = ++m_threeUses;
+            return &known.positions;
+        }
+    }
+    return nullptr;
+}
+
+void SearchIndex::rememberThree(quint32 three, std::vector<quint32> positions) const
+{
+    if (m_knownThrees.size() < KnownThrees) {
+        m_knownThrees.push_back({three, std::move(positions), ++m_threeUses});
+        return;
+    }
+    KnownThree& oldest = *std::min_element(
+        m_knownThrees.begin(), m_knownThrees.end(),
+        [](const KnownThree& a, const KnownThree& b) { return a.lastUse < b.lastUse; });
+    oldest = {three, std::move(positions), ++m_threeUses};
 }
 
 quint32 SearchIndex::listOf(quint32 key)
