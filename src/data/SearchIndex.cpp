@@ -325,18 +325,22 @@ std::vector<quint32> SearchIndex::positions(std::vector<const PostingList*> list
     std::sort(lists.begin(), lists.end(),
               [](const PostingList* a, const PostingList* b) { return a->size() < b->size(); });
     lists.front()->forEach(m_frozen.data(), [&](quint32 p) { out.push_back(p); });
-    for (size_t i = 1; i < lists.size() && !out.empty(); ++i) {
-        size_t at = 0;
-        size_t kept = 0;
-        lists[i]->forEach(m_frozen.data(), [&](quint32 p) {
-            while (at < out.size() && out[at] < p)
-                ++at;
-            if (at < out.size() && out[at] == p)
-                out[kept++] = p;
-        });
-        out.resize(kept);
-    }
+    for (size_t i = 1; i < lists.size() && !out.empty(); ++i)
+        narrow(out, *lists[i]);
     return out;
+}
+
+void SearchIndex::narrow(std::vector<quint32>& positions, const PostingList& list) const
+{
+    size_t at = 0;
+    size_t kept = 0;
+    list.forEach(m_frozen.data(), [&](quint32 p) {
+        while (at < positions.size() && positions[at] < p)
+            ++at;
+        if (at < positions.size() && positions[at] == p)
+            positions[kept++] = p;
+    });
+    positions.resize(kept);
 }
 
 std::vector<quint32> SearchIndex::marked(std::vector<quint32> candidates, quint64 marks) const
@@ -347,7 +351,7 @@ std::vector<quint32> SearchIndex::marked(std::vector<quint32> candidates, quint6
 
 template <typename Check>
 void SearchIndex::keepIf(const std::vector<quint32>& candidates, Check check,
-                         std::vector<quint32>& hits, quint64 marks) const
+                         std::vector<quint32>& hits) const
 {
     // Each name lies somewhere else in memory: fetching those a few candidates ahead while one is
     // checked keeps a check from waiting on memory, which is most of its cost.
@@ -355,15 +359,12 @@ void SearchIndex::keepIf(const std::vector<quint32>& candidates, Check check,
     auto keep = [&](size_t from, size_t to, std::vector<quint32>& kept) {
         kept.reserve(kept.size() + (to - from));
         for (size_t i = from; i < to; ++i) {
-            if (i + 2 * Ahead < to) {
+            if (i + 2 * Ahead < to)
                 PostingList::prefetch(&m_foldedStart[candidates[i + 2 * Ahead]]);
-                if (marks != 0)
-                    PostingList::prefetch(&m_marks[candidates[i + 2 * Ahead]]);
-            }
             if (i + Ahead < to)
                 PostingList::prefetch(m_folded.constData() + m_foldedStart[candidates[i + Ahead]]);
             const quint32 p = candidates[i];
-            if ((m_marks[p] & marks) == marks && alive(p) && check(foldedName(p)))
+            if (alive(p) && check(foldedName(p)))
                 kept.push_back(p);
         }
     };
@@ -468,21 +469,29 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
         quint64 marks = 0;
         for (int k = 0; k + 2 < m; ++k)
             marks |= tripleMark(threeKey(sym(k), sym(k + 1), sym(k + 2)));
-        // The marks rule out nearly every entry that lacks one of the threes, which is cheaper
-        // than reading the other pairs' lists: the shortest list alone gives the candidates.
+        // The marks rule out nearly every entry that lacks one of the threes: a pair's list much
+        // longer than the candidates left costs more to read than their marks. Once every pair's
+        // list is read, the marks would rule out only the few entries that have every pair but
+        // not together, and are left to the matcher.
         std::vector<quint32> candidates;
+        bool unread = true;
         if (known != nullptr) {
             candidates = *known;
         } else {
-            const PostingList* shortest = pair(0, 1);
-            for (int k = 1; k + 1 < m; ++k) {
-                if (pair(k, k + 1)->size() < shortest->size())
-                    shortest = pair(k, k + 1);
-            }
-            candidates = positions({shortest}, false);
+            std::vector<const PostingList*> pairs;
+            for (int k = 0; k + 1 < m; ++k)
+                pairs.push_back(pair(k, k + 1));
+            std::sort(pairs.begin(), pairs.end(), [](const PostingList* a, const PostingList* b) {
+                return a->size() < b->size();
+            });
+            candidates = positions({pairs.front()}, false);
+            size_t read = 1;
+            for (; read < pairs.size() && pairs[read]->size() / 4 <= candidates.size(); ++read)
+                narrow(candidates, *pairs[read]);
+            unread = read < pairs.size();
         }
         const size_t from = hits.size();
-        keepIf(candidates, reads, hits, marks);
+        keepIf(unread ? marked(std::move(candidates), marks) : candidates, reads, hits);
         if (m == 3)
             rememberThree(first, {hits.begin() + static_cast<std::ptrdiff_t>(from), hits.end()});
         return;

@@ -127,13 +127,14 @@ private:
     bool alive(quint32 position) const { return m_dead == 0 || m_alive[position]; }
     // The positions in any of `lists`, or with `inEvery` in all of them, ascending.
     std::vector<quint32> positions(std::vector<const PostingList*> lists, bool inEvery) const;
+    // Keeps those of `positions` (ascending) that are in `list`.
+    void narrow(std::vector<quint32>& positions, const PostingList& list) const;
     // Those of `candidates` whose mark has all of `marks`.
     std::vector<quint32> marked(std::vector<quint32> candidates, quint64 marks) const;
-    // Adds the live candidates whose mark has all of `marks` and whose folded name passes
-    // check(name) to `hits`.
+    // Adds the live candidates whose folded name passes check(name) to `hits`.
     template <typename Check>
-    void keepIf(const std::vector<quint32>& candidates, Check check, std::vector<quint32>& hits,
-                quint64 marks = 0) const;
+    void keepIf(const std::vector<quint32>& candidates, Check check,
+                std::vector<quint32>& hits) const;
     void keepAlive(const PostingList& list, std::vector<quint32>& hits) const;
     void matchNames(QStringView needle, std::vector<quint32>& hits) const;
     void matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const;
