@@ -316,6 +316,11 @@ int main(int argc, char* argv[])
         QStringLiteral("bx"),
         QStringLiteral("kdcx"),
         QStringLiteral("FP"),
+        // Whole syllables, as agents type them too: every name holding both characters' initials
+        // is a candidate, and each is read with every reading of its characters.
+        QStringLiteral("tuihuo"),
+        QStringLiteral("fapiao"),
+        QStringLiteral("baoxiuq"),
         nothing,
     };
 
