@@ -74,6 +74,17 @@ private:
     // The first letters of the readings of each BMP unit, a bit per letter: half the size of
     // startSymbols() values, so that more of it stays in the processor's caches.
     static const quint32* readingLettersTable();
+    // False for a common character (a CJK unified ideograph) none of whose readings starts with
+    // the query's first letter; such a character is no whitespace either.
+    bool mayStartRun(char32_t c) const
+    {
+        if (c < kCommonFirst || c > kCommonLast)
+            return true;
+        const char32_t i = c - kCommonFirst;
+        return (m_startsRun[i / 64] >> (i % 64)) & 1;
+    }
+    static constexpr char32_t kCommonFirst = 0x4E00;
+    static constexpr char32_t kCommonLast = 0x9FFF;
 
     QByteArray m_query;
     int m_length = 0;
@@ -81,4 +92,5 @@ private:
     bool m_oneLetterEach = false;               // no two adjacent letters begin a reading
     std::array<quint64, kSymbols> m_letterAt{}; // per symbol: the query offsets that hold it
     std::vector<quint64> m_afterReading;        // per syllable and offset: the offsets it can reach
+    std::array<quint64, (kCommonLast - kCommonFirst) / 64 + 1> m_startsRun{}; // see mayStartRun()
 };

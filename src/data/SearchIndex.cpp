@@ -315,10 +315,8 @@ std::vector<quint32> SearchIndex::positions(std::vector<const PostingList*> list
     if (!inEvery) {
         for (const PostingList* list : lists)
             list->forEach(m_frozen.data(), [&](quint32 p) { out.push_back(p); });
-        if (lists.size() > 1) {
-            std::sort(out.begin(), out.end());
-            out.erase(std::unique(out.begin(), out.end()), out.end());
-        }
+        if (lists.size() > 1)
+            sortUnique(out);
         return out;
     }
     // The shortest list first: the others only thin it out.
@@ -328,6 +326,23 @@ std::vector<quint32> SearchIndex::positions(std::vector<const PostingList*> list
     for (size_t i = 1; i < lists.size() && !out.empty(); ++i)
         narrow(out, *lists[i]);
     return out;
+}
+
+void SearchIndex::sortUnique(std::vector<quint32>& positions) const
+{
+    // Many positions are put in order through a bit each, which costs less than sorting them.
+    const size_t count = m_ids.size();
+    if (positions.size() < count / 16) {
+        std::sort(positions.begin(), positions.end());
+        positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+        return;
+    }
+    std::vector<quint64> bits((count + 63) / 64);
+    for (const quint32 p : positions)
+        bits[p / 64] |= quint64(1) << (p % 64);
+    positions.clear();
+    for (size_t w = 0; w < bits.size(); ++w)
+        forEachBit(bits[w], [&](int b) { positions.push_back(static_cast<quint32>(w * 64) + b); });
 }
 
 void SearchIndex::narrow(std::vector<quint32>& positions, const PostingList& list) const
@@ -546,10 +561,8 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
                                   : marked(positions({way.list, way.second}, true), way.marks);
         candidates.insert(candidates.end(), found.begin(), found.end());
     }
-    if (ways.size() > 1) {
-        std::sort(candidates.begin(), candidates.end());
-        candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-    }
+    if (ways.size() > 1)
+        sortUnique(candidates);
     if (exact) {
         for (const quint32 p : candidates) {
             if (alive(p))

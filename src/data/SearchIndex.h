@@ -127,6 +127,8 @@ private:
     bool alive(quint32 position) const { return m_dead == 0 || m_alive[position]; }
     // The positions in any of `lists`, or with `inEvery` in all of them, ascending.
     std::vector<quint32> positions(std::vector<const PostingList*> lists, bool inEvery) const;
+    // Puts positions in ascending order, each once.
+    void sortUnique(std::vector<quint32>& positions) const;
     // Keeps those of `positions` (ascending) that are in `list`.
     void narrow(std::vector<quint32>& positions, const PostingList& list) const;
     // Those of `candidates` whose mark has all of `marks`.
