@@ -308,24 +308,20 @@ const PostingList* SearchIndex::literalList(QStringView key) const
     return list == 0 ? nullptr : &m_lists[list];
 }
 
-std::vector<quint32> SearchIndex::positions(std::vector<const PostingList*> lists,
-                                            bool inEvery) const
+std::vector<quint32> SearchIndex::inAll(std::vector<const PostingList*> lists, quint64 marks) const
 {
-    std::vector<quint32> out;
-    if (!inEvery) {
-        for (const PostingList* list : lists)
-            list->forEach(m_frozen.data(), [&](quint32 p) { out.push_back(p); });
-        if (lists.size() > 1)
-            sortUnique(out);
-        return out;
-    }
-    // The shortest list first: the others only thin it out.
+    // The shortest list first: the others only thin it out. Reading a list costs less per entry
+    // than a mark, which lies elsewhere in memory, but a list much longer than the candidates left
+    // costs more than their marks. With every list read, the marks would rule out only the few
+    // entries that have all the keys but not together, and are left to the caller's check.
     std::sort(lists.begin(), lists.end(),
               [](const PostingList* a, const PostingList* b) { return a->size() < b->size(); });
+    std::vector<quint32> out;
     lists.front()->forEach(m_frozen.data(), [&](quint32 p) { out.push_back(p); });
-    for (size_t i = 1; i < lists.size() && !out.empty(); ++i)
-        narrow(out, *lists[i]);
-    return out;
+    size_t read = 1;
+    for (; read < lists.size() && (marks == 0 || lists[read]->size() / 4 <= out.size()); ++read)
+        narrow(out, *lists[read]);
+    return read < lists.size() ? marked(std::move(out), marks) : out;
 }
 
 void SearchIndex::sortUnique(std::vector<quint32>& positions) const
@@ -439,7 +435,7 @@ void SearchIndex::matchNames(QStringView needle, std::vector<quint32>& hits) con
     // Names are short: a plain search beats the set-up of QStringView's.
     const std::u16string_view wanted = units(needle);
     keepIf(
-        positions(lists, true),
+        inAll(std::move(lists), 0),
         [&](QStringView name) { return units(name).find(wanted) != wanted.npos; }, hits);
 }
 
@@ -484,29 +480,17 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
         quint64 marks = 0;
         for (int k = 0; k + 2 < m; ++k)
             marks |= tripleMark(threeKey(sym(k), sym(k + 1), sym(k + 2)));
-        // The marks rule out nearly every entry that lacks one of the threes: a pair's list much
-        // longer than the candidates left costs more to read than their marks. Once every pair's
-        // list is read, the marks would rule out only the few entries that have every pair but
-        // not together, and are left to the matcher.
         std::vector<quint32> candidates;
-        bool unread = true;
         if (known != nullptr) {
-            candidates = *known;
+            candidates = marked(*known, marks);
         } else {
             std::vector<const PostingList*> pairs;
             for (int k = 0; k + 1 < m; ++k)
                 pairs.push_back(pair(k, k + 1));
-            std::sort(pairs.begin(), pairs.end(), [](const PostingList* a, const PostingList* b) {
-                return a->size() < b->size();
-            });
-            candidates = positions({pairs.front()}, false);
-            size_t read = 1;
-            for (; read < pairs.size() && pairs[read]->size() / 4 <= candidates.size(); ++read)
-                narrow(candidates, *pairs[read]);
-            unread = read < pairs.size();
+            candidates = inAll(std::move(pairs), marks);
         }
         const size_t from = hits.size();
-        keepIf(unread ? marked(std::move(candidates), marks) : candidates, reads, hits);
+        keepIf(candidates, reads, hits);
         if (m == 3)
             rememberThree(first, {hits.begin() + static_cast<std::ptrdiff_t>(from), hits.end()});
         return;
@@ -557,8 +541,7 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     std::vector<quint32> candidates;
     for (const Way& way : ways) {
         const std::vector<quint32> found =
-            way.second == nullptr ? positions({way.list}, false)
-                                  : marked(positions({way.list, way.second}, true), way.marks);
+            way.second == nullptr ? inAll({way.list}, 0) : inAll({way.list, way.second}, way.marks);
         candidates.insert(candidates.end(), found.begin(), found.end());
     }
     if (ways.size() > 1)

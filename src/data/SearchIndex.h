@@ -125,8 +125,9 @@ private:
     void addUnions(std::vector<std::pair<quint32, quint32>>& links, Derived& derived);
     const PostingList* literalList(QStringView units) const;
     bool alive(quint32 position) const { return m_dead == 0 || m_alive[position]; }
-    // The positions in any of `lists`, or with `inEvery` in all of them, ascending.
-    std::vector<quint32> positions(std::vector<const PostingList*> lists, bool inEvery) const;
+    // The positions in all of `lists` whose mark has all of `marks`, ascending, or a few more
+    // that the caller's check of their names then rules out.
+    std::vector<quint32> inAll(std::vector<const PostingList*> lists, quint64 marks) const;
     // Puts positions in ascending order, each once.
     void sortUnique(std::vector<quint32>& positions) const;
     // Keeps those of `positions` (ascending) that are in `list`.
