@@ -1,5 +1,6 @@
 // How a SearchIndex fills its lists: the keys of each name, gathered and then added list by list,
-// and the lists worked out from others after a whole kind has been loaded.
+// the lists worked out from others after a whole kind has been loaded, and the entries of the
+// threes remembered from queries, kept up as entries are added.
 #include "data/PageBuffer.h"
 #include "data/SearchIndex.h"
 #include "data/SearchKeys.h"
