@@ -1,0 +1,321 @@
+// How a SearchIndex answers a query: which lists to read for it, and which names to check.
+#include "data/PinyinReadings.h"
+#include "data/SearchIndex.h"
+#include "data/SearchKeys.h"
+
+#include <algorithm>
+#include <bit>
+#include <system_error>
+#include <thread>
+
+namespace {
+
+// Fewer names than this are checked on one thread: starting another costs about as much.
+constexpr size_t ParallelChecks = 4096;
+// The longest reading ("zhuang") bounds how many query letters one character can take.
+constexpr int LongestReading = 6;
+
+std::u16string_view units(QStringView text)
+{
+    return {text.utf16(), static_cast<size_t>(text.size())};
+}
+
+int symbolOf(char c)
+{
+    return PinyinMatcher::symbol(static_cast<unsigned char>(c));
+}
+
+} // namespace
+
+using namespace SearchKeys;
+
+std::vector<quint32> SearchIndex::match(QStringView needle, const PinyinMatcher& pinyin) const
+{
+    std::vector<quint32> hits;
+    if (needle.isEmpty()) {
+        hits.reserve(static_cast<size_t>(m_positions.size()));
+        for (size_t i = 0; i < m_ids.size(); ++i) {
+            if (alive(static_cast<quint32>(i)))
+                hits.push_back(static_cast<quint32>(i));
+        }
+        return hits;
+    }
+    // A name holding a query of letters and digits also reads as it, one character each: the
+    // pinyin hits include the literal ones.
+    if (pinyin.isUsable())
+        matchPinyin(pinyin, hits);
+    else
+        matchNames(needle, hits);
+    return hits;
+}
+
+int SearchIndex::rank(quint32 position, QStringView needle, const PinyinMatcher& pinyin) const
+{
+    const QStringView name = foldedName(position);
+    const PinyinMatcher::Fit fit = pinyin.fitAtStart(name);
+    if (name == needle || fit == PinyinMatcher::Fit::Whole)
+        return 0;
+    if (name.startsWith(needle) || fit == PinyinMatcher::Fit::Prefix)
+        return 1;
+    return units(name).find(units(needle)) != std::u16string_view::npos ? 2 : 3;
+}
+
+const PostingList* SearchIndex::literalList(QStringView key) const
+{
+    if (m_lists.empty())
+        return nullptr;
+    if (key.size() == 1) {
+        const quint32 list = listFor(UnitLists + key[0].unicode());
+        return list == 0 ? nullptr : &m_lists[list];
+    }
+    const quint32 list = m_pairLists.find(bigram(key[0], key[1]));
+    return list == 0 ? nullptr : &m_lists[list];
+}
+
+std::vector<quint32> SearchIndex::inAll(std::vector<const PostingList*> lists, quint64 marks) const
+{
+    // The shortest list first: the others only thin it out. Reading a list costs less per entry
+    // than a mark, which lies elsewhere in memory, but a list much longer than the candidates left
+    // costs more than their marks. With every list read, the marks would rule out only the few
+    // entries that have all the keys but not together, and are left to the caller's check.
+    std::sort(lists.begin(), lists.end(),
+              [](const PostingList* a, const PostingList* b) { return a->size() < b->size(); });
+    std::vector<quint32> out;
+    lists.front()->forEach(m_frozen.data(), [&](quint32 p) { out.push_back(p); });
+    size_t read = 1;
+    for (; read < lists.size() && (marks == 0 || lists[read]->size() / 4 <= out.size()); ++read)
+        narrow(out, *lists[read]);
+    return read < lists.size() ? marked(std::move(out), marks) : out;
+}
+
+void SearchIndex::sortUnique(std::vector<quint32>& positions) const
+{
+    // Many positions are put in order through a bit each, which costs less than sorting them.
+    const size_t count = m_ids.size();
+    if (positions.size() < count / 16) {
+        std::sort(positions.begin(), positions.end());
+        positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+        return;
+    }
+    std::vector<quint64> bits((count + 63) / 64);
+    for (const quint32 p : positions)
+        bits[p / 64] |= quint64(1) << (p % 64);
+    positions.clear();
+    for (size_t w = 0; w < bits.size(); ++w)
+        forEachBit(bits[w], [&](int b) { positions.push_back(static_cast<quint32>(w * 64) + b); });
+}
+
+void SearchIndex::narrow(std::vector<quint32>& positions, const PostingList& list) const
+{
+    size_t at = 0;
+    size_t kept = 0;
+    list.forEach(m_frozen.data(), [&](quint32 p) {
+        while (at < positions.size() && positions[at] < p)
+            ++at;
+        if (at < positions.size() && positions[at] == p)
+            positions[kept++] = p;
+    });
+    positions.resize(kept);
+}
+
+std::vector<quint32> SearchIndex::marked(std::vector<quint32> candidates, quint64 marks) const
+{
+    std::erase_if(candidates, [&](quint32 p) { return (m_marks[p] & marks) != marks; });
+    return candidates;
+}
+
+template <typename Check>
+void SearchIndex::keepIf(const std::vector<quint32>& candidates, Check check,
+                         std::vector<quint32>& hits) const
+{
+    // Each name lies somewhere else in memory: fetching those a few candidates ahead while one is
+    // checked keeps a check from waiting on memory, which is most of its cost.
+    constexpr size_t Ahead = 8;
+    auto keep = [&](size_t from, size_t to, std::vector<quint32>& kept) {
+        kept.reserve(kept.size() + (to - from));
+        for (size_t i = from; i < to; ++i) {
+            if (i + 2 * Ahead < to)
+                PostingList::prefetch(&m_foldedStart[candidates[i + 2 * Ahead]]);
+            if (i + Ahead < to)
+                PostingList::prefetch(m_folded.constData() + m_foldedStart[candidates[i + Ahead]]);
+            const quint32 p = candidates[i];
+            if (alive(p) && check(foldedName(p)))
+                kept.push_back(p);
+        }
+    };
+    // Many candidates are checked in two halves side by side: waiting on memory, not work, is
+    // what a check costs, and two cores wait for twice as many names at once.
+    static const bool severalCores = std::thread::hardware_concurrency() > 1;
+    const size_t n = candidates.size();
+    std::vector<quint32> later;
+    std::thread helper;
+    if (n >= ParallelChecks && severalCores) {
+        try {
+            helper = std::thread([&] { keep(n / 2, n, later); });
+        } catch (const std::system_error&) {
+            // Out of threads: this one checks them all.
+        }
+    }
+    keep(0, helper.joinable() ? n / 2 : n, hits);
+    if (helper.joinable()) {
+        helper.join();
+        hits.insert(hits.end(), later.begin(), later.end());
+    }
+}
+
+void SearchIndex::keepAlive(const PostingList& list, std::vector<quint32>& hits) const
+{
+    // Written through a pointer into room made first: push_back's check of the room left cost
+    // more than zeroing it, on lists of most of a million positions.
+    const size_t from = hits.size();
+    hits.resize(from + list.size());
+    quint32* out = hits.data() + from;
+    if (m_dead == 0) {
+        list.forEach(m_frozen.data(), [&](quint32 p) { *out++ = p; });
+    } else {
+        list.forEach(m_frozen.data(), [&](quint32 p) {
+            *out = p;
+            out += m_alive[p];
+        });
+    }
+    hits.resize(static_cast<size_t>(out - hits.data()));
+}
+
+void SearchIndex::matchNames(QStringView needle, std::vector<quint32>& hits) const
+{
+    std::vector<const PostingList*> lists;
+    if (needle.size() == 1)
+        lists.push_back(literalList(needle));
+    for (qsizetype i = 0; i + 1 < needle.size(); ++i)
+        lists.push_back(literalList(needle.sliced(i, 2)));
+    // A character or pair that no name contains rules out every name.
+    if (std::find(lists.begin(), lists.end(), nullptr) != lists.end())
+        return;
+    // A list of one character or one pair holds exactly the entries that contain it.
+    if (lists.size() == 1) {
+        keepAlive(*lists.front(), hits);
+        return;
+    }
+    // Names are short: a plain search beats the set-up of QStringView's.
+    const std::u16string_view wanted = units(needle);
+    keepIf(
+        inAll(std::move(lists), 0),
+        [&](QStringView name) { return units(name).find(wanted) != wanted.npos; }, hits);
+}
+
+void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const
+{
+    if (m_lists.empty())
+        return;
+    const std::string_view q = pinyin.query();
+    const auto m = static_cast<int>(q.size());
+    // How many letters from offset k one character may take: one always (a Latin letter or an
+    // initial), more while they begin a reading.
+    auto lengths = [&](int k) {
+        std::vector<int> out{1};
+        for (int l = 2; l <= LongestReading && k + l <= m; ++l) {
+            if (!PinyinMatcher::isReadingStart(q.substr(static_cast<size_t>(k), size_t(l))))
+                break;
+            out.push_back(l);
+        }
+        return out;
+    };
+    auto sym = [&](int k) { return symbolOf(q[static_cast<size_t>(k)]); };
+    auto pair = [&](int a, int b) {
+        return &m_lists[listFor(PairLists + static_cast<quint32>(sym(a) * Symbols + sym(b)))];
+    };
+    auto reads = [&](QStringView name) { return pinyin.matches(name); };
+
+    // When no two adjacent letters begin a reading, each letter is a character of its own: the
+    // candidates have every two adjacent letters as a key and every three in their mark.
+    bool singles = m >= 3;
+    for (int k = 0; singles && k + 1 < m; ++k)
+        singles = lengths(k).size() == 1;
+    if (singles) {
+        const quint32 first = threeKey(sym(0), sym(1), sym(2));
+        const std::vector<quint32>* known = knownThree(first);
+        if (known != nullptr && m == 3) {
+            for (const quint32 p : *known) {
+                if (alive(p))
+                    hits.push_back(p);
+            }
+            return;
+        }
+        quint64 marks = 0;
+        for (int k = 0; k + 2 < m; ++k)
+            marks |= tripleMark(threeKey(sym(k), sym(k + 1), sym(k + 2)));
+        std::vector<quint32> candidates;
+        if (known != nullptr) {
+            candidates = marked(*known, marks);
+        } else {
+            std::vector<const PostingList*> pairs;
+            for (int k = 0; k + 1 < m; ++k)
+                pairs.push_back(pair(k, k + 1));
+            candidates = inAll(std::move(pairs), marks);
+        }
+        const size_t from = hits.size();
+        keepIf(candidates, reads, hits);
+        if (m == 3)
+            rememberThree(first, {hits.begin() + static_cast<std::ptrdiff_t>(from), hits.end()});
+        return;
+    }
+
+    // Every way of reading the query's first characters picks one list, or for three characters,
+    // the entries in the lists of both pairs that have the three in their mark. A way is exact
+    // when its list's key is the whole query, one letter per character.
+    struct Way {
+        const PostingList* list;
+        const PostingList* second = nullptr;
+        quint64 marks = 0;
+        bool operator==(const Way&) const = default;
+    };
+    std::vector<Way> ways;
+    bool exact = true;
+    auto take = [&](Way way, bool whole) {
+        if (std::find(ways.begin(), ways.end(), way) == ways.end())
+            ways.push_back(way);
+        exact = exact && whole;
+    };
+    for (const int first : lengths(0)) {
+        if (first == m) {
+            if (m == 1)
+                take({&m_lists[listFor(SymbolLists + static_cast<quint32>(sym(0)))]}, true);
+            else
+                take({&m_lists[listFor(
+                         ReadingStartLists +
+                         static_cast<quint32>((q[0] - 'a') * Letters + (q[1] - 'a')))]},
+                     m == 2);
+            continue;
+        }
+        for (const int second : lengths(first)) {
+            const int third = first + second;
+            if (third == m)
+                take({pair(0, first)}, m == 2);
+            else
+                take({pair(0, first), pair(first, third),
+                      tripleMark(threeKey(sym(0), sym(first), sym(third)))},
+                     false);
+        }
+    }
+
+    if (exact && ways.size() == 1) {
+        keepAlive(*ways.front().list, hits);
+        return;
+    }
+    std::vector<quint32> candidates;
+    for (const Way& way : ways) {
+        const std::vector<quint32> found =
+            way.second == nullptr ? inAll({way.list}, 0) : inAll({way.list, way.second}, way.marks);
+        candidates.insert(candidates.end(), found.begin(), found.end());
+    }
+    if (ways.size() > 1)
+        sortUnique(candidates);
+    if (exact) {
+        for (const quint32 p : candidates) {
+            if (alive(p))
+                hits.push_back(p);
+        }
+    } else {
+        keepIf(candidates, reads, hits);
+    }
+}
