@@ -48,6 +48,35 @@ std::span<const quint16> of(char32_t codePoint)
     return ids.subspan(firstIds[character], firstIds[character + 1] - firstIds[character]);
 }
 
+std::span<const char16_t> charactersOf(quint16 id)
+{
+    struct Table {
+        std::vector<quint32> from; // per syllable, one extra at the end
+        std::vector<char16_t> characters;
+    };
+    // Counted first, then placed: the characters come out ascending within each syllable.
+    static const Table table = [] {
+        Table t;
+        t.from.assign(syllables.size() + 1, 0);
+        for (size_t i = 0; i < codePoints.size() && codePoints[i] < kBmpSize; ++i) {
+            for (quint32 k = firstIds[i]; k < firstIds[i + 1]; ++k)
+                ++t.from[ids[k] + 1];
+        }
+        for (size_t s = 1; s < t.from.size(); ++s)
+            t.from[s] += t.from[s - 1];
+        t.characters.resize(t.from.back());
+        std::vector<quint32> at(t.from.begin(), t.from.end() - 1);
+        for (size_t i = 0; i < codePoints.size() && codePoints[i] < kBmpSize; ++i) {
+            for (quint32 k = firstIds[i]; k < firstIds[i + 1]; ++k)
+                t.characters[at[ids[k]]++] = static_cast<char16_t>(codePoints[i]);
+        }
+        return t;
+    }();
+    if (id >= syllables.size())
+        return {};
+    return std::span(table.characters).subspan(table.from[id], table.from[id + 1] - table.from[id]);
+}
+
 std::string_view syllable(quint16 id)
 {
     return id < syllables.size() ? syllables[id] : std::string_view();

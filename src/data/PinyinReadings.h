@@ -10,6 +10,8 @@
 namespace PinyinReadings {
 // Syllable ids of the character's readings, most common first; empty for a character without any.
 std::span<const quint16> of(char32_t codePoint);
+// The characters in the BMP with the reading of that id, ascending.
+std::span<const char16_t> charactersOf(quint16 id);
 // The syllable with that id ("zhuang"); ids follow the syllables' alphabetical order.
 std::string_view syllable(quint16 id);
 int syllableCount();

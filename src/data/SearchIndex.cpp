@@ -89,6 +89,7 @@ void SearchIndex::squeeze()
         column->shrink_to_fit();
     m_foldedStart.shrink_to_fit();
     m_marks.shrink_to_fit();
+    m_oddNames.shrink_to_fit();
     m_nameForms.shrink_to_fit();
     m_capitals.shrink_to_fit();
     m_pendingKeys = std::vector<quint64>();

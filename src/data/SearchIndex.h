@@ -11,6 +11,7 @@
 #include <QStringView>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <vector>
 
 // The searchable names of one kind of material, held in memory, so that a keystroke needs no
@@ -141,6 +142,12 @@ private:
     void keepAlive(const PostingList& list, std::vector<quint32>& hits) const;
     void matchNames(QStringView needle, std::vector<quint32>& hits) const;
     void matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const;
+    // The entries holding a character that reads `first` (one that starts with it, or for one
+    // letter, the letter itself) and, unless `second` is empty, right after it one that reads
+    // `second`, both in the BMP, through the lists of those units or pairs of units. Nothing when
+    // there are too many pairs to look up. Ascending; dead entries included.
+    std::optional<std::vector<quint32>> readAsUnits(std::string_view first,
+                                                    std::string_view second) const;
     void compactIfWorthIt();
     QStringView foldedName(quint32 position) const;
 
@@ -157,6 +164,10 @@ private:
     std::vector<bool> m_alive; // cleared for entries that were replaced or removed
     // Per entry, the bits of SearchKeys::tripleMark for each three adjacent characters' letters.
     std::vector<quint64> m_marks;
+    // The entries with two characters read one after the other that are not two adjacent units
+    // of the BMP (whitespace between, or a character beyond it), or one character beyond it with
+    // readings: readAsUnits() cannot find them.
+    std::vector<quint32> m_oddNames;
     // The entries of the threes last asked for by three initials: the names are checked once,
     // and agents type the same initials again and again. Those of entries added later join
     // them; the entries of replaced ones are dropped by their flag when read.

@@ -40,15 +40,28 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
     quint64 before = 0;
     quint64 last = 0;
     bool lastDerived = false;
+    // Whether the entry has a pair that no pair of adjacent units holds: across whitespace, or
+    // with a character beyond the BMP. Two Latin letters or digits never count: a query's part of
+    // more than one letter is a reading, so the pairs read through units always have a character
+    // with readings.
+    bool lastInBmp = false; // and nothing passed over since
+    bool lastOwn = false;   // a letter or digit
+    bool odd = false;
     quint64 marks = 0;
     std::vector<quint16> spill;
     PinyinMatcher::forEachCodePoint(foldedName, [&](char32_t c) {
         const quint64 starts = PinyinMatcher::startSymbols(c);
         if (starts == 0 && QChar::isSpace(c)) {
             lastDerived = false;
+            lastInBmp = false;
             return true;
         }
-        const bool derived = m_loading && c <= 0xFFFF;
+        const bool inBmp = c <= 0xFFFF;
+        const bool own = PinyinMatcher::symbol(c) >= 0;
+        odd = odd || (starts != 0 && (!inBmp || (last != 0 && !lastInBmp && !(own && lastOwn))));
+        lastInBmp = inBmp;
+        lastOwn = own;
+        const bool derived = m_loading && inBmp;
         const bool pairDerived = derived && lastDerived;
         forEachBit(starts, [&](int a) {
             if (!derived)
@@ -75,6 +88,8 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
         return true;
     });
     m_marks.push_back(marks);
+    if (odd)
+        m_oddNames.push_back(position);
 }
 
 void SearchIndex::keepUpThree(quint32 three, quint32 position)

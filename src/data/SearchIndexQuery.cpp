@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
+#include <ranges>
 #include <system_error>
 #include <thread>
 
@@ -23,6 +25,28 @@ std::u16string_view units(QStringView text)
 int symbolOf(char c)
 {
     return PinyinMatcher::symbol(static_cast<unsigned char>(c));
+}
+
+// The characters of the BMP a query's part may stand for: those with a reading that starts with
+// it and, for one letter or digit, itself.
+std::vector<char16_t> readers(std::string_view letters)
+{
+    std::vector<char16_t> out;
+    if (letters.size() == 1)
+        out.push_back(static_cast<char16_t>(letters[0]));
+    // Ids follow the syllables' alphabetical order: those that start with the letters are a run.
+    const auto ids = std::views::iota(0, PinyinReadings::syllableCount());
+    const auto syllable = [](int id) { return PinyinReadings::syllable(static_cast<quint16>(id)); };
+    for (auto id = std::ranges::lower_bound(ids, letters, {}, syllable);
+         id != ids.end() && syllable(*id).starts_with(letters); ++id) {
+        const std::span<const char16_t> characters =
+            PinyinReadings::charactersOf(static_cast<quint16>(*id));
+        out.insert(out.end(), characters.begin(), characters.end());
+    }
+    // A character may have two of the readings.
+    std::sort(out.begin(), out.end());
+    out.erase(std::unique(out.begin(), out.end()), out.end());
+    return out;
 }
 
 } // namespace
@@ -261,61 +285,132 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     }
 
     // Every way of reading the query's first characters picks one list, or for three characters,
-    // the entries in the lists of both pairs that have the three in their mark. A way is exact
-    // when its list's key is the whole query, one letter per character.
+    // the entries in the lists of both pairs that have the three in their mark, whose names are
+    // then checked. A list is exact when its key is the whole query, one letter per character.
+    // A query read whole by one or two characters is found through the lists of the units or pairs
+    // of units that read it when they are few, which hold exactly the hits: every name with both
+    // initials of "tuihuo" next to each other would otherwise be checked.
     struct Way {
         const PostingList* list;
         const PostingList* second = nullptr;
         quint64 marks = 0;
+        int firstLetters = 0; // for readAsUnits(): the first character's part of the query
+        bool exact = false;
         bool operator==(const Way&) const = default;
     };
     std::vector<Way> ways;
-    bool exact = true;
-    auto take = [&](Way way, bool whole) {
+    auto take = [&](Way way) {
         if (std::find(ways.begin(), ways.end(), way) == ways.end())
             ways.push_back(way);
-        exact = exact && whole;
     };
     for (const int first : lengths(0)) {
         if (first == m) {
             if (m == 1)
-                take({&m_lists[listFor(SymbolLists + static_cast<quint32>(sym(0)))]}, true);
+                take({.list = &m_lists[listFor(SymbolLists + static_cast<quint32>(sym(0)))],
+                      .exact = true});
             else
-                take({&m_lists[listFor(
-                         ReadingStartLists +
-                         static_cast<quint32>((q[0] - 'a') * Letters + (q[1] - 'a')))]},
-                     m == 2);
+                take({.list = &m_lists[listFor(
+                          ReadingStartLists +
+                          static_cast<quint32>((q[0] - 'a') * Letters + (q[1] - 'a')))],
+                      .firstLetters = m > 2 ? m : 0,
+                      .exact = m == 2});
             continue;
         }
         for (const int second : lengths(first)) {
             const int third = first + second;
             if (third == m)
-                take({pair(0, first)}, m == 2);
+                take({.list = pair(0, first), .firstLetters = m > 2 ? first : 0, .exact = m == 2});
             else
-                take({pair(0, first), pair(first, third),
-                      tripleMark(threeKey(sym(0), sym(first), sym(third)))},
-                     false);
+                take({.list = pair(0, first),
+                      .second = pair(first, third),
+                      .marks = tripleMark(threeKey(sym(0), sym(first), sym(third)))});
         }
     }
 
-    if (exact && ways.size() == 1) {
+    if (ways.size() == 1 && ways.front().exact) {
         keepAlive(*ways.front().list, hits);
         return;
     }
-    std::vector<quint32> candidates;
+    std::vector<quint32> sure;  // hits
+    std::vector<quint32> maybe; // names to check
+    int sureWays = 0;
+    int maybeWays = 0;
+    auto add = [](std::vector<quint32>& to, const std::vector<quint32>& found, int& lists) {
+        to.insert(to.end(), found.begin(), found.end());
+        lists += !found.empty();
+    };
     for (const Way& way : ways) {
+        if (way.firstLetters > 0) {
+            const auto first = static_cast<size_t>(way.firstLetters);
+            if (const auto read = readAsUnits(q.substr(0, first), q.substr(first))) {
+                add(sure, *read, sureWays);
+                // The names readAsUnits() cannot see are checked among the way's list.
+                if (!m_oddNames.empty()) {
+                    std::vector<quint32> odd = m_oddNames;
+                    narrow(odd, *way.list);
+                    add(maybe, odd, maybeWays);
+                }
+                continue;
+            }
+        }
         const std::vector<quint32> found =
             way.second == nullptr ? inAll({way.list}, 0) : inAll({way.list, way.second}, way.marks);
-        candidates.insert(candidates.end(), found.begin(), found.end());
+        add(way.exact ? sure : maybe, found, way.exact ? sureWays : maybeWays);
     }
-    if (ways.size() > 1)
-        sortUnique(candidates);
-    if (exact) {
-        for (const quint32 p : candidates) {
-            if (alive(p))
-                hits.push_back(p);
+    if (sureWays > 1)
+        sortUnique(sure);
+    if (maybeWays > 1)
+        sortUnique(maybe);
+    if (!sure.empty() && !maybe.empty()) {
+        // What is found already needs no check.
+        std::erase_if(maybe,
+                      [&](quint32 p) { return std::binary_search(sure.begin(), sure.end(), p); });
+    }
+    std::erase_if(sure, [&](quint32 p) { return !alive(p); });
+    std::vector<quint32> checked;
+    keepIf(maybe, reads, checked);
+    const size_t from = hits.size();
+    hits.resize(from + sure.size() + checked.size());
+    std::merge(sure.begin(), sure.end(), checked.begin(), checked.end(),
+               hits.begin() + static_cast<std::ptrdiff_t>(from));
+}
+
+std::optional<std::vector<quint32>> SearchIndex::readAsUnits(std::string_view first,
+                                                             std::string_view second) const
+{
+    // Of the thousand or so characters that read a letter, or the hundred that read a syllable,
+    // a library holds a few: those are found through the lists of single units, and only their
+    // pairs are looked up, each at a few tens of nanoseconds. Past this many, checking the names
+    // of a list of initials costs less.
+    constexpr size_t MostPairs = 4096;
+    auto occurring = [&](std::string_view letters) {
+        std::vector<std::pair<char16_t, quint32>> out; // (unit, its list)
+        for (const char16_t u : readers(letters)) {
+            if (const quint32 list = listFor(UnitLists + u); list != 0)
+                out.emplace_back(u, list);
         }
+        return out;
+    };
+    const std::vector<std::pair<char16_t, quint32>> firsts = occurring(first);
+    std::vector<const PostingList*> lists;
+    if (second.empty()) {
+        for (const auto& [u, list] : firsts)
+            lists.push_back(&m_lists[list]);
     } else {
-        keepIf(candidates, reads, hits);
+        const std::vector<std::pair<char16_t, quint32>> seconds = occurring(second);
+        if (firsts.size() * seconds.size() > MostPairs)
+            return std::nullopt;
+        for (const auto& [a, aList] : firsts) {
+            for (const auto& [b, bList] : seconds) {
+                if (const quint32 list = m_pairLists.find(bigram(QChar(a), QChar(b))); list != 0)
+                    lists.push_back(&m_lists[list]);
+            }
+        }
     }
+    std::vector<quint32> out;
+    for (const PostingList* list : lists)
+        list->forEach(m_frozen.data(), [&](quint32 p) { out.push_back(p); });
+    if (lists.size() > 1)
+        sortUnique(out);
+    return out;
 }

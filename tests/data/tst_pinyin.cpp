@@ -135,13 +135,27 @@ private slots:
         }
         QVERIFY(PinyinReadings::syllable(static_cast<quint16>(count)).empty());
         int characters = 0;
+        size_t bmpReadings = 0;
         for (char32_t codePoint = 0; codePoint <= 0x10FFFF; ++codePoint) {
             const std::span<const quint16> ids = PinyinReadings::of(codePoint);
             characters += !ids.empty();
             QVERIFY(std::all_of(ids.begin(), ids.end(), [&](quint16 id) { return id < count; }));
+            if (codePoint > 0xFFFF)
+                continue;
+            bmpReadings += ids.size();
+            // Each reading lists the character back.
+            for (const quint16 id : ids) {
+                const std::span<const char16_t> back = PinyinReadings::charactersOf(id);
+                QVERIFY(std::binary_search(back.begin(), back.end(), char16_t(codePoint)));
+            }
         }
         // Unihan gives some 41,000 characters, in and beyond the BMP, a Mandarin reading.
         QVERIFY2(characters > 41000, QByteArray::number(characters).constData());
+        // ... and no reading lists a character that lacks it.
+        size_t listed = 0;
+        for (int id = 0; id < count; ++id)
+            listed += PinyinReadings::charactersOf(static_cast<quint16>(id)).size();
+        QCOMPARE(listed, bmpReadings);
     }
 
     void positionsOfHandMadeTable_data()
