@@ -43,7 +43,9 @@ QString SearchIndex::fold(QStringView text)
 
 void SearchIndex::clear()
 {
+    const int lookups = m_mostLookups;
     *this = SearchIndex();
+    m_mostLookups = lookups;
 }
 
 void SearchIndex::reserve(qsizetype entries, qsizetype characters)
@@ -90,6 +92,7 @@ void SearchIndex::squeeze()
     m_foldedStart.shrink_to_fit();
     m_marks.shrink_to_fit();
     m_oddNames.shrink_to_fit();
+    m_spacedNames.shrink_to_fit();
     m_nameForms.shrink_to_fit();
     m_capitals.shrink_to_fit();
     m_pendingKeys = std::vector<quint64>();
@@ -255,6 +258,7 @@ void SearchIndex::compactIfWorthIt()
     if (m_dead < 1024 || m_dead * 4 < static_cast<qsizetype>(m_ids.size()))
         return;
     SearchIndex fresh;
+    fresh.m_mostLookups = m_mostLookups;
     const qsizetype live = m_positions.size();
     fresh.reserve(live, m_folded.size());
     for (size_t i = 0; i < m_ids.size(); ++i) {

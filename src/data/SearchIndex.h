@@ -94,6 +94,11 @@ public:
     {
         return match(foldedNeedle, PinyinMatcher(foldedNeedle));
     }
+    // How many pairs of characters one query may look up to find its hits through the lists of
+    // pairs of units (matchRuns(), readAsUnits()). Each costs a few tens of nanoseconds; past
+    // the default, checking the names in the lists of initials costs less. 0 reads every query
+    // of more than one character through those, as the tests do to compare both ways.
+    void setMostLookups(int lookups) { m_mostLookups = lookups; }
     // How well a hit of match() fits its needle, best first: 0 the whole name, 1 its start, 2 the
     // needle found literally further in, 3 read in pinyin further in.
     int rank(quint32 position, QStringView foldedNeedle, const PinyinMatcher& pinyin) const;
@@ -126,6 +131,13 @@ private:
     void addUnions(std::vector<std::pair<quint32, quint32>>& links, Derived& derived);
     const PostingList* literalList(QStringView units) const;
     bool alive(quint32 position) const { return m_dead == 0 || m_alive[position]; }
+    bool holds(char16_t unit) const
+    {
+        return !m_unitsHeld.empty() && (m_unitsHeld[unit / 64] >> (unit % 64)) & 1;
+    }
+    // The characters of the BMP that some name holds and that may stand for a query's part: those
+    // with a reading that starts with it and, for one letter or digit, itself. Ascending.
+    std::vector<char16_t> heldReaders(std::string_view letters) const;
     // The positions in all of `lists` whose mark has all of `marks`, ascending, or a few more
     // that the caller's check of their names then rules out.
     std::vector<quint32> inAll(std::vector<const PostingList*> lists, quint64 marks) const;
@@ -142,6 +154,11 @@ private:
     void keepAlive(const PostingList& list, std::vector<quint32>& hits) const;
     void matchNames(QStringView needle, std::vector<quint32>& hits) const;
     void matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const;
+    // Finds the hits of a query of three letters or more as the names that hold a run of
+    // characters that reads it, found through the lists of the pairs of adjacent units in it,
+    // when the characters that may read its parts are few in this index. False, with nothing
+    // added, when they are not.
+    bool matchRuns(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const;
     // The entries holding a character that reads `first` (one that starts with it, or for one
     // letter, the letter itself) and, unless `second` is empty, right after it one that reads
     // `second`, both in the BMP, through the lists of those units or pairs of units. Nothing when
@@ -166,8 +183,15 @@ private:
     std::vector<quint64> m_marks;
     // The entries with two characters read one after the other that are not two adjacent units
     // of the BMP (whitespace between, or a character beyond it), or one character beyond it with
-    // readings: readAsUnits() cannot find them.
+    // readings: reading through units cannot find them. A query's part of more than one letter is
+    // a reading, so readAsUnits() always has a character with readings in its pairs; matchRuns()
+    // also has pairs of two letters or digits, and needs the others, with whitespace between two
+    // of those alone, kept apart because English names are full of them.
     std::vector<quint32> m_oddNames;
+    std::vector<quint32> m_spacedNames;
+    // A bit per UTF-16 unit that some name added holds: of the characters that may read a part
+    // of a query, the few a library has are found here in a few kilobytes.
+    std::vector<quint64> m_unitsHeld;
     // The entries of the threes last asked for by three initials: the names are checked once,
     // and agents type the same initials again and again. Those of entries added later join
     // them; the entries of replaced ones are dropped by their flag when read.
@@ -206,4 +230,5 @@ private:
     qsizetype m_dead = 0;
     quint32 m_idOrdered = 0;
     bool m_loading = false; // between beginLoad() and squeeze()
+    int m_mostLookups = 4096;
 };

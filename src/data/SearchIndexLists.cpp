@@ -17,8 +17,12 @@ void SearchIndex::beginLoad()
 
 void SearchIndex::addLiteralKeys(quint32 position, QStringView foldedName)
 {
+    if (m_unitsHeld.empty())
+        m_unitsHeld.resize(0x10000 / 64);
     for (qsizetype i = 0; i < foldedName.size(); ++i) {
-        m_pendingKeys.push_back(keyed(UnitLists + foldedName[i].unicode(), position));
+        const char16_t u = foldedName[i].unicode();
+        m_unitsHeld[u / 64] |= quint64(1) << (u % 64);
+        m_pendingKeys.push_back(keyed(UnitLists + u, position));
         if (i + 1 < foldedName.size()) {
             const quint32 pair = bigram(foldedName[i], foldedName[i + 1]);
             quint32 pairList = m_pairLists.find(pair);
@@ -41,12 +45,12 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
     quint64 last = 0;
     bool lastDerived = false;
     // Whether the entry has a pair that no pair of adjacent units holds: across whitespace, or
-    // with a character beyond the BMP. Two Latin letters or digits never count: a query's part of
-    // more than one letter is a reading, so the pairs read through units always have a character
-    // with readings.
+    // with a character beyond the BMP; and whether it has one only of two letters or digits
+    // across whitespace, which are many in English and matter to fewer queries.
     bool lastInBmp = false; // and nothing passed over since
     bool lastOwn = false;   // a letter or digit
     bool odd = false;
+    bool spaced = false;
     quint64 marks = 0;
     std::vector<quint16> spill;
     PinyinMatcher::forEachCodePoint(foldedName, [&](char32_t c) {
@@ -58,7 +62,11 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
         }
         const bool inBmp = c <= 0xFFFF;
         const bool own = PinyinMatcher::symbol(c) >= 0;
-        odd = odd || (starts != 0 && (!inBmp || (last != 0 && !lastInBmp && !(own && lastOwn))));
+        if (starts != 0 && (!inBmp || (last != 0 && !lastInBmp))) {
+            const bool letters = inBmp && own && lastOwn;
+            odd = odd || !letters;
+            spaced = spaced || letters;
+        }
         lastInBmp = inBmp;
         lastOwn = own;
         const bool derived = m_loading && inBmp;
@@ -90,6 +98,8 @@ void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)
     m_marks.push_back(marks);
     if (odd)
         m_oddNames.push_back(position);
+    else if (spaced)
+        m_spacedNames.push_back(position);
 }
 
 void SearchIndex::keepUpThree(quint32 three, quint32 position)

@@ -27,25 +27,17 @@ int symbolOf(char c)
     return PinyinMatcher::symbol(static_cast<unsigned char>(c));
 }
 
-// The characters of the BMP a query's part may stand for: those with a reading that starts with
-// it and, for one letter or digit, itself.
-std::vector<char16_t> readers(std::string_view letters)
+// How many letters from offset k of a query one character may take: one always (a Latin letter
+// or an initial), more while they begin a reading.
+std::vector<int> partLengths(std::string_view query, int k)
 {
-    std::vector<char16_t> out;
-    if (letters.size() == 1)
-        out.push_back(static_cast<char16_t>(letters[0]));
-    // Ids follow the syllables' alphabetical order: those that start with the letters are a run.
-    const auto ids = std::views::iota(0, PinyinReadings::syllableCount());
-    const auto syllable = [](int id) { return PinyinReadings::syllable(static_cast<quint16>(id)); };
-    for (auto id = std::ranges::lower_bound(ids, letters, {}, syllable);
-         id != ids.end() && syllable(*id).starts_with(letters); ++id) {
-        const std::span<const char16_t> characters =
-            PinyinReadings::charactersOf(static_cast<quint16>(*id));
-        out.insert(out.end(), characters.begin(), characters.end());
+    std::vector<int> out{1};
+    const auto m = static_cast<int>(query.size());
+    for (int l = 2; l <= LongestReading && k + l <= m; ++l) {
+        if (!PinyinMatcher::isReadingStart(query.substr(static_cast<size_t>(k), size_t(l))))
+            break;
+        out.push_back(l);
     }
-    // A character may have two of the readings.
-    std::sort(out.begin(), out.end());
-    out.erase(std::unique(out.begin(), out.end()), out.end());
     return out;
 }
 
@@ -114,9 +106,10 @@ std::vector<quint32> SearchIndex::inAll(std::vector<const PostingList*> lists, q
 
 void SearchIndex::sortUnique(std::vector<quint32>& positions) const
 {
-    // Many positions are put in order through a bit each, which costs less than sorting them.
+    // Many positions are put in order through a bit each: a pass over the bits of the whole index
+    // costs less than sorting a few thousand of them.
     const size_t count = m_ids.size();
-    if (positions.size() < count / 16) {
+    if (positions.size() < count / 256) {
         std::sort(positions.begin(), positions.end());
         positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
         return;
@@ -233,17 +226,7 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
         return;
     const std::string_view q = pinyin.query();
     const auto m = static_cast<int>(q.size());
-    // How many letters from offset k one character may take: one always (a Latin letter or an
-    // initial), more while they begin a reading.
-    auto lengths = [&](int k) {
-        std::vector<int> out{1};
-        for (int l = 2; l <= LongestReading && k + l <= m; ++l) {
-            if (!PinyinMatcher::isReadingStart(q.substr(static_cast<size_t>(k), size_t(l))))
-                break;
-            out.push_back(l);
-        }
-        return out;
-    };
+    auto lengths = [&](int k) { return partLengths(q, k); };
     auto sym = [&](int k) { return symbolOf(q[static_cast<size_t>(k)]); };
     auto pair = [&](int a, int b) {
         return &m_lists[listFor(PairLists + static_cast<quint32>(sym(a) * Symbols + sym(b)))];
@@ -255,16 +238,23 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     bool singles = m >= 3;
     for (int k = 0; singles && k + 1 < m; ++k)
         singles = lengths(k).size() == 1;
-    if (singles) {
-        const quint32 first = threeKey(sym(0), sym(1), sym(2));
-        const std::vector<quint32>* known = knownThree(first);
-        if (known != nullptr && m == 3) {
-            for (const quint32 p : *known) {
-                if (alive(p))
-                    hits.push_back(p);
-            }
-            return;
+    const quint32 firstThree = singles ? threeKey(sym(0), sym(1), sym(2)) : 0;
+    const std::vector<quint32>* known = singles ? knownThree(firstThree) : nullptr;
+    if (known != nullptr && m == 3) {
+        for (const quint32 p : *known) {
+            if (alive(p))
+                hits.push_back(p);
         }
+        return;
+    }
+    const size_t from = hits.size();
+    if (m >= 3 && matchRuns(pinyin, hits)) {
+        if (singles && m == 3)
+            rememberThree(firstThree,
+                          {hits.begin() + static_cast<std::ptrdiff_t>(from), hits.end()});
+        return;
+    }
+    if (singles) {
         quint64 marks = 0;
         for (int k = 0; k + 2 < m; ++k)
             marks |= tripleMark(threeKey(sym(k), sym(k + 1), sym(k + 2)));
@@ -277,10 +267,10 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
                 pairs.push_back(pair(k, k + 1));
             candidates = inAll(std::move(pairs), marks);
         }
-        const size_t from = hits.size();
         keepIf(candidates, reads, hits);
         if (m == 3)
-            rememberThree(first, {hits.begin() + static_cast<std::ptrdiff_t>(from), hits.end()});
+            rememberThree(firstThree,
+                          {hits.begin() + static_cast<std::ptrdiff_t>(from), hits.end()});
         return;
     }
 
@@ -369,7 +359,6 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     std::erase_if(sure, [&](quint32 p) { return !alive(p); });
     std::vector<quint32> checked;
     keepIf(maybe, reads, checked);
-    const size_t from = hits.size();
     hits.resize(from + sure.size() + checked.size());
     std::merge(sure.begin(), sure.end(), checked.begin(), checked.end(),
                hits.begin() + static_cast<std::ptrdiff_t>(from));
@@ -379,16 +368,11 @@ std::optional<std::vector<quint32>> SearchIndex::readAsUnits(std::string_view fi
                                                              std::string_view second) const
 {
     // Of the thousand or so characters that read a letter, or the hundred that read a syllable,
-    // a library holds a few: those are found through the lists of single units, and only their
-    // pairs are looked up, each at a few tens of nanoseconds. Past this many, checking the names
-    // of a list of initials costs less.
-    constexpr size_t MostPairs = 4096;
+    // a library holds a few: only their pairs are looked up.
     auto occurring = [&](std::string_view letters) {
         std::vector<std::pair<char16_t, quint32>> out; // (unit, its list)
-        for (const char16_t u : readers(letters)) {
-            if (const quint32 list = listFor(UnitLists + u); list != 0)
-                out.emplace_back(u, list);
-        }
+        for (const char16_t u : heldReaders(letters))
+            out.emplace_back(u, listFor(UnitLists + u));
         return out;
     };
     const std::vector<std::pair<char16_t, quint32>> firsts = occurring(first);
@@ -398,7 +382,7 @@ std::optional<std::vector<quint32>> SearchIndex::readAsUnits(std::string_view fi
             lists.push_back(&m_lists[list]);
     } else {
         const std::vector<std::pair<char16_t, quint32>> seconds = occurring(second);
-        if (firsts.size() * seconds.size() > MostPairs)
+        if (firsts.size() * seconds.size() > static_cast<size_t>(m_mostLookups))
             return std::nullopt;
         for (const auto& [a, aList] : firsts) {
             for (const auto& [b, bList] : seconds) {
@@ -413,4 +397,117 @@ std::optional<std::vector<quint32>> SearchIndex::readAsUnits(std::string_view fi
     if (lists.size() > 1)
         sortUnique(out);
     return out;
+}
+
+std::vector<char16_t> SearchIndex::heldReaders(std::string_view letters) const
+{
+    std::vector<char16_t> out;
+    if (letters.size() == 1 && holds(static_cast<char16_t>(letters[0])))
+        out.push_back(static_cast<char16_t>(letters[0]));
+    // Ids follow the syllables' alphabetical order: those that start with the letters are a run.
+    const auto ids = std::views::iota(0, PinyinReadings::syllableCount());
+    const auto syllable = [](int id) { return PinyinReadings::syllable(static_cast<quint16>(id)); };
+    for (auto id = std::ranges::lower_bound(ids, letters, {}, syllable);
+         id != ids.end() && syllable(*id).starts_with(letters); ++id) {
+        for (const char16_t u : PinyinReadings::charactersOf(static_cast<quint16>(*id))) {
+            if (holds(u))
+                out.push_back(u);
+        }
+    }
+    // A character may have two of the readings.
+    std::sort(out.begin(), out.end());
+    out.erase(std::unique(out.begin(), out.end()), out.end());
+    return out;
+}
+
+bool SearchIndex::matchRuns(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const
+{
+    constexpr size_t MostRuns = 1024;
+    // Names that the runs cannot see are checked one by one: many of them, and the lists of
+    // initials do better.
+    if (m_oddNames.size() + m_spacedNames.size() > static_cast<size_t>(m_mostLookups))
+        return false;
+    const std::string_view q = pinyin.query();
+    const auto m = static_cast<int>(q.size());
+    // The characters that may stand for the part of the query at an offset, of a length, worked
+    // out when first needed.
+    std::vector<std::optional<std::vector<char16_t>>> standIns(
+        static_cast<size_t>(m * (LongestReading + 1)));
+    auto standInsFor = [&](int k, int l) -> const std::vector<char16_t>& {
+        std::optional<std::vector<char16_t>>& known =
+            standIns[static_cast<size_t>(k * (LongestReading + 1) + l)];
+        if (!known)
+            known = heldReaders(q.substr(static_cast<size_t>(k), size_t(l)));
+        return *known;
+    };
+    // Every run of characters that reads the query and whose adjacent pairs some name holds,
+    // depth first from the query's start.
+    std::vector<std::u16string> runs;
+    std::u16string run;
+    int lookups = 0;
+    auto extend = [&](auto& self, int k) -> bool {
+        if (k == m) {
+            runs.push_back(run);
+            return runs.size() <= MostRuns;
+        }
+        for (const int l : partLengths(q, k)) {
+            for (const char16_t c : standInsFor(k, l)) {
+                if (!run.empty()) {
+                    if (++lookups > m_mostLookups)
+                        return false;
+                    if (m_pairLists.find(bigram(QChar(run.back()), QChar(c))) == 0)
+                        continue;
+                }
+                run.push_back(c);
+                const bool more = self(self, k + l);
+                run.pop_back();
+                if (!more)
+                    return false;
+            }
+        }
+        return true;
+    };
+    if (!extend(extend, 0))
+        return false;
+    // Two ways of reading may give the same run, Latin letters above all.
+    std::sort(runs.begin(), runs.end());
+    runs.erase(std::unique(runs.begin(), runs.end()), runs.end());
+
+    std::vector<quint32> found;
+    for (const std::u16string& r : runs) {
+        const QStringView text(r.data(), static_cast<qsizetype>(r.size()));
+        if (text.size() <= 2) {
+            literalList(text)->forEach(m_frozen.data(), [&](quint32 p) { found.push_back(p); });
+            continue;
+        }
+        std::vector<const PostingList*> pairs;
+        for (qsizetype i = 0; i + 1 < text.size(); ++i)
+            pairs.push_back(literalList(text.sliced(i, 2)));
+        keepIf(
+            inAll(std::move(pairs), 0),
+            [&](QStringView name) { return units(name).find(r) != std::u16string_view::npos; },
+            found);
+    }
+    if (runs.size() > 1)
+        sortUnique(found);
+    std::erase_if(found, [&](quint32 p) { return !alive(p); });
+
+    // The runs are read through pairs of adjacent units: the names with a pair that is not are
+    // checked among those with a character that starts the query.
+    std::vector<quint32> checked;
+    if (!m_oddNames.empty() || !m_spacedNames.empty()) {
+        std::vector<quint32> odd(m_oddNames.size() + m_spacedNames.size());
+        std::merge(m_oddNames.begin(), m_oddNames.end(), m_spacedNames.begin(), m_spacedNames.end(),
+                   odd.begin());
+        narrow(odd, m_lists[listFor(SymbolLists + static_cast<quint32>(symbolOf(q[0])))]);
+        std::erase_if(odd,
+                      [&](quint32 p) { return std::binary_search(found.begin(), found.end(), p); });
+        keepIf(
+            odd, [&](QStringView name) { return pinyin.matches(name); }, checked);
+    }
+    const size_t from = hits.size();
+    hits.resize(from + found.size() + checked.size());
+    std::merge(found.begin(), found.end(), checked.begin(), checked.end(),
+               hits.begin() + static_cast<std::ptrdiff_t>(from));
+    return true;
 }

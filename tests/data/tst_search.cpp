@@ -91,6 +91,7 @@ private slots:
     void followsOtherConnections();
     void namesReadAsTheDriverReadsThem();
     void typeFilterAndRows();
+    void indexAgreesWithPlainScan_data();
     void indexAgreesWithPlainScan();
     void hitsClearedOnlyWhenAsked();
     void stableOrderAgreesWithComparisonSort();
@@ -345,6 +346,13 @@ void TestSearch::pinyinFit()
     QCOMPARE(fits.at(int(pinyin.fit(name))), row[2]);
     QCOMPARE(pinyin.matches(name), row[2] != "none");
     QCOMPARE(PlainPinyinRule::matches(row[0], row[1]), row[2] != "none");
+    // The index finds the same, whichever lists it reads.
+    for (const int lookups : {4096, 0}) {
+        SearchIndex index;
+        index.setMostLookups(lookups);
+        index.upsert(source(1, row[0]));
+        QCOMPARE(found(index, row[1]).size(), row[2] != "none" ? 1 : 0);
+    }
 }
 
 void TestSearch::bestMatchFirst()
@@ -376,8 +384,19 @@ void TestSearch::bestMatchFirst()
              (QStringList{"保修", "冰箱", "bx型号", "保修期限", "型号bx", "延长保修"}));
 }
 
+void TestSearch::indexAgreesWithPlainScan_data()
+{
+    // The index finds a query through runs of the characters that read it where those are few,
+    // through lists of initials and name checks otherwise: both must agree with the rule.
+    QTest::addColumn<int>("mostLookups");
+    QTest::newRow("runs where they are few") << 4096;
+    QTest::newRow("runs of few pairs, then pairs of two characters") << 6;
+    QTest::newRow("lists of initials only") << 0;
+}
+
 void TestSearch::indexAgreesWithPlainScan()
 {
+    QFETCH(int, mostLookups);
     // The index's one test: thousands of additions, replacements and removals, with compactions
     // among them, each checked against the rule written plainly. Few characters, most of them
     // with several readings, make repeated characters, shared keys and partial readings frequent;
@@ -430,6 +449,7 @@ void TestSearch::indexAgreesWithPlainScan()
                 initials << QString(a) + b + c;
 
     SearchIndex index;
+    index.setMostLookups(mostLookups);
     QList<qint64> order; // ids in the order they were last added
     QHash<qint64, QString> rows;
     // The first query on which the index and the plain rule disagree.
