@@ -19,7 +19,9 @@
 // the shortest lists the query allows rather than all the text: a character and a pair of
 // adjacent characters for literal queries; for pinyin, the letters the names' characters may start
 // with, alone and in twos of adjacent characters, and the first two letters of readings. Threes of
-// adjacent characters' letters are marked per entry instead of listed.
+// adjacent characters' letters are marked per entry instead of listed. A pinyin query is first
+// tried as the runs of characters this index holds that read it, found through the lists of
+// literal pairs: then no name is checked but for the run itself.
 class SearchIndex {
 public:
     struct Source {
@@ -96,8 +98,8 @@ public:
     }
     // How many pairs of characters one query may look up to find its hits through the lists of
     // pairs of units (matchRuns(), readAsUnits()). Each costs a few tens of nanoseconds; past
-    // the default, checking the names in the lists of initials costs less. 0 reads every query
-    // of more than one character through those, as the tests do to compare both ways.
+    // the default, checking the names in the lists of initials costs less. With 0, queries are
+    // read through those lists and names alone, as the tests do to compare both ways.
     void setMostLookups(int lookups) { m_mostLookups = lookups; }
     // How well a hit of match() fits its needle, best first: 0 the whole name, 1 its start, 2 the
     // needle found literally further in, 3 read in pinyin further in.
