@@ -1,6 +1,7 @@
 #include "LibraryGenerator.h"
 
 #include <QElapsedTimer>
+#include <QStringDecoder>
 #include <QTextStream>
 #include <algorithm>
 #include <iterator>
@@ -295,6 +296,28 @@ Result<QList<qint64>> LibraryGenerator::insertCategories(Table table, const QStr
     });
 }
 
+QString LibraryGenerator::wideTerm()
+{
+    if (!m_sizes.wide)
+        return {};
+    // GB2312's first level: rows B0 to D7 of 94 characters each, the last row ending at F9.
+    static const QString level1 = [] {
+        QByteArray codes;
+        for (int lead = 0xB0; lead <= 0xD7; ++lead) {
+            for (int trail = 0xA1; trail <= (lead == 0xD7 ? 0xF9 : 0xFE); ++trail) {
+                codes += static_cast<char>(lead);
+                codes += static_cast<char>(trail);
+            }
+        }
+        QStringDecoder decode("GB18030");
+        return QString(decode(codes));
+    }();
+    QString term;
+    for (int n = 2 + below(2); n > 0; --n)
+        term += level1[below(static_cast<int>(level1.size()))];
+    return term;
+}
+
 QString LibraryGenerator::model()
 {
     static constexpr char16_t Letters[] = u"ABCDEFGHJKLMNPQRSTUVWXYZ";
@@ -403,8 +426,9 @@ Result<void> LibraryGenerator::fillKnowledge()
             // library must not depend on the compiler.
             topic = pick(Topics);
             const QString title = pick(KnowledgeTitles);
-            return expand(
+            const QString expanded = expand(
                 title, {{u'P', product}, {u'M', model()}, {u'T', topic}, {u'A', pick(Attributes)}});
+            return expanded + wideTerm();
         });
         Row row{{QStringLiteral("name"), name},
                 {QStringLiteral("description"),
@@ -454,6 +478,7 @@ Result<void> LibraryGenerator::fillPhrases()
             QString phrase = opening + expand(body, {{u'P', pick(Products)},
                                                      {u'T', pick(Topics)},
                                                      {u'N', QString::number(1 + below(48))}});
+            phrase += wideTerm();
             return phrase + pick(PhraseClosings);
         });
         return Row{{QStringLiteral("name"), name},

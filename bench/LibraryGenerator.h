@@ -34,6 +34,10 @@ public:
         int tools = 10000;
         int privateNotes = 10000;
         int otherCategories = 8; // file, tool and private-note categories, each
+        // Every knowledge title and phrase also names a term of two or three characters drawn
+        // from all of GB2312's first level, as a real library's thousands of distinct characters
+        // would; the default vocabulary has a few hundred.
+        bool wide = false;
     };
 
     // One write transaction per batch: SQLite syncs every commit, so a row per commit would take
@@ -91,6 +95,8 @@ private:
     bool chance(int percent) { return below(100) < percent; }
     QString pick(const QList<QStringView>& words) { return words[below(words.size())].toString(); }
     QString model();
+    // A term for Sizes::wide, or nothing without it.
+    QString wideTerm();
     // Sentences drawn from `sentences` until the text is long enough, with the markers of `fill`
     // replaced and %N a number from 1 to largestNumber.
     QString paragraph(const QList<QStringView>& sentences, int minLength, int maxLength,
