@@ -440,6 +440,16 @@ bool SearchIndex::matchRuns(const PinyinMatcher& pinyin, std::vector<quint32>& h
             known = heldReaders(q.substr(static_cast<size_t>(k), size_t(l)));
         return *known;
     };
+    // The first two characters' pairs alone are looked up in full: when they pass the bound,
+    // the runs are not tried at all rather than given up on half way.
+    size_t firstPairs = 0;
+    for (const int first : partLengths(q, 0)) {
+        for (const int second : first < m ? partLengths(q, first) : std::vector<int>{}) {
+            firstPairs += standInsFor(0, first).size() * standInsFor(first, second).size();
+        }
+    }
+    if (firstPairs > static_cast<size_t>(m_mostLookups))
+        return false;
     // Every run of characters that reads the query and whose adjacent pairs some name holds,
     // depth first from the query's start.
     std::vector<std::u16string> runs;
