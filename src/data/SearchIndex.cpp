@@ -57,6 +57,7 @@ void SearchIndex::reserve(qsizetype entries, qsizetype characters)
         column->reserve(n);
     m_common.reserve(n);
     m_alive.reserve(n);
+    m_unrepeated.reserve(n);
     m_marks.reserve(n);
     m_nameForms.reserve(n);
     m_folded.reserve(characters);

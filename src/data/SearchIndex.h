@@ -154,6 +154,10 @@ private:
     void keepIf(const std::vector<quint32>& candidates, Check check,
                 std::vector<quint32>& hits) const;
     void keepAlive(const PostingList& list, std::vector<quint32>& hits) const;
+    // Adds the live candidates whose folded name holds `text`, when every candidate holds each
+    // adjacent pair of its units: names in which no unit repeats are not read.
+    void keepHolding(const std::vector<quint32>& candidates, std::u16string_view text,
+                     std::vector<quint32>& hits) const;
     void matchNames(QStringView needle, std::vector<quint32>& hits) const;
     void matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const;
     // Finds the hits of a query of three letters or more as the names that hold a run of
@@ -181,6 +185,9 @@ private:
     std::vector<int> m_commonSerials;
     std::vector<bool> m_common;
     std::vector<bool> m_alive; // cleared for entries that were replaced or removed
+    // Set for entries whose folded name has no UTF-16 unit twice: one that holds every adjacent
+    // pair of a text holds the text, since its units can meet only once.
+    std::vector<bool> m_unrepeated;
     // Per entry, the bits of SearchKeys::tripleMark for each three adjacent characters' letters.
     std::vector<quint64> m_marks;
     // The entries with two characters read one after the other that are not two adjacent units

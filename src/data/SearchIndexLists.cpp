@@ -19,8 +19,18 @@ void SearchIndex::addLiteralKeys(quint32 position, QStringView foldedName)
 {
     if (m_unitsHeld.empty())
         m_unitsHeld.resize(0x10000 / 64);
+    // Which units this name has had so far, by the mark of the name being added: an array per
+    // thread, since kinds are indexed side by side, that needs no clearing between names. A
+    // mark left by another index only makes a name count as repeating, which costs a check.
+    thread_local std::vector<quint32> seenIn(0x10000);
+    thread_local quint32 nameMark = 0;
+    if (++nameMark == 0)
+        std::fill(seenIn.begin(), seenIn.end(), nameMark++);
+    bool repeats = false;
     for (qsizetype i = 0; i < foldedName.size(); ++i) {
         const char16_t u = foldedName[i].unicode();
+        repeats = repeats || seenIn[u] == nameMark;
+        seenIn[u] = nameMark;
         m_unitsHeld[u / 64] |= quint64(1) << (u % 64);
         m_pendingKeys.push_back(keyed(UnitLists + u, position));
         if (i + 1 < foldedName.size()) {
@@ -34,6 +44,7 @@ void SearchIndex::addLiteralKeys(quint32 position, QStringView foldedName)
             m_pendingKeys.push_back(keyed(Keys + pairList, position));
         }
     }
+    m_unrepeated.push_back(!repeats);
 }
 
 void SearchIndex::addPinyinKeys(quint32 position, QStringView foldedName)

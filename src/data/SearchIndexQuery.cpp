@@ -213,11 +213,26 @@ void SearchIndex::matchNames(QStringView needle, std::vector<quint32>& hits) con
         keepAlive(*lists.front(), hits);
         return;
     }
+    keepHolding(inAll(std::move(lists), 0), units(needle), hits);
+}
+
+void SearchIndex::keepHolding(const std::vector<quint32>& candidates, std::u16string_view text,
+                              std::vector<quint32>& hits) const
+{
+    std::vector<quint32> sure;
+    std::vector<quint32> toRead;
+    for (const quint32 p : candidates) {
+        if (alive(p))
+            (m_unrepeated[p] ? sure : toRead).push_back(p);
+    }
     // Names are short: a plain search beats the set-up of QStringView's.
-    const std::u16string_view wanted = units(needle);
+    std::vector<quint32> read;
     keepIf(
-        inAll(std::move(lists), 0),
-        [&](QStringView name) { return units(name).find(wanted) != wanted.npos; }, hits);
+        toRead, [&](QStringView name) { return units(name).find(text) != text.npos; }, read);
+    const size_t from = hits.size();
+    hits.resize(from + sure.size() + read.size());
+    std::merge(sure.begin(), sure.end(), read.begin(), read.end(),
+               hits.begin() + static_cast<std::ptrdiff_t>(from));
 }
 
 void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const
@@ -493,10 +508,7 @@ bool SearchIndex::matchRuns(const PinyinMatcher& pinyin, std::vector<quint32>& h
         std::vector<const PostingList*> pairs;
         for (qsizetype i = 0; i + 1 < text.size(); ++i)
             pairs.push_back(literalList(text.sliced(i, 2)));
-        keepIf(
-            inAll(std::move(pairs), 0),
-            [&](QStringView name) { return units(name).find(r) != std::u16string_view::npos; },
-            found);
+        keepHolding(inAll(std::move(pairs), 0), r, found);
     }
     if (runs.size() > 1)
         sortUnique(found);
