@@ -94,6 +94,7 @@ void SearchIndex::squeeze()
     m_marks.shrink_to_fit();
     m_oddNames.shrink_to_fit();
     m_spacedNames.shrink_to_fit();
+    m_unrepeated.shrink_to_fit();
     m_nameForms.shrink_to_fit();
     m_capitals.shrink_to_fit();
     m_pendingKeys = std::vector<quint64>();
