@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <ranges>
 
 namespace {
 
@@ -90,11 +89,8 @@ PinyinMatcher::PinyinMatcher(QStringView foldedQuery)
 
 bool PinyinMatcher::isReadingStart(std::string_view text)
 {
-    // Ids follow the alphabetical order of the syllables.
-    const auto ids = std::views::iota(0, PinyinReadings::syllableCount());
-    const auto syllable = [](int id) { return PinyinReadings::syllable(static_cast<quint16>(id)); };
-    const auto found = std::ranges::lower_bound(ids, text, {}, syllable);
-    return found != ids.end() && syllable(*found).starts_with(text);
+    const auto [first, last] = PinyinReadings::startingWith(text);
+    return first != last;
 }
 
 const quint32* PinyinMatcher::readingLettersTable()

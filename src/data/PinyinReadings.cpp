@@ -77,6 +77,16 @@ std::span<const char16_t> charactersOf(quint16 id)
     return std::span(table.characters).subspan(table.from[id], table.from[id + 1] - table.from[id]);
 }
 
+std::pair<quint16, quint16> startingWith(std::string_view letters)
+{
+    const auto first = std::lower_bound(syllables.begin(), syllables.end(), letters);
+    auto last = first;
+    while (last != syllables.end() && last->starts_with(letters))
+        ++last;
+    return {static_cast<quint16>(first - syllables.begin()),
+            static_cast<quint16>(last - syllables.begin())};
+}
+
 std::string_view syllable(quint16 id)
 {
     return id < syllables.size() ? syllables[id] : std::string_view();

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <bit>
 #include <optional>
-#include <ranges>
 #include <system_error>
 #include <thread>
 
@@ -25,6 +24,16 @@ std::u16string_view units(QStringView text)
 int symbolOf(char c)
 {
     return PinyinMatcher::symbol(static_cast<unsigned char>(c));
+}
+
+// Appends two ascending runs of positions to `hits` as one.
+void appendMerged(std::vector<quint32>& hits, const std::vector<quint32>& a,
+                  const std::vector<quint32>& b)
+{
+    const size_t from = hits.size();
+    hits.resize(from + a.size() + b.size());
+    std::merge(a.begin(), a.end(), b.begin(), b.end(),
+               hits.begin() + static_cast<std::ptrdiff_t>(from));
 }
 
 // How many letters from offset k of a query one character may take: one always (a Latin letter
@@ -229,10 +238,7 @@ void SearchIndex::keepHolding(const std::vector<quint32>& candidates, std::u16st
     std::vector<quint32> read;
     keepIf(
         toRead, [&](QStringView name) { return units(name).find(text) != text.npos; }, read);
-    const size_t from = hits.size();
-    hits.resize(from + sure.size() + read.size());
-    std::merge(sure.begin(), sure.end(), read.begin(), read.end(),
-               hits.begin() + static_cast<std::ptrdiff_t>(from));
+    appendMerged(hits, sure, read);
 }
 
 void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>& hits) const
@@ -374,9 +380,7 @@ void SearchIndex::matchPinyin(const PinyinMatcher& pinyin, std::vector<quint32>&
     std::erase_if(sure, [&](quint32 p) { return !alive(p); });
     std::vector<quint32> checked;
     keepIf(maybe, reads, checked);
-    hits.resize(from + sure.size() + checked.size());
-    std::merge(sure.begin(), sure.end(), checked.begin(), checked.end(),
-               hits.begin() + static_cast<std::ptrdiff_t>(from));
+    appendMerged(hits, sure, checked);
 }
 
 std::optional<std::vector<quint32>> SearchIndex::readAsUnits(std::string_view first,
@@ -419,12 +423,9 @@ std::vector<char16_t> SearchIndex::heldReaders(std::string_view letters) const
     std::vector<char16_t> out;
     if (letters.size() == 1 && holds(static_cast<char16_t>(letters[0])))
         out.push_back(static_cast<char16_t>(letters[0]));
-    // Ids follow the syllables' alphabetical order: those that start with the letters are a run.
-    const auto ids = std::views::iota(0, PinyinReadings::syllableCount());
-    const auto syllable = [](int id) { return PinyinReadings::syllable(static_cast<quint16>(id)); };
-    for (auto id = std::ranges::lower_bound(ids, letters, {}, syllable);
-         id != ids.end() && syllable(*id).starts_with(letters); ++id) {
-        for (const char16_t u : PinyinReadings::charactersOf(static_cast<quint16>(*id))) {
+    const auto [first, last] = PinyinReadings::startingWith(letters);
+    for (quint16 id = first; id != last; ++id) {
+        for (const char16_t u : PinyinReadings::charactersOf(id)) {
             if (holds(u))
                 out.push_back(u);
         }
@@ -527,9 +528,6 @@ bool SearchIndex::matchRuns(const PinyinMatcher& pinyin, std::vector<quint32>& h
         keepIf(
             odd, [&](QStringView name) { return pinyin.matches(name); }, checked);
     }
-    const size_t from = hits.size();
-    hits.resize(from + found.size() + checked.size());
-    std::merge(found.begin(), found.end(), checked.begin(), checked.end(),
-               hits.begin() + static_cast<std::ptrdiff_t>(from));
+    appendMerged(hits, found, checked);
     return true;
 }
